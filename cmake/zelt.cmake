@@ -1,0 +1,57 @@
+# How every target of the project is made. Included once, from the root.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+
+# Programs land beside each other, where README and the scripts say they are: build/<preset>/zelt-stats.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR})
+
+# Warnings, sanitizers and the include root: "platform/sysdb.h" is written the same everywhere.
+add_library(zelt_flags INTERFACE)
+target_include_directories(zelt_flags INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(zelt_flags INTERFACE -Wall -Wextra -Wconversion -Wshadow -Werror)
+if(ZELT_SANITIZE)
+  target_compile_options(zelt_flags INTERFACE -fsanitize=${ZELT_SANITIZE} -fno-sanitize-recover=all
+                                              -fno-omit-frame-pointer)
+  target_link_options(zelt_flags INTERFACE -fsanitize=${ZELT_SANITIZE})
+endif()
+
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(jsoncpp REQUIRED IMPORTED_TARGET jsoncpp)
+
+# The daemon but for its process entry. Each folder adds its own sources with target_sources().
+add_library(zelt_core STATIC)
+target_link_libraries(zelt_core PUBLIC zelt_flags PkgConfig::jsoncpp)
+
+# zelt_add_test(NAME x SOURCES a.cpp ... LIBRARIES l ... [LABELS ...]): a GoogleTest program and its ctest entry.
+# Its cases are one ctest entry: they share a start-up cost, and a failing case names itself in the output.
+function(zelt_add_test)
+  cmake_parse_arguments(PARSE_ARGV 0 ARG "" "NAME" "SOURCES;LIBRARIES;LABELS")
+  add_executable(${ARG_NAME} ${ARG_SOURCES})
+  target_link_libraries(${ARG_NAME} PRIVATE ${ARG_LIBRARIES} GTest::gmock GTest::gtest_main)
+  set_target_properties(${ARG_NAME} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
+  add_test(NAME ${ARG_NAME} COMMAND ${ARG_NAME})
+  set_tests_properties(${ARG_NAME} PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 120)
+endfunction()
+if(ZELT_TESTS)
+  find_package(GTest REQUIRED)
+endif()
+
+# The shipped binary: the process entry, the core, and one implementation of platform/.
+function(zelt_add_daemon)
+  add_executable(zelt-stats ${PROJECT_SOURCE_DIR}/daemon/main.cpp)
+  if(ZELT_PLATFORM STREQUAL "device")
+    target_link_libraries(zelt-stats PRIVATE zelt_core ${ZELT_DEVICE_LIBRARIES})
+  else()
+    target_link_libraries(zelt-stats PRIVATE zelt_core zelt_host)
+  endif()
+  install(TARGETS zelt-stats)
+endfunction()
+
+function(zelt_require_device_libraries)
+  if(NOT ZELT_DEVICE_LIBRARIES)
+    message(FATAL_ERROR "ZELT_PLATFORM=device needs the device's libraries: "
+                        "-DZELT_DEVICE_LIBRARIES='/path/liba.so;/path/libb.so'")
+  endif()
+endfunction()

@@ -1,0 +1,34 @@
+// The MQTT client of the device's in-house services.
+//
+// Known of the device's library: the class, its virtual destructor, the constructor's four arguments, both
+// operations and the four result codes.
+// Assumed by this project: the boolean of the constructor asks for a clean session; a connection that is missing
+// or was lost is made again by the next send_message; both operations end within seconds whatever the broker does.
+#pragma once
+
+#include <memory>
+
+enum BREL_MQTT_RC : int {
+    BREL_MQTT_SUCCESS = 200,
+    BREL_MQTT_BAD_REQUEST = 400,
+    BREL_MQTT_UNSUCCESSFUL = 500,
+    BREL_MQTT_BUSY = 503,
+};
+
+class mqtt_brel {
+public:
+    mqtt_brel(const char *client_name, const char *broker_host, int port, bool clean_session);
+    virtual ~mqtt_brel();
+    mqtt_brel(const mqtt_brel &) = delete;
+    mqtt_brel &operator=(const mqtt_brel &) = delete;
+
+    // Connects to the broker; an absent broker is no error.
+    virtual void start_mqtt_connection();
+
+    // Publishes a NUL-terminated payload. Stores a BREL_MQTT_RC in *rc unless rc is null.
+    virtual void send_message(int *rc, const char *topic, const char *payload);
+
+private:
+    struct implementation;
+    std::unique_ptr<implementation> impl_;
+};

@@ -1,0 +1,54 @@
+// The system database: named databases of typed keys, shared by every program of the router.
+//
+// Nothing here logs; every call may wait for another program's write transaction to end.
+// Texts are NUL-terminated and copied by the library: no pointer is kept after a call returns.
+//
+// Known of the device's library: the names, the order of the arguments, 0 = success where a result is
+// tested (sysdb_init, sysdb_txn_start, the reads), and that a reader passes SYSDB_READ_ONLY twice.
+// Assumed by this project: the layout of the handle, that the results of the other calls are 0 = success too,
+// and that a key keeps the type with which it was last written.
+#pragma once
+
+// Flag of sysdb_init and sysdb_txn_start for a session that only reads; 0 opens for writing.
+inline constexpr int SYSDB_READ_ONLY = 0x20000;
+
+// One session. Lives on the caller's stack for the span of one transaction; needs no initialisation before
+// sysdb_init and is dead after sysdb_exit. The members belong to the library.
+struct sysdb_handle {
+    void *session;
+    void *transaction;
+    unsigned int database;
+    int flags;
+};
+
+// Opens a session. 0 on success; on failure the handle must not be used, sysdb_exit included.
+int sysdb_init(sysdb_handle *handle, int flags);
+
+// Closes the session; a transaction that was not ended is dropped with all its writes.
+void sysdb_exit(sysdb_handle *handle);
+
+// Starts a transaction on one named database. 0 on success; on failure only sysdb_exit may follow.
+// A writing transaction creates the named database when it is missing, a reading one fails.
+int sysdb_txn_start(sysdb_handle *handle, const char *named_database, int flags);
+
+// Commits the transaction: other programs see all of its writes at once, or none when it fails.
+int sysdb_txn_end(sysdb_handle *handle);
+
+// Write or delete one key inside the open transaction. Deleting a missing key is harmless.
+int sysdb_write_int(sysdb_handle *handle, const char *key, int value, int flags);
+int sysdb_write_dbl(sysdb_handle *handle, const char *key, double value, int flags);
+int sysdb_write_str(sysdb_handle *handle, const char *key, const char *value, int flags);
+int sysdb_del(sysdb_handle *handle, const char *key);
+
+// Read one key inside the open transaction. 0 on success; on failure the output is left as it was.
+// sysdb_read_int of a real key yields its integer part (assumed); any other mismatch of types is a failure.
+// sysdb_read_str cuts to size - 1 characters and always ends the text with NUL.
+int sysdb_read_int(sysdb_handle *handle, const char *key, int *value);
+int sysdb_read_dbl(sysdb_handle *handle, const char *key, double *value);
+int sysdb_read_str(sysdb_handle *handle, const char *key, char *buffer, unsigned int size);
+
+// One key in a transaction of its own, committed on return. The daemon passes a null handle and flags 0.
+int sysdb_namedb_write_int(sysdb_handle *handle, const char *named_database, const char *key, int value, int flags);
+int sysdb_namedb_write_str(sysdb_handle *handle, const char *named_database, const char *key, const char *value,
+                           int flags);
+int sysdb_namedb_del(sysdb_handle *handle, const char *named_database, const char *key);
