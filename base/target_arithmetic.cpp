@@ -25,13 +25,29 @@ std::int32_t hex_int32(const std::string &text, const char *conversion) {
 
 }  // namespace
 
-std::int32_t leading_int32(const char *text) { return clamp_int32(std::strtoll(text, nullptr, 10)); }
+std::int32_t leading_int32(const char *text) {
+    return clamp_int32(std::strtoll(text, nullptr, 10));
+}
 
-std::int32_t stol_hex(const std::string &text) { return hex_int32(text, "stol"); }
+std::optional<std::uint32_t> leading_uint32(const char *text) {
+    char *end = nullptr;
+    const unsigned long long wide = std::strtoull(text, &end, 10);
+    if (end == text) {
+        return std::nullopt;
+    }
+    constexpr unsigned long long MAX = std::numeric_limits<std::uint32_t>::max();
+    const bool fits = wide <= MAX || 0 - wide <= MAX;  // the latter: a minus sign before a number that fits
+    return fits ? static_cast<std::uint32_t>(wide) : static_cast<std::uint32_t>(MAX);
+}
 
-std::int32_t stoi_hex(const std::string &text) { return hex_int32(text, "stoi"); }
+std::int32_t stol_hex(const std::string &text) {
+    return hex_int32(text, "stol");
+}
+
+std::int32_t stoi_hex(const std::string &text) {
+    return hex_int32(text, "stoi");
+}
 
 std::int32_t clamp_int32(std::int64_t value) {
-    return static_cast<std::int32_t>(
-        std::clamp<std::int64_t>(value, int32_limits::min(), int32_limits::max()));
+    return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, int32_limits::min(), int32_limits::max()));
 }

@@ -2,10 +2,15 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 // strtol(text, nullptr, 10) of the target: the leading number, 0 without one, clamped to 32 bits signed.
 std::int32_t leading_int32(const char *text);
+
+// The leading unsigned number, as the target's scanf("%u") reads it: a minus sign negates within 32 bits, a number
+// beyond them clamps. Nothing without a digit.
+std::optional<std::uint32_t> leading_uint32(const char *text);
 
 // std::stol and std::stoi(text, nullptr, 16) of the target. Throw std::invalid_argument without a digit and
 // std::out_of_range beyond 32 bits signed; the message is "stol" or "stoi", for both.

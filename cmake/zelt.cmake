@@ -36,7 +36,17 @@ function(zelt_add_test)
 endfunction()
 if(ZELT_TESTS)
   find_package(GTest REQUIRED)
+  include(GoogleTest)
 endif()
+
+# zelt_add_unit_test(NAME SOURCES...): zelt_core on the fake platform. Each case is a ctest entry with a process of its own:
+# the daemon's state begins anew in it, as it does when the daemon starts.
+function(zelt_add_unit_test NAME)
+  add_executable(${NAME} ${ARGN})
+  target_link_libraries(${NAME} PRIVATE zelt_core fake_platform GTest::gmock GTest::gtest_main)
+  set_target_properties(${NAME} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
+  gtest_discover_tests(${NAME} TEST_PREFIX ${NAME}. DISCOVERY_MODE PRE_TEST PROPERTIES LABELS unit TIMEOUT 60)
+endfunction()
 
 # The shipped binary: the process entry, the core, and one implementation of platform/.
 function(zelt_add_daemon)

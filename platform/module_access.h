@@ -15,7 +15,7 @@
 enum module_model : int {
     MODULE_UNKNOWN = 0,
     MODULE_BG96 = 1,
-    MODULE_EC21 = 2,   // 2 and 3 get the health check
+    MODULE_EC21 = 2,  // 2 and 3 get the health check
     MODULE_EC25 = 3,
     MODULE_RM50X = 5,  // 5 and 6 answer the serving-cell query with several lines
     MODULE_RM52X = 6,  // its MTU is always 1500

@@ -1,0 +1,15 @@
+// The AT port as a session: the lock file shared with other programs, then the serial device. A session serves one
+// exchange and is closed before its answer is decoded. Silent; waits for the lock as long as another program holds it.
+#pragma once
+
+inline constexpr const char *MODEM_DEVICE = "/dev/ttyQSB3";
+inline constexpr const char *MODEM_LOCK_FILE = "/tmp/zelt.cli";
+
+// Waits until no other program holds the lock file, then creates it. Returns without it when the daemon is stopping.
+void acquire_modem_lock();
+
+// Takes the lock and opens the device. The descriptor belongs to close_modem_port; negative, with the lock given back,
+// when the device cannot be opened or the daemon is stopping.
+int open_modem_port();
+
+void close_modem_port(int fd);

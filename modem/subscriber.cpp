@@ -1,0 +1,51 @@
+#include "modem/subscriber.h"
+
+#include <array>
+#include <exception>
+
+#include <syslog.h>
+
+#include "base/exception_log.h"
+#include "modem/modem_port.h"
+#include "platform/module_access.h"
+#include "platform/sysdb.h"
+
+namespace {
+
+using subscriber_query = int (*)(int fd, char *buffer, unsigned int size);
+
+template <unsigned int size>
+void publish_answer(subscriber_query query, const char *key) {
+    const int fd = open_modem_port();
+    if (fd < 0) {
+        return;
+    }
+    std::array<char, size> answer{};
+    if (query(fd, answer.data(), size) > 0) {
+        sysdb_namedb_write_str(nullptr, "CELL", key, answer.data(), 0);
+    }
+    close_modem_port(fd);
+}
+
+}  // namespace
+
+void save_carrier_name_to_sysdb() try {
+    syslog(LOG_INFO, "Getting carrier name");
+    publish_answer<64>(zelt_at_cmd_get_carrier_name, "CELL_CARRIER");
+} catch (const std::exception &e) {
+    log_exception(e, __func__);
+}
+
+void save_imsi_to_sysdb() try {
+    syslog(LOG_INFO, "Getting IMSI");
+    publish_answer<32>(zelt_at_cmd_get_imsi, "CELL_IMSI");
+} catch (const std::exception &e) {
+    log_exception(e, __func__);
+}
+
+void save_mdn_to_sysdb() try {
+    syslog(LOG_INFO, "Getting MDN");
+    publish_answer<32>(zelt_at_cmd_get_mdn, "CELL_MDN");
+} catch (const std::exception &e) {
+    log_exception(e, __func__);
+}

@@ -1,0 +1,82 @@
+// The 36 keys of the cell statistics, with the kind of each value. Knows no value and no database.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <string_view>
+
+// The numbers are those of the database's own type table.
+enum value_kind : int {
+    VALUE_INTEGER = 2,
+    VALUE_REAL = 3,
+    VALUE_STRING = 4,
+};
+
+struct cell_key {
+    const char *name;
+    value_kind kind;
+    double default_number;  // what an empty update puts in place of a number; for a string that is the empty text
+};
+
+// What a module did not report; published as it stands.
+inline constexpr double NOT_REPORTED = -999.0;
+
+inline constexpr std::array<cell_key, 36> CELL_CATALOGUE{{
+    {"CELL_NET_TYPE", VALUE_STRING, 0},
+    {"CELL_NET_TYPE_INT", VALUE_INTEGER, 0},
+    {"CELL_LAC", VALUE_INTEGER, 0},
+    {"CELL_MCC", VALUE_STRING, 0},  // a string, as the next, because of leading zeros
+    {"CELL_MNC", VALUE_STRING, 0},
+    {"CELL_CID", VALUE_INTEGER, 0},
+    {"CELL_PCID", VALUE_INTEGER, NOT_REPORTED},
+    {"CELL_BAND", VALUE_INTEGER, NOT_REPORTED},
+    {"CELL_CHANNEL", VALUE_INTEGER, NOT_REPORTED},
+    {"CELL_RSRP", VALUE_INTEGER, NOT_REPORTED},
+    {"CELL_RSRQ", VALUE_INTEGER, NOT_REPORTED},
+    {"CELL_RSSI", VALUE_INTEGER, NOT_REPORTED},
+    {"CELL_SINR", VALUE_REAL, NOT_REPORTED},
+    {"CELL_SQI", VALUE_INTEGER, NOT_REPORTED},
+    {"CELL_ECIO", VALUE_INTEGER, NOT_REPORTED},
+    {"CELL_ARFCN", VALUE_INTEGER, NOT_REPORTED},
+    {"CELL_EARFCN", VALUE_INTEGER, NOT_REPORTED},
+    {"CELL_UARFCN", VALUE_INTEGER, NOT_REPORTED},
+    {"CELL_CHAN_BW_UL", VALUE_STRING, 0},  // MHz as text: "1.4" must stay "1.4"
+    {"CELL_CHAN_BW_DL", VALUE_STRING, 0},
+    {"CELL_RAC", VALUE_INTEGER, NOT_REPORTED},
+    {"CELL_TAC", VALUE_INTEGER, NOT_REPORTED},
+    {"CELL_BSIC", VALUE_INTEGER, NOT_REPORTED},
+    {"CELL_RXLEV", VALUE_INTEGER, NOT_REPORTED},
+    {"CELL_TXP", VALUE_INTEGER, NOT_REPORTED},
+    {"CELL_LTE_BAND", VALUE_INTEGER, NOT_REPORTED},
+    {"CELL_LTE_RSRP", VALUE_INTEGER, NOT_REPORTED},
+    {"CELL_LTE_RSRQ", VALUE_INTEGER, NOT_REPORTED},
+    {"CELL_LTE_RSSI", VALUE_INTEGER, NOT_REPORTED},
+    {"CELL_LTE_SINR", VALUE_REAL, NOT_REPORTED},
+    {"CELL_LTE_SQI", VALUE_INTEGER, NOT_REPORTED},
+    {"CELL_NR5G_BAND", VALUE_INTEGER, NOT_REPORTED},
+    {"CELL_NR5G_RSRP", VALUE_INTEGER, NOT_REPORTED},
+    {"CELL_NR5G_RSRQ", VALUE_INTEGER, NOT_REPORTED},
+    {"CELL_NR5G_SINR", VALUE_REAL, NOT_REPORTED},
+    {"CELL_NR5G_SQI", VALUE_INTEGER, NOT_REPORTED},
+}};
+
+constexpr bool in_cell_catalogue(std::string_view key) {
+    for (const cell_key &entry : CELL_CATALOGUE) {
+        if (key == entry.name) {
+            return true;
+        }
+    }
+    return false;
+}
+
+constexpr bool cell_catalogue_has_no_duplicate() {
+    for (std::size_t i = 0; i < CELL_CATALOGUE.size(); ++i) {
+        for (std::size_t j = i + 1; j < CELL_CATALOGUE.size(); ++j) {
+            if (std::string_view(CELL_CATALOGUE[i].name) == CELL_CATALOGUE[j].name) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+static_assert(cell_catalogue_has_no_duplicate());

@@ -1,0 +1,31 @@
+// The cell statistics: the current value of each key of the catalogue, and which of them changed since the last
+// publication. Decoders write it as text; the query cycle publishes it. Knows the database, no module.
+// Every operation catches and logs its own exceptions.
+#pragma once
+
+#include <string>
+
+#include "platform/sysdb.h"
+
+// Converts the text by the key's kind and marks the key for publication, also when the value stays the same.
+// An integer or real takes the leading number, 0 without one; an empty text selects the catalogue's default.
+// A key outside the catalogue is ignored without a trace.
+void update_cell_stats_map(const char *key, const char *value);
+inline void update_cell_stats_map(const char *key, const std::string &value) {
+    update_cell_stats_map(key, value.c_str());
+}
+
+// Publishes the marked keys in bytewise key order, in one transaction on "CELL". When the database cannot be opened or
+// committed they stay marked and go out with the next publication.
+void save_cell_stats_map_to_sysdb();
+
+// The same with further keys: write_first(handle) runs ahead of the map inside the same transaction.
+void save_cell_stats_map_to_sysdb_after(void (*write_first)(sysdb_handle *handle));
+
+// Writes the marked keys inside the caller's transaction and takes the marks away.
+void save_cell_stats_map_to_sysdb_atomic(sysdb_handle *handle);
+
+// Withdraw a technology's values: each key gets its default and is marked.
+void reset_lte_values();
+void reset_nr5g_values();
+void reset_signal_values();

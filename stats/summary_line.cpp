@@ -1,0 +1,181 @@
+#include "stats/summary_line.h"
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <span>
+#include <string>
+
+#include "base/exception_log.h"
+#include "platform/sysdb.h"
+#include "stats/cell_catalogue.h"
+#include "stats/sysdb_transaction.h"
+
+namespace {
+
+struct rssimon_value {
+    rssimon_value(value_kind kind_read) : kind(kind_read) {}  // NOLINT(google-explicit-constructor): table rows
+
+    value_kind kind;
+    std::int32_t int_value = 0;
+    double dbl_value = 0.0;
+    std::string str_value;
+    bool valid = false;  // the last reading of this key succeeded
+};
+
+using rssimon_map = std::map<std::string, rssimon_value>;
+
+// CELL_SINR is read as an integer although it is published as a real: the line shows whole decibels.
+struct rssimon_state {
+    rssimon_map cell{
+        {"CELL_MODEL", VALUE_STRING},
+        {"CELL_SQI", VALUE_INTEGER},
+        {"CELL_RSSI", VALUE_INTEGER},
+        {"CELL_RSSI_SCC_1", VALUE_INTEGER},
+        {"CELL_RSCP", VALUE_INTEGER},
+        {"CELL_ECIO", VALUE_INTEGER},
+        {"CELL_SINR", VALUE_INTEGER},
+        {"CELL_RSRP", VALUE_INTEGER},
+        {"CELL_RSRP_SCC_1", VALUE_INTEGER},
+        {"CELL_RSRQ", VALUE_INTEGER},
+        {"CELL_CHANNEL", VALUE_INTEGER},
+        {"CELL_NET_TYPE", VALUE_STRING},
+        {"CELL_ROAMING", VALUE_INTEGER},
+        {"CELL_BAND", VALUE_INTEGER},
+        {"CELL_BAND_SCC_1", VALUE_INTEGER},
+        {"CELL_CHAN_BW_DL", VALUE_STRING},
+        {"CELL_CHAN_BW_DL_SCC_1", VALUE_STRING},
+        {"CELL_CID", VALUE_INTEGER},
+        {"CELL_TAC", VALUE_INTEGER},
+        {"CELL_LAC", VALUE_INTEGER},
+        {"CELL_MCC", VALUE_STRING},
+        {"CELL_MNC", VALUE_STRING},
+        {"CELL_ICCID", VALUE_STRING},
+        {"CELL_SIM_SEL", VALUE_INTEGER},
+    };
+    rssimon_map gpio{{"GPIO_TEMP", VALUE_REAL}};
+} rssimon;
+
+bool read_value(sysdb_handle *handle, const std::string &key, rssimon_value &value) {
+    switch (value.kind) {
+    case VALUE_REAL:
+        return sysdb_read_dbl(handle, key.c_str(), &value.dbl_value) == 0;
+    case VALUE_STRING: {
+        std::array<char, 128> text{};
+        if (sysdb_read_str(handle, key.c_str(), text.data(), text.size()) != 0) {
+            return false;
+        }
+        value.str_value = text.data();
+        return true;
+    }
+    case VALUE_INTEGER:
+        break;
+    }
+    return sysdb_read_int(handle, key.c_str(), &value.int_value) == 0;
+}
+
+void read_back(rssimon_map &values, const char *named_database) {
+    in_sysdb_transaction(named_database, SYSDB_READ_ONLY, [&values](sysdb_handle *handle) {
+        for (auto &[key, value] : values) {
+            value.valid = read_value(handle, key, value);
+        }
+    });
+}
+
+const rssimon_value *find_valid(const char *key) {
+    for (const rssimon_map *map : {&rssimon.cell, &rssimon.gpio}) {
+        const auto found = map->find(key);
+        if (found != map->end()) {
+            return found->second.valid ? &found->second : nullptr;
+        }
+    }
+    return nullptr;
+}
+
+// One field of the line: the text before the value, the value, the text behind it.
+struct summary_field {
+    const char *key;  // null: a field that is always empty
+    const char *before = "";
+    const char *after = "";
+    const char *missing = "";
+};
+
+// The order is the line's. Readers count separators, so an absent value leaves its field empty, never out.
+constexpr std::array<summary_field, 29> SUMMARY_FIELDS{{
+    {"CELL_MODEL", "", "", "No radio"},
+    {"CELL_SQI", "SQI: ", "%"},
+    {"CELL_RSSI", "RSSI: ", " dBm"},
+    {"CELL_RSCP", "RSCP: ", " dBm"},  // published by other programs only
+    {"CELL_RSRP", "RSRP: ", " dBm"},
+    {"CELL_RSRQ", "RSRQ: ", " dB"},
+    {"CELL_ECIO", "Ec/Io: ", " dBm"},
+    {"CELL_SINR", "SNR: ", " dB"},
+    {"CELL_CHANNEL", "Chan: "},
+    {"CELL_CHANNEL", "TxChan: "},  // repeats the channel on purpose
+    {"CELL_BAND", "Band: "},
+    {"CELL_CHAN_BW_DL", "BW: "},
+    {"CELL_NET_TYPE", "RAT: "},
+    {"CELL_ROAMING"},
+    {nullptr},  // three places that readers skip
+    {nullptr},
+    {nullptr},
+    {"CELL_CID", "Cell-ID: "},
+    {"CELL_TAC", "TAC: "},
+    {"CELL_LAC", "LAC: "},
+    {"CELL_MCC", "MCC: "},
+    {"CELL_MNC", "MNC: "},
+    {"CELL_RSSI_SCC_1", "2nd RSSI: ", " dBm"},
+    {"CELL_RSRP_SCC_1", "RSRP2: ", " dBm"},
+    {"CELL_BAND_SCC_1", "2nd Band: "},
+    {"CELL_CHAN_BW_DL_SCC_1", "2nd BW: "},
+    {"CELL_ICCID", "ICCID: "},
+    {"CELL_SIM_SEL", "SIM: "},
+    {"GPIO_TEMP", "Temp: "},
+}};
+
+constexpr std::size_t FIELD_MAX = 63;
+constexpr std::size_t LINE_MAX_LENGTH = 4095;
+
+std::string value_text(const rssimon_value &value) {
+    switch (value.kind) {
+    case VALUE_REAL:
+        return std::to_string(value.dbl_value);  // six decimals
+    case VALUE_STRING:
+        return value.str_value;
+    case VALUE_INTEGER:
+        break;
+    }
+    return std::to_string(value.int_value);
+}
+
+std::string field_text(const summary_field &field) {
+    if (field.key == nullptr) {
+        return "";
+    }
+    const rssimon_value *value = find_valid(field.key);
+    if (std::string_view(field.key) == "CELL_ROAMING") {
+        return value != nullptr && value->int_value != 0 ? "ROAMING" : "no roam";
+    }
+    if (value == nullptr) {
+        return field.missing;
+    }
+    return (field.before + value_text(*value) + field.after).substr(0, FIELD_MAX);
+}
+
+std::string build_line() {
+    std::string line = field_text(SUMMARY_FIELDS.front());
+    for (const summary_field &field : std::span(SUMMARY_FIELDS).subspan<1>()) {
+        line += ", " + field_text(field);
+    }
+    return line.substr(0, LINE_MAX_LENGTH);
+}
+
+}  // namespace
+
+void update_rssimon_sysdb_values() try {
+    read_back(rssimon.cell, "CELL");
+    read_back(rssimon.gpio, "GPIO");
+    sysdb_namedb_write_str(nullptr, "CELL", "CELL_RSSIMON", build_line().c_str(), 0);
+} catch (const std::exception &e) {
+    log_exception(e, __func__);
+}

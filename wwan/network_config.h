@@ -1,0 +1,7 @@
+// The router's "network" configuration, which decides the MTU and the link bring-up.
+#pragma once
+
+#include <json/value.h>
+
+// Waits, asking once a second, until the configuration store answers; a null value when the daemon stops first.
+void read_network_config(Json::Value &out);
