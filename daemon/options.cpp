@@ -11,8 +11,9 @@ namespace {
 // Base 0: decimal, 0x hexadecimal and leading-zero octal. Text that is no number counts as 0.
 unsigned int read_verbosity(const char *argument) {
     const unsigned long long level = std::strtoull(argument, nullptr, 0);
-    constexpr unsigned long long LARGEST = 0xffffffff;  // what the target's unsigned long holds
-    return static_cast<unsigned int>(level < LARGEST ? level : LARGEST);
+    constexpr unsigned long long LARGEST = 0xffffffff;           // what the target's unsigned long holds
+    const bool fits = level <= LARGEST || 0 - level <= LARGEST;  // the latter: a minus sign before a number that fits
+    return static_cast<unsigned int>(fits ? level : LARGEST);
 }
 
 }  // namespace

@@ -58,12 +58,10 @@ void run(const daemon_options &options, Json::Value &cfg) {
 
 int zelt_stats(int argc, char **argv) {
     Json::Value cfg;
-    const std::optional<daemon_options> options = parse_options(argc, argv);
-    if (!options) {
-        return 0;
-    }
     try {
-        run(*options, cfg);
+        if (const std::optional<daemon_options> options = parse_options(argc, argv)) {
+            run(*options, cfg);
+        }
     } catch (const std::exception &e) {
         syslog(LOG_ALERT, "exception: %s", e.what());
     }

@@ -1,6 +1,6 @@
 // The system database: named databases of typed keys, shared by every program of the router.
 //
-// Nothing here logs; every call may wait for another program's write transaction to end.
+// Nothing here writes to the system log; beginning to write may wait for another program's write transaction to end.
 // Texts are NUL-terminated and copied by the library: no pointer is kept after a call returns.
 //
 // Known of the device's library: the names, the order of the arguments, 0 = success where a result is
@@ -27,21 +27,24 @@ int sysdb_init(sysdb_handle *handle, int flags);
 // Closes the session; a transaction that was not ended is dropped with all its writes.
 void sysdb_exit(sysdb_handle *handle);
 
-// Starts a transaction on one named database. 0 on success; on failure only sysdb_exit may follow.
+// Starts a transaction on one named database. 0 on success; on failure only sysdb_exit may follow. One at a time in a
+// process: another one, of whatever session, is refused until this one ends.
 // A writing transaction creates the named database when it is missing, a reading one fails.
 int sysdb_txn_start(sysdb_handle *handle, const char *named_database, int flags);
 
-// Commits the transaction: other programs see all of its writes at once, or none when it fails.
+// Commits the transaction: other programs see all of its writes at once, or none when it fails (non-zero), for
+// example because one of them did not fit. The transaction is over in either case.
 int sysdb_txn_end(sysdb_handle *handle);
 
-// Write or delete one key inside the open transaction. Deleting a missing key is harmless.
+// Write or delete one key, of 1 to 511 bytes, inside the open transaction. Deleting a missing key is harmless.
 int sysdb_write_int(sysdb_handle *handle, const char *key, int value, int flags);
 int sysdb_write_dbl(sysdb_handle *handle, const char *key, double value, int flags);
 int sysdb_write_str(sysdb_handle *handle, const char *key, const char *value, int flags);
 int sysdb_del(sysdb_handle *handle, const char *key);
 
 // Read one key inside the open transaction. 0 on success; on failure the output is left as it was.
-// sysdb_read_int of a real key yields its integer part (assumed); any other mismatch of types is a failure.
+// sysdb_read_int of a real key yields its integer part (assumed), unless an int cannot hold it; sysdb_read_dbl of an
+// integer key yields its value; any other mismatch of types is a failure.
 // sysdb_read_str cuts to size - 1 characters and always ends the text with NUL.
 int sysdb_read_int(sysdb_handle *handle, const char *key, int *value);
 int sysdb_read_dbl(sysdb_handle *handle, const char *key, double *value);

@@ -53,12 +53,17 @@ void set_value(cell_stat &stat, const std::string &value) {
     stat.updated = true;
 }
 
-// A transaction that was lost takes its marks along; without them the values would never go out.
-void mark_again(const std::vector<cell_stat *> &stats) {
-    for (cell_stat *stat : stats) {
-        stat->updated = true;
+// A transaction that was lost, by an exception too, takes its marks along; without them the values would never go out.
+struct lost_marks_return {
+    lost_marks_return() { cell_stats.written.clear(); }
+    lost_marks_return(const lost_marks_return &) = delete;
+    lost_marks_return &operator=(const lost_marks_return &) = delete;
+    ~lost_marks_return() {
+        for (cell_stat *stat : cell_stats.written) {
+            stat->updated = true;
+        }
     }
-}
+};
 
 void write_value(sysdb_handle *handle, const std::string &key, const cell_stat &stat) {
     switch (stat.kind) {
@@ -97,21 +102,21 @@ void save_cell_stats_map_to_sysdb_atomic(sysdb_handle *handle) try {
     log_exception(e, __func__);
 }
 
-void save_cell_stats_map_to_sysdb() {
+void save_cell_stats_map_to_sysdb() try {
     save_cell_stats_map_to_sysdb_after([](sysdb_handle *) {});
+} catch (const std::exception &e) {
+    log_exception(e, __func__);
 }
 
-void save_cell_stats_map_to_sysdb_after(void (*write_first)(sysdb_handle *handle)) try {
+void save_cell_stats_map_to_sysdb_after(void (*write_first)(sysdb_handle *handle)) {
+    const lost_marks_return keeper;
     const bool committed = in_sysdb_transaction("CELL", 0, [write_first](sysdb_handle *handle) {
         write_first(handle);
         save_cell_stats_map_to_sysdb_atomic(handle);
     });
-    if (!committed) {
-        mark_again(cell_stats.written);
+    if (committed) {
+        cell_stats.written.clear();
     }
-    cell_stats.written.clear();
-} catch (const std::exception &e) {
-    log_exception(e, "save_cell_stats_map_to_sysdb");
 }
 
 void reset_lte_values() {

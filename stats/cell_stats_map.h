@@ -1,6 +1,6 @@
 // The cell statistics: the current value of each key of the catalogue, and which of them changed since the last
 // publication. Decoders write it as text; the query cycle publishes it. Knows the database, no module.
-// Every operation catches and logs its own exceptions.
+// Every operation but one catches and logs its own exceptions.
 #pragma once
 
 #include <string>
@@ -19,7 +19,8 @@ inline void update_cell_stats_map(const char *key, const std::string &value) {
 // committed they stay marked and go out with the next publication.
 void save_cell_stats_map_to_sysdb();
 
-// The same with further keys: write_first(handle) runs ahead of the map inside the same transaction.
+// The same with further keys: write_first(handle) runs ahead of the map inside the same transaction. Catches nothing:
+// its callers log under their own names.
 void save_cell_stats_map_to_sysdb_after(void (*write_first)(sysdb_handle *handle));
 
 // Writes the marked keys inside the caller's transaction and takes the marks away.

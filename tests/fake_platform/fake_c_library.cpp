@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -34,6 +35,7 @@ ssize_t append_to_file(void *path, const char *text, std::size_t length) {
 extern "C" {
 
 std::FILE *__real_fopen(const char *path, const char *mode);
+unsigned int __real_sleep(unsigned int seconds);
 
 void __wrap_openlog(const char *identity, int options, int facility) {
     enter("openlog", std::string(identity) + " " + std::to_string(options) + " " + std::to_string(facility));
@@ -55,6 +57,9 @@ int __wrap_access(const char *path, int) {
 }
 
 unsigned int __wrap_sleep(unsigned int seconds) {
+    if (gettid() != getpid()) {  // a thread of a fuzzer's own runtime; the daemon has but one
+        return __real_sleep(seconds);
+    }
     platform().now += seconds;
     enter("sleep", std::to_string(seconds));
     return 0;
@@ -71,14 +76,16 @@ int __wrap_system(const char *command) {
 
 using signal_handler = void (*)(int);
 
-signal_handler __wrap_signal(int number, signal_handler) {
+signal_handler __wrap_signal(int number, signal_handler handler) {
     enter("signal", std::to_string(number));
+    platform().signal_handlers[number] = handler;
     return nullptr;
 }
 
-ssize_t __wrap_sendto(int, const void *message, std::size_t length, int, const sockaddr *, socklen_t) {
-    enter("sendto", std::string(static_cast<const char *>(message), length));
-    return static_cast<ssize_t>(length);
+ssize_t __wrap_sendto(int, const void *message, std::size_t length, int, const sockaddr *address, socklen_t) {
+    const std::string path = reinterpret_cast<const sockaddr_un *>(address)->sun_path;
+    const bool fails = enter("sendto", path + " " + std::string(static_cast<const char *>(message), length));
+    return fails ? -1 : static_cast<ssize_t>(length);
 }
 
 // Only the daemon's own time file; a mode that begins with 'r' reads, 'w' replaces.

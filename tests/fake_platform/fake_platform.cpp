@@ -4,6 +4,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <stdexcept>
 
 #include <json/json.h>
@@ -307,16 +308,20 @@ int give_text(const fake::typed_answer &answer, char *buffer, unsigned int size)
 
 }  // namespace
 
-unsigned int ser_write_and_wait_for_txt_get_line(int, const char *command, const std::string *, unsigned int,
-                                                 char *buffer, unsigned int buffer_size, unsigned int, unsigned int) {
+unsigned int ser_write_and_wait_for_txt_get_line(int, const char *command, const std::string *texts,
+                                                 unsigned int text_count, char *buffer, unsigned int buffer_size,
+                                                 unsigned int flag, unsigned int other_flag) {
+    platform().at_exchanges.push_back({command, {texts, texts + text_count}, buffer_size, {flag, other_flag}});
     const auto answer = next_at_answer("ser_write_and_wait_for_txt_get_line", command, 3);
     std::snprintf(buffer, buffer_size, "%s", answer.text.c_str());
     return answer.result;
 }
 
-unsigned int ser_write_and_get_all_response_until_searchtxt(int, const char *command, const std::string *, unsigned int,
-                                                            char *buffer, unsigned int buffer_size, unsigned int,
-                                                            unsigned int) {
+unsigned int ser_write_and_get_all_response_until_searchtxt(int, const char *command, const std::string *texts,
+                                                            unsigned int text_count, char *buffer,
+                                                            unsigned int buffer_size, unsigned int flag,
+                                                            unsigned int other_flag) {
+    platform().at_exchanges.push_back({command, {texts, texts + text_count}, buffer_size, {flag, other_flag}});
     const auto answer = next_at_answer("ser_write_and_get_all_response_until_searchtxt", command, 2);
     std::snprintf(buffer, buffer_size, "%s", answer.text.c_str());
     return answer.result;
@@ -366,8 +371,8 @@ int cmd_get_value_json(const char *path, Json::Value &out) {
     if (enter("cmd_get_value_json", path) || found == platform().config.end()) {
         return -1;
     }
-    Json::CharReaderBuilder().newCharReader()->parse(found->second.data(), found->second.data() + found->second.size(),
-                                                     &out, nullptr);
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    reader->parse(found->second.data(), found->second.data() + found->second.size(), &out, nullptr);
     return 0;
 }
 

@@ -22,6 +22,14 @@ struct at_answer {
     std::string text;
 };
 
+// One exchange as the daemon asked for it, the command with its carriage return.
+struct at_exchange {
+    std::string command;
+    std::vector<std::string> texts;  // those that end the reading
+    unsigned int buffer_size;
+    std::vector<unsigned int> flags;  // the two last arguments
+};
+
 struct typed_answer {
     int result = 0;
     std::string text;
@@ -39,6 +47,7 @@ struct platform_state {
 
     // Answers by command, without the carriage return. The last one stays; a command without any fails the exchange.
     std::map<std::string, std::vector<at_answer>> at_answers;
+    std::vector<at_exchange> at_exchanges;
 
     int registration_result = -1;
     bool registered = false;
@@ -51,6 +60,8 @@ struct platform_state {
     std::string wwan_ip;                        // of "wwan0"; empty: none
     int link_error = 0;                         // of ip_link_set_interface_down and _up
     std::uint32_t now = 1000;                   // seconds; sleep() lets it pass
+
+    std::map<int, void (*)(int)> signal_handlers;  // those that signal() was given; none is really installed
 };
 
 // The state of this process's platform.

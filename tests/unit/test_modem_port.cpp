@@ -1,0 +1,147 @@
+// The port session: the lock shared with other programs, and what is left of it after a failure.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+
+#include "base/run_flag.h"
+#include "modem/at_exchange.h"
+#include "modem/modem_port.h"
+#include "tests/fake_platform/fake_platform.h"
+
+namespace {
+
+using fake::platform;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+void another_program_holds_the_lock() {
+    platform().files["/tmp/zelt.cli"] = "held";
+}
+
+void the_lock_is_released() {
+    platform().files.erase("/tmp/zelt.cli");
+}
+
+TEST(modem_lock, a_free_lock_is_taken_at_once) {
+    acquire_modem_lock();
+    EXPECT_THAT(platform().journal, ElementsAre("create_empty_file /tmp/zelt.cli"));
+    EXPECT_EQ(platform().files.at("/tmp/zelt.cli"), "");
+}
+
+TEST(modem_lock, a_held_lock_is_polled_every_50_ms_until_it_is_released) {
+    another_program_holds_the_lock();
+    fake::before("usleep", 3, the_lock_is_released);
+    acquire_modem_lock();
+    EXPECT_THAT(platform().journal,
+                ElementsAre("usleep 50000", "usleep 50000", "usleep 50000", "create_empty_file /tmp/zelt.cli"));
+}
+
+TEST(modem_lock, there_is_no_limit_to_the_wait) {
+    another_program_holds_the_lock();
+    fake::before("usleep", 20000, the_lock_is_released);  // 1000 s
+    acquire_modem_lock();
+    EXPECT_THAT(fake::journal_of({"usleep"}), SizeIs(20000));
+    EXPECT_EQ(platform().journal.back(), "create_empty_file /tmp/zelt.cli");
+}
+
+TEST(modem_lock, a_stopping_daemon_does_not_take_even_a_free_lock) {
+    keep_running = false;
+    acquire_modem_lock();
+    EXPECT_THAT(platform().journal, IsEmpty());
+}
+
+TEST(modem_lock, a_stop_during_the_wait_returns_at_once_without_the_lock) {
+    another_program_holds_the_lock();
+    fake::before("usleep", 2, [] { keep_running = false; });
+    acquire_modem_lock();
+    EXPECT_THAT(platform().journal, ElementsAre("usleep 50000", "usleep 50000"));
+    EXPECT_EQ(platform().files.at("/tmp/zelt.cli"), "held");
+}
+
+TEST(modem_lock, a_stop_together_with_the_release_does_not_take_the_lock) {
+    another_program_holds_the_lock();
+    fake::before("usleep", 1, [] {
+        the_lock_is_released();
+        keep_running = false;
+    });
+    acquire_modem_lock();
+    EXPECT_FALSE(platform().files.contains("/tmp/zelt.cli"));
+}
+
+TEST(modem_port, opening_takes_the_lock_and_then_the_device) {
+    EXPECT_EQ(open_modem_port(), 7);
+    EXPECT_THAT(platform().journal, ElementsAre("create_empty_file /tmp/zelt.cli", "ser_open /dev/ttyQSB3"));
+    EXPECT_TRUE(platform().files.contains("/tmp/zelt.cli"));
+}
+
+TEST(modem_port, a_device_that_cannot_be_opened_gives_the_lock_back_in_silence) {
+    fake::fail("ser_open");
+    EXPECT_LT(open_modem_port(), 0);
+    EXPECT_THAT(platform().journal,
+                ElementsAre("create_empty_file /tmp/zelt.cli", "ser_open /dev/ttyQSB3", "delete_file /tmp/zelt.cli"));
+}
+
+TEST(modem_port, opening_while_stopping_returns_minus_1_without_lock_or_device) {
+    keep_running = false;
+    EXPECT_EQ(open_modem_port(), -1);
+    EXPECT_THAT(platform().journal, IsEmpty());
+}
+
+TEST(modem_port, a_stop_during_the_wait_leaves_the_other_programs_lock) {
+    another_program_holds_the_lock();
+    fake::before("usleep", 1, [] { keep_running = false; });
+    EXPECT_EQ(open_modem_port(), -1);
+    EXPECT_THAT(platform().journal, ElementsAre("usleep 50000"));
+    EXPECT_TRUE(platform().files.contains("/tmp/zelt.cli"));
+}
+
+TEST(modem_port, closing_closes_the_device_and_then_gives_the_lock_back) {
+    const int fd = open_modem_port();
+    platform().journal.clear();
+    close_modem_port(fd);
+    EXPECT_THAT(platform().journal, ElementsAre("ser_close", "delete_file /tmp/zelt.cli"));
+    EXPECT_FALSE(platform().files.contains("/tmp/zelt.cli"));
+}
+
+TEST(at_exchange, is_one_session_and_hands_the_librarys_result_through) {
+    for (const unsigned int result : {0U, 1U, 2U, 4000000000U}) {
+        SCOPED_TRACE(result);
+        platform().journal.clear();
+        platform().at_answers["at+csq"] = {{result, "+CSQ: 20,99"}};
+        std::array<char, 8> answer{};
+        EXPECT_EQ(exchange_for_line("at+csq\r", "+CSQ:", answer), result);
+        EXPECT_STREQ(answer.data(), "+CSQ: 2");
+        EXPECT_THAT(platform().journal, ElementsAre("create_empty_file /tmp/zelt.cli", "ser_open /dev/ttyQSB3",
+                                                    "ser_write_and_wait_for_txt_get_line at+csq", "ser_close",
+                                                    "delete_file /tmp/zelt.cli"));
+    }
+}
+
+TEST(at_exchange, of_all_lines_is_one_session_and_hands_the_librarys_result_through) {
+    for (const unsigned int result : {0U, 1U, 2U}) {
+        SCOPED_TRACE(result);
+        platform().journal.clear();
+        platform().at_answers["at+qcainfo"] = {{result, "OK"}};
+        std::array<char, 512> answer{};
+        EXPECT_EQ(exchange_for_all_lines("at+qcainfo\r", answer), result);
+        EXPECT_STREQ(answer.data(), "OK");
+        EXPECT_THAT(platform().journal, ElementsAre("create_empty_file /tmp/zelt.cli", "ser_open /dev/ttyQSB3",
+                                                    "ser_write_and_get_all_response_until_searchtxt at+qcainfo",
+                                                    "ser_close", "delete_file /tmp/zelt.cli"));
+    }
+}
+
+TEST(at_exchange, without_a_port_there_is_no_result_and_no_exchange) {
+    fake::fail("ser_open", 1);
+    fake::fail("ser_open", 2);
+    std::array<char, 32> answer{};
+    EXPECT_EQ(exchange_for_line("at+csq\r", "+CSQ:", answer), std::nullopt);
+    EXPECT_EQ(exchange_for_all_lines("at+qcainfo\r", answer), std::nullopt);
+    EXPECT_THAT(fake::journal_of({"ser_write_and_wait_for_txt_get_line",
+                                  "ser_write_and_get_all_response_until_searchtxt", "ser_close"}),
+                IsEmpty());
+}
+
+}  // namespace
