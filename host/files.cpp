@@ -1,0 +1,67 @@
+// The file operations of the device. Never log; block only as long as the file system does.
+//
+// The daemon works as root in directories where others may write (/tmp). Therefore no operation follows a symbolic
+// link in the last place of a path, and none waits for the other end of a FIFO.
+#include "platform/device_utils.h"
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "host/descriptor.h"
+
+namespace {
+
+// Readable by all: other programs of the router read every file that is written here.
+constexpr mode_t file_mode = 0644;
+
+constexpr int open_flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+
+bool write_all(int fd, const char *text, std::size_t length) {
+    while (length > 0) {
+        const ssize_t written = write(fd, text, length);
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            return false;
+        }
+        text += written;
+        length -= static_cast<std::size_t>(written);
+    }
+    return true;
+}
+
+}  // namespace
+
+int create_pidfile(const char *path) {
+    return write_str_to_file(path, std::to_string(getpid()).c_str());
+}
+
+int create_empty_file(const char *path) {
+    // O_EXCL: whatever stands there already is not even opened.
+    const descriptor file(open(path, open_flags | O_EXCL, file_mode));
+    return file.is_open() || errno == EEXIST ? 0 : -1;
+}
+
+int delete_file(const char *path) {
+    return unlink(path) == 0 || errno == ENOENT ? 0 : -1;
+}
+
+bool file_exists(const char *path) {
+    return access(path, F_OK) == 0;
+}
+
+// In place, not by renaming a finished copy: some of the paths are kernel files below /sys and /proc. On a full disk
+// the file stays with what fitted.
+int write_str_to_file(const char *path, const char *text) {
+    descriptor file(open(path, open_flags | O_TRUNC, file_mode));
+    if (!file.is_open() || !write_all(file.get(), text, std::strlen(text))) {
+        return -1;
+    }
+    return file.close();
+}

@@ -1,0 +1,358 @@
+#include "host/serial_port.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+#include <set>
+#include <string_view>
+#include <utility>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include "host/stop.h"
+#include "platform/module_access.h"
+
+namespace {
+
+using clock_type = std::chrono::steady_clock;
+using moment = clock_type::time_point;
+using std::chrono::milliseconds;
+
+// Shared by all descriptors: a late answer does not care which one is open. Written by at_exchange alone.
+struct {
+    bool out_of_step = false;      // a command was sent, its final result was not seen
+    bool mark_unanswered = false;  // so was a mark: the next answer to one may be its answer
+} port_state;
+
+const std::string mark = "at+cmee?\r";
+
+bool answers_the_mark(std::string_view line) {
+    return line.starts_with("+CMEE:");
+}
+
+// Waiting ends at its moment only, however long no byte comes.
+constexpr milliseconds no_silence{-1};
+
+// Reads and writes until a moment given by the caller, a stop, or the end of the port.
+class port_stream {
+public:
+    enum class event { line, written, time_is_up, stopped, closed };
+
+    explicit port_stream(int fd) : fd_(fd) {}
+
+    event write_all(std::string_view text, moment until) {
+        while (!text.empty()) {
+            if (const event woken = wait(POLLOUT, until); woken != event::written) {
+                return woken;
+            }
+            const ssize_t size = ::write(fd_, text.data(), text.size());
+            if (size > 0) {
+                text.remove_prefix(static_cast<std::size_t>(size));
+            } else if (!may_try_again()) {
+                return event::closed;
+            }
+        }
+        return event::written;
+    }
+
+    // The next line, which is then in line(). With a silence, time is also up when no byte came for so long.
+    event next_line(moment until, milliseconds silence = no_silence) {
+        for (;;) {
+            if (std::optional<std::string> line = cutter_.next_line(unread_)) {
+                line_ = *std::move(line);
+                return event::line;
+            }
+            const moment wake = silence == no_silence ? until : std::min(until, last_byte_ + silence);
+            if (const event woken = wait(POLLIN, wake); woken != event::line) {
+                return woken;
+            }
+            const ssize_t size = ::read(fd_, bytes_.data(), bytes_.size());
+            if (size > 0) {
+                unread_ = {bytes_.data(), static_cast<std::size_t>(size)};
+                last_byte_ = clock_type::now();
+            } else if (size == 0 || !may_try_again()) {
+                return event::closed;
+            }
+        }
+    }
+
+    const std::string &line() const { return line_; }
+
+private:
+    static bool may_try_again() { return errno == EAGAIN || errno == EINTR; }
+
+    // event::line or event::written when the port is ready for it. A port that hung up is ready: the call tells.
+    event wait(short what, moment until) const {
+        for (;;) {
+            const auto left = std::chrono::ceil<milliseconds>(until - clock_type::now()).count();
+            if (stop_requested()) {
+                return event::stopped;
+            }
+            if (left <= 0) {
+                return event::time_is_up;
+            }
+            std::array<pollfd, 2> ports = {{{fd_, what, 0}, {stop_descriptor(), POLLIN, 0}}};
+            const int ready = fd_ < 0 ? -1 : poll(ports.data(), ports.size(), static_cast<int>(left));
+            if (fd_ < 0 || (ready < 0 && errno != EINTR)) {
+                return event::closed;
+            }
+            if (ready > 0 && ports[0].revents != 0) {
+                return what == POLLIN ? event::line : event::written;
+            }
+        }
+    }
+
+    int fd_;
+    std::array<char, 512> bytes_ = {};
+    std::string_view unread_;  // in bytes_
+    line_cutter cutter_;
+    std::string line_;
+    moment last_byte_ = clock_type::now();
+};
+
+// The end of an exchange for which no final result came.
+at_answer broken_off(port_stream::event why, at_lines lines = {}) {
+    const bool closed = why == port_stream::event::closed;
+    return {closed ? at_ending::port_closed : at_ending::no_final_result, std::move(lines)};
+}
+
+at_answer completed(std::string_view final_result, at_lines lines) {
+    return {is_error_result(final_result) ? at_ending::error : at_ending::ok, std::move(lines)};
+}
+
+// A module that talks on without a final result must not fill the memory. Answers have less than 20 lines.
+void keep(at_lines &lines, const std::string &line) {
+    constexpr std::size_t most_lines = 256;
+    if (lines.size() < most_lines) {
+        lines.push_back(line);
+    }
+}
+
+// Drops everything up to the answer to the mark. True when nothing old can follow. A stop or a closed port is left
+// for the command to find.
+bool get_in_step(port_stream &port, const at_limits &limits, moment deadline) {
+    const bool earlier_unanswered = std::exchange(port_state.mark_unanswered, true);
+    moment until = std::min(deadline, clock_type::now() + limits.mark);
+    if (port.write_all(mark, until) != port_stream::event::written) {
+        return false;
+    }
+    bool seen = false;
+    milliseconds silence = no_silence;
+    while (port.next_line(until, silence) == port_stream::event::line) {
+        if (answers_the_mark(port.line())) {
+            seen = true;
+            silence = no_silence;
+            until = deadline;  // its final result follows, and must not be taken for the command's
+        } else if (is_final_result(port.line()) && seen) {
+            port_state.mark_unanswered = earlier_unanswered;
+            return !earlier_unanswered;
+        } else if (is_final_result(port.line())) {
+            silence = limits.silence;  // of a late answer, or of a module that does not know the mark
+        }
+    }
+    return false;
+}
+
+at_answer read_answer_in_step(port_stream &port, const std::string &command, const std::string &wanted_prefix,
+                              const at_limits &limits, moment deadline) {
+    at_lines lines;
+    for (;;) {
+        const port_stream::event event = port.next_line(deadline);
+        if (event != port_stream::event::line) {
+            return broken_off(event, std::move(lines));
+        }
+        const std::string &line = port.line();
+        if (is_echo(line, command)) {
+            continue;
+        }
+        if (answers_the_mark(line) && command != mark) {
+            return broken_off(event);
+        }
+        keep(lines, line);
+        if (is_final_result(line)) {
+            return completed(line, std::move(lines));
+        }
+        if (!wanted_prefix.empty() && line.starts_with(wanted_prefix)) {
+            deadline = std::min(deadline, clock_type::now() + limits.after_wanted_line);
+        }
+    }
+}
+
+// Unsolicited lines behind the final result are no new answer: only a further final result makes one.
+at_answer read_answer_in_doubt(port_stream &port, const std::string &command, const at_limits &limits,
+                               moment deadline) {
+    at_lines lines;
+    std::optional<at_answer> last;
+    bool in_answer_to_mark = false;
+    for (;;) {
+        const port_stream::event event = port.next_line(deadline, last ? limits.silence : no_silence);
+        const bool was_silent = event == port_stream::event::time_is_up && clock_type::now() < deadline;
+        if (was_silent && last) {
+            return *std::move(last);
+        }
+        if (event != port_stream::event::line) {
+            return broken_off(event);
+        }
+        const std::string &line = port.line();
+        if (is_echo(line, command)) {  // an answer begins: what came before was none, or an older one
+            lines.clear();
+            last.reset();
+            continue;
+        }
+        keep(lines, line);
+        if (answers_the_mark(line)) {
+            in_answer_to_mark = true;
+            last.reset();
+        } else if (is_final_result(line)) {
+            at_answer answer = completed(line, std::exchange(lines, {}));
+            if (!std::exchange(in_answer_to_mark, false)) {
+                last = std::move(answer);
+            }
+        }
+    }
+}
+
+// The reason is the message: a daemon that tries every few seconds says each one once.
+void say_once(const std::string &message) {
+    static std::set<std::string> said;
+    if (said.insert(message).second) {
+        std::fprintf(stderr, "%s\n", message.c_str());
+    }
+}
+
+std::string advice_for(int error) {
+    switch (error) {
+    case ENOENT:
+    case ENODEV:
+    case ENXIO:
+        return "plug in the module, or check that its driver is loaded";
+    case EACCES:
+    case EPERM:
+        return "run as root, or as a member of the device's group";
+    case ENOTTY:
+        return "give the module's AT port instead";
+    default:
+        return "check that no other program holds the port";
+    }
+}
+
+// 8 data bits, no parity, 1 stop bit, no flow control, every byte as it is.
+bool make_raw(int fd) {
+    termios settings = {};
+    if (tcgetattr(fd, &settings) != 0) {
+        return false;
+    }
+    cfmakeraw(&settings);
+    settings.c_cflag &= ~static_cast<tcflag_t>(CSTOPB | CRTSCTS);
+    // The port is closed after each exchange: a modem line that drops then makes modules end the data call.
+    settings.c_cflag &= ~static_cast<tcflag_t>(HUPCL);
+    settings.c_cflag |= CLOCAL | CREAD;
+    // A read of no bytes means the end of the port, not that nothing is there yet.
+    settings.c_cc[VMIN] = 1;
+    settings.c_cc[VTIME] = 0;
+    if (tcsetattr(fd, TCSANOW, &settings) != 0) {
+        return false;
+    }
+    // The modules' default. A USB port has no real speed and may refuse one.
+    if (cfsetspeed(&settings, B115200) == 0) {
+        tcsetattr(fd, TCSANOW, &settings);
+    }
+    return true;
+}
+
+// A failed exchange of the operation below, which keeps 0 and 1 for the two completed answers.
+unsigned int failed_collection(unsigned int text_count) {
+    return std::max(text_count, SER_ANSWER_COMPLETE_MAX + 1);
+}
+
+// The index of the text that names the final result; text_count when none does.
+unsigned int index_of_ending(at_ending ending, const std::string *texts, unsigned int text_count) {
+    const std::string_view result = ending == at_ending::ok ? "OK" : "ERROR";
+    return static_cast<unsigned int>(std::find(texts, texts + text_count, result) - texts);
+}
+
+void copy_text(std::string_view text, char *buffer, unsigned int buffer_size) {
+    if (buffer != nullptr && buffer_size > 0) {
+        buffer[text.copy(buffer, buffer_size - 1)] = '\0';
+    }
+}
+
+}  // namespace
+
+at_answer at_exchange(int fd, const std::string &command, const std::string &wanted_prefix, const at_limits &limits) {
+    const moment deadline = clock_type::now() + limits.total;
+    port_stream port(fd);
+    tcflush(fd, TCIFLUSH);  // unsolicited lines since the last exchange
+    const bool in_doubt = port_state.out_of_step && !get_in_step(port, limits, deadline);
+    port_state.out_of_step = true;
+    if (const port_stream::event event = port.write_all(command, deadline); event != port_stream::event::written) {
+        return broken_off(event);
+    }
+    at_answer answer = in_doubt ? read_answer_in_doubt(port, command, limits, deadline)
+                                : read_answer_in_step(port, command, wanted_prefix, limits, deadline);
+    if (answer.is_complete()) {
+        port_state = {};
+    }
+    return answer;
+}
+
+int ser_open(const char *device) {
+    const std::string path = device == nullptr ? "" : device;
+    // Not blocking: neither the open, which would wait for a carrier, nor the exchanges, which have a deadline.
+    const int fd = open(path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
+    if (fd >= 0 && make_raw(fd)) {
+        tcflush(fd, TCIOFLUSH);
+        return fd;
+    }
+    const int error = errno;
+    ser_close(fd);
+    say_once("Cannot use \"" + path + "\" as the AT port (" + std::strerror(error) + "): " + advice_for(error));
+    return -1;
+}
+
+void ser_close(int fd) {
+    if (fd >= 0) {
+        close(fd);
+    }
+}
+
+// The texts behind the first one are names of final results: any of these ends the answer, named or not. A text in
+// quotes or in the middle of a line never does. The line is taken as it came, also with blanks; its beginning must
+// equal texts[0] exactly.
+unsigned int ser_write_and_wait_for_txt_get_line(int fd, const char *command, const std::string *texts,
+                                                 unsigned int text_count, char *buffer, unsigned int buffer_size,
+                                                 unsigned int, unsigned int) {
+    copy_text("", buffer, buffer_size);
+    const std::string prefix = text_count > 0 ? texts[0] : "";
+    const at_answer answer = at_exchange(fd, command, prefix);
+    const auto line = std::find_if(answer.lines.begin(), answer.lines.end(),
+                                   [&](const std::string &text) { return text.starts_with(prefix); });
+    if (line != answer.lines.end()) {
+        copy_text(*line, buffer, buffer_size);
+        return SER_LINE_FOUND;
+    }
+    if (answer.ending == at_ending::port_closed) {
+        return SER_PORT_CLOSED;
+    }
+    return 1 + (answer.is_complete() ? index_of_ending(answer.ending, texts, text_count) : text_count);
+}
+
+// The lines are joined by CR LF.
+unsigned int ser_write_and_get_all_response_until_searchtxt(int fd, const char *command, const std::string *texts,
+                                                            unsigned int text_count, char *buffer,
+                                                            unsigned int buffer_size, unsigned int, unsigned int) {
+    const at_answer answer = at_exchange(fd, command);
+    std::string joined;
+    for (const std::string &line : answer.lines) {
+        joined += (joined.empty() ? "" : "\r\n") + line;
+    }
+    copy_text(joined, buffer, buffer_size);
+    const unsigned int index = answer.is_complete() ? index_of_ending(answer.ending, texts, text_count) : text_count;
+    return index < text_count ? index : failed_collection(text_count);
+}

@@ -1,0 +1,38 @@
+#include "host/stop.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdint>
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include "platform/module_access.h"
+
+namespace {
+
+// Only ever set, by a signal handler as well.
+std::atomic<bool> requested{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "the signal handler stores it");
+
+// Made before main, because a signal handler must not create it. Lives as long as the process.
+const int event_descriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+
+}  // namespace
+
+int stop_descriptor() {
+    return event_descriptor;
+}
+
+bool stop_requested() {
+    return requested.load();
+}
+
+void stop_libzelt_funcs() {
+    const int interrupted_errno = errno;
+    requested.store(true);
+    const std::uint64_t one = 1;
+    // Fails only when it is readable already, or does not exist: nothing to do about either.
+    [[maybe_unused]] const ssize_t written = write(event_descriptor, &one, sizeof one);
+    errno = interrupted_errno;
+}

@@ -1,0 +1,192 @@
+#include "host/commands.h"
+
+#include <cerrno>
+#include <csignal>
+#include <sstream>
+#include <string>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform/device_utils.h"
+#include "tests/host/utilities/surroundings.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// Far above what any of these programs needs, far below "hangs".
+constexpr auto ample = 30s;
+constexpr std::size_t some_kilobytes = 8192;
+
+bool no_child_is_left() {
+    return waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD;
+}
+
+std::optional<std::string> shell(const std::string &script, std::chrono::milliseconds deadline = ample) {
+    return collect_output({"/bin/sh", "-c", script}, deadline, some_kilobytes);
+}
+
+TEST(brelsys, returns_what_the_shell_says) {
+    struct row {
+        const char *why;
+        const char *command;
+        int status;
+    };
+    const row rows[] = {
+        {"success", "true", 0},
+        {"nothing to do is a success", "", 0},
+        {"exit status", "exit 3", 3},
+        {"the largest one", "exit 255", 255},
+        {"no such command", "/nonexistent/command 2>/dev/null", 127},
+        {"not executable", "/dev/null 2>/dev/null", 126},
+        {"ended by signal 9", "kill -9 $$", 128 + 9},
+        {"ended by signal 15", "kill -15 $$", 128 + 15},
+    };
+    for (const row &r : rows) {
+        EXPECT_EQ(brelsys("%s", r.command), r.status) << r.why;
+    }
+    EXPECT_TRUE(no_child_is_left());
+}
+
+TEST(brelsys, formats_like_printf) {
+    const temporary_folder folder;
+    EXPECT_EQ(brelsys("echo %s-%d%% > %s/out", "a", 7, folder.path().c_str()), 0);
+    EXPECT_EQ(content_of(folder.path("out")), "a-7%\n");
+}
+
+TEST(brelsys, runs_a_line_of_any_length) {
+    const temporary_folder folder;
+    const std::string word(100000, 'x');
+    EXPECT_EQ(brelsys("echo %s > %s/out", word.c_str(), folder.path().c_str()), 0);
+    EXPECT_EQ(content_of(folder.path("out")), word + "\n");
+}
+
+TEST(brelsys, a_line_beyond_the_kernels_limit_is_a_failure) {
+    EXPECT_EQ(brelsys("echo %s", std::string(4000000, 'x').c_str()), 127);
+}
+
+TEST(brelsys, passes_inner_quotes_on) {
+    const temporary_folder folder;
+    EXPECT_EQ(brelsys("printf %%s \"!fw3: Zone wan MTU fixing\" > %s/out", folder.path().c_str()), 0);
+    EXPECT_EQ(content_of(folder.path("out")), "!fw3: Zone wan MTU fixing");
+}
+
+TEST(brelsys, the_command_does_not_read_our_input) {
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    ASSERT_EQ(write(ends[1], "ours\n", 5), 5);
+    const int old_input = dup(STDIN_FILENO);
+    dup2(ends[0], STDIN_FILENO);
+    close(ends[0]);
+    close(ends[1]);
+    EXPECT_EQ(brelsys("test -z \"$(cat)\""), 0);
+    dup2(old_input, STDIN_FILENO);
+    close(old_input);
+}
+
+TEST(brelsys, the_command_gets_no_descriptor_of_ours) {
+    // Opened without O_CLOEXEC, as some libraries do.
+    const int leaking = open("/dev/null", O_RDONLY);
+    ASSERT_GE(leaking, 3);
+    EXPECT_EQ(brelsys("test ! -e /proc/$$/fd/%d", leaking), 0);
+    close(leaking);
+}
+
+TEST(brelsys, the_command_starts_with_default_signals) {
+    const temporary_folder folder;
+    const auto old_handler = signal(SIGPIPE, SIG_IGN);
+    sigset_t blocked = {};
+    sigset_t old_mask = {};
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGTERM);
+    sigprocmask(SIG_BLOCK, &blocked, &old_mask);
+    for (const char *set : {"SigBlk", "SigIgn"}) {
+        brelsys("grep %s: /proc/self/status | cut -f 2 >> %s/out", set, folder.path().c_str());
+    }
+    sigprocmask(SIG_SETMASK, &old_mask, nullptr);
+    signal(SIGPIPE, old_handler);
+    std::istringstream sets(content_of(folder.path("out")));
+    unsigned long long still_blocked = 1;
+    unsigned long long still_ignored = 1;
+    sets >> std::hex >> still_blocked >> still_ignored;
+    const unsigned long long c_library_signals = 0x180000000;  // 32 and 33: its own affair, and it ignores them
+    EXPECT_EQ(still_blocked, 0U);
+    EXPECT_EQ(still_ignored & ~c_library_signals, 0U);
+}
+
+TEST(brelsys, a_signal_in_between_does_not_cut_the_wait) {
+    struct sigaction action = {};
+    struct sigaction old_action = {};
+    action.sa_handler = [](int) {};  // without SA_RESTART: the wait really is interrupted
+    sigaction(SIGALRM, &action, &old_action);
+    const itimerval every_20_ms = {{0, 20000}, {0, 20000}};
+    setitimer(ITIMER_REAL, &every_20_ms, nullptr);
+    const int status = brelsys("sleep 0.3; exit 5");
+    const itimerval off = {};
+    setitimer(ITIMER_REAL, &off, nullptr);
+    sigaction(SIGALRM, &old_action, nullptr);
+    EXPECT_EQ(status, 5);
+}
+
+TEST(collect_output, returns_what_the_program_wrote) {
+    EXPECT_EQ(shell("echo one; echo two"), "one\ntwo\n");
+}
+
+TEST(collect_output, an_empty_output_is_an_answer) {
+    EXPECT_EQ(shell("true"), "");
+}
+
+TEST(collect_output, a_failure_has_no_answer) {
+    EXPECT_EQ(shell("echo one; exit 1"), std::nullopt);
+    EXPECT_EQ(shell("echo one; kill -9 $$"), std::nullopt);
+    EXPECT_EQ(collect_output({"/nonexistent/tool"}, ample, some_kilobytes), std::nullopt);
+    EXPECT_TRUE(no_child_is_left());
+}
+
+TEST(collect_output, output_up_to_the_limit_and_not_beyond) {
+    EXPECT_EQ(shell("head -c 8192 /dev/zero").value_or("").size(), 8192U);
+    EXPECT_EQ(shell("head -c 8193 /dev/zero"), std::nullopt);
+}
+
+TEST(collect_output, a_program_that_hangs_is_killed_with_its_children) {
+    const temporary_folder folder;
+    EXPECT_EQ(shell("sleep 1000 & echo $! > " + folder.path("pid") + "; echo part; wait", 300ms), std::nullopt);
+    EXPECT_TRUE(no_child_is_left());
+    // The child is dead, or a zombie until init takes it.
+    const std::string status =
+        content_of("/proc/" + std::to_string(std::stoi(content_of(folder.path("pid")))) + "/stat");
+    EXPECT_TRUE(status.empty() || status.find(") Z") != std::string::npos) << status;
+}
+
+TEST(collect_output, a_program_that_ignores_signals_is_killed) {
+    EXPECT_EQ(shell("trap '' TERM INT HUP; while :; do sleep 1; done", 300ms), std::nullopt);
+    EXPECT_TRUE(no_child_is_left());
+}
+
+TEST(collect_output, a_program_that_closed_its_output_is_killed_all_the_same) {
+    EXPECT_EQ(shell("echo part; exec >&-; sleep 1000", 300ms), std::nullopt);
+    EXPECT_TRUE(no_child_is_left());
+}
+
+TEST(collect_output, a_program_that_closed_its_output_may_end_in_time) {
+    EXPECT_EQ(shell("echo all; exec >&-; sleep 0.2"), "all\n");
+}
+
+TEST(collect_output, a_child_left_behind_with_the_output_does_not_hold_us_up) {
+    const temporary_folder folder;
+    EXPECT_EQ(shell("sleep 1000 & echo $! > " + folder.path("pid") + "; echo answer"), "answer\n");
+    const int background = std::stoi(content_of(folder.path("pid")));
+    EXPECT_EQ(kill(background, 0), 0) << "what a successful tool leaves running is its own affair";
+    kill(background, SIGKILL);
+}
+
+TEST(collect_output, endless_output_ends_at_the_limit) {
+    EXPECT_EQ(shell("exec yes"), std::nullopt);
+    EXPECT_TRUE(no_child_is_left());
+}
+
+}  // namespace

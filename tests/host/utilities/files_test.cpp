@@ -1,0 +1,162 @@
+#include "platform/device_utils.h"
+
+#include <csignal>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "tests/host/utilities/surroundings.h"
+
+namespace {
+
+class files : public testing::Test {
+protected:
+    std::string path(const char *name) const { return folder_.path(name); }
+    temporary_folder folder_;
+};
+
+TEST_F(files, write_creates_without_a_newline) {
+    EXPECT_EQ(write_str_to_file(path("new").c_str(), "wwan0"), 0);
+    EXPECT_EQ(content_of(path("new")), "wwan0");
+}
+
+TEST_F(files, write_replaces_a_longer_content) {
+    folder_.write("old", "255.255.255.252");
+    EXPECT_EQ(write_str_to_file(path("old").c_str(), "1"), 0);
+    EXPECT_EQ(content_of(path("old")), "1");
+}
+
+TEST_F(files, write_of_an_empty_text_leaves_an_empty_file) {
+    folder_.write("old", "10.0.0.1");
+    EXPECT_EQ(write_str_to_file(path("old").c_str(), ""), 0);
+    EXPECT_TRUE(file_exists(path("old").c_str()));
+    EXPECT_EQ(content_of(path("old")), "");
+}
+
+TEST_F(files, written_files_are_readable_by_other_programs) {
+    const mode_t mask = umask(0022);
+    write_str_to_file(path("new").c_str(), "1");
+    umask(mask);
+    struct stat status = {};
+    ASSERT_EQ(stat(path("new").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0644U);
+}
+
+TEST_F(files, write_into_a_kernel_file_works) {
+    // Replacing by rename would fail there.
+    EXPECT_EQ(write_str_to_file("/proc/self/comm", "zelt-comm"), 0);
+    EXPECT_EQ(content_of("/proc/self/comm"), "zelt-comm\n");
+}
+
+TEST_F(files, write_to_a_full_disk_is_an_error) {
+    EXPECT_NE(write_str_to_file("/dev/full", "10.0.0.1"), 0);
+}
+
+// Files of this process hold at most 4 bytes then: the first write is a short one, the second fails.
+void exit_with_7_if_a_cut_write_fails(const std::string &path) {
+    signal(SIGXFSZ, SIG_IGN);
+    const rlimit four_bytes = {4, 4};
+    setrlimit(RLIMIT_FSIZE, &four_bytes);
+    _exit(write_str_to_file(path.c_str(), "10.0.0.1") != 0 ? 7 : 0);
+}
+
+TEST_F(files, write_cut_short_is_an_error_and_removes_nothing) {
+    EXPECT_EXIT(exit_with_7_if_a_cut_write_fails(path("cut")), testing::ExitedWithCode(7), "");
+    EXPECT_EQ(content_of(path("cut")), "10.0");
+}
+
+TEST_F(files, write_into_a_missing_folder_is_an_error) {
+    EXPECT_NE(write_str_to_file(path("absent/file").c_str(), "x"), 0);
+    EXPECT_FALSE(file_exists(path("absent").c_str()));
+}
+
+TEST_F(files, write_onto_a_folder_is_an_error) {
+    EXPECT_NE(write_str_to_file(path("").c_str(), "x"), 0);
+}
+
+TEST_F(files, write_does_not_follow_a_link) {
+    folder_.write("victim", "precious");
+    ASSERT_EQ(symlink(path("victim").c_str(), path("link").c_str()), 0);
+    EXPECT_NE(write_str_to_file(path("link").c_str(), "x"), 0);
+    EXPECT_EQ(content_of(path("victim")), "precious");
+}
+
+TEST_F(files, write_does_not_wait_for_the_reader_of_a_fifo) {
+    ASSERT_EQ(mkfifo(path("fifo").c_str(), 0600), 0);
+    EXPECT_NE(write_str_to_file(path("fifo").c_str(), "x"), 0);
+}
+
+TEST_F(files, pidfile_holds_the_process_id_and_replaces_an_older_one) {
+    folder_.write("pid", "123456789012345");
+    EXPECT_EQ(create_pidfile(path("pid").c_str()), 0);
+    EXPECT_EQ(content_of(path("pid")), std::to_string(getpid()));
+}
+
+TEST_F(files, pidfile_in_a_missing_folder_is_an_error) {
+    EXPECT_NE(create_pidfile(path("absent/pid").c_str()), 0);
+}
+
+TEST_F(files, empty_file_is_created) {
+    EXPECT_EQ(create_empty_file(path("lock").c_str()), 0);
+    EXPECT_TRUE(file_exists(path("lock").c_str()));
+    EXPECT_EQ(content_of(path("lock")), "");
+}
+
+TEST_F(files, empty_file_leaves_an_existing_one_alone) {
+    folder_.write("lock", "owner");
+    EXPECT_EQ(create_empty_file(path("lock").c_str()), 0);
+    EXPECT_EQ(content_of(path("lock")), "owner");
+}
+
+TEST_F(files, empty_file_does_not_create_the_target_of_a_link) {
+    ASSERT_EQ(symlink(path("target").c_str(), path("link").c_str()), 0);
+    create_empty_file(path("link").c_str());
+    EXPECT_FALSE(file_exists(path("target").c_str()));
+}
+
+TEST_F(files, empty_file_in_a_missing_folder_is_an_error) {
+    EXPECT_NE(create_empty_file(path("absent/lock").c_str()), 0);
+}
+
+TEST_F(files, delete_removes_a_file) {
+    folder_.write("old", "x");
+    EXPECT_EQ(delete_file(path("old").c_str()), 0);
+    EXPECT_FALSE(file_exists(path("old").c_str()));
+}
+
+TEST_F(files, delete_of_a_missing_file_is_no_error) {
+    EXPECT_EQ(delete_file(path("absent").c_str()), 0);
+}
+
+TEST_F(files, delete_of_a_folder_fails_and_leaves_it) {
+    ASSERT_EQ(mkdir(path("sub").c_str(), 0700), 0);
+    EXPECT_NE(delete_file(path("sub").c_str()), 0);
+    EXPECT_TRUE(file_exists(path("sub").c_str()));
+}
+
+TEST_F(files, delete_of_a_link_leaves_its_target) {
+    folder_.write("target", "x");
+    ASSERT_EQ(symlink(path("target").c_str(), path("link").c_str()), 0);
+    EXPECT_EQ(delete_file(path("link").c_str()), 0);
+    EXPECT_TRUE(file_exists(path("target").c_str()));
+}
+
+TEST_F(files, exists_is_true_for_folders_and_devices_too) {
+    EXPECT_TRUE(file_exists(path("").c_str()));
+    EXPECT_TRUE(file_exists("/dev/null"));
+    EXPECT_FALSE(file_exists(path("absent").c_str()));
+}
+
+TEST(fwtime_s, counts_the_seconds_since_boot) {
+    // /proc/uptime: "12345.67 54321.00", the first number on the same clock.
+    const auto before = static_cast<std::uint32_t>(std::stod(content_of("/proc/uptime")));
+    const std::uint32_t now = fwtime_s(0);
+    const auto after = static_cast<std::uint32_t>(std::stod(content_of("/proc/uptime")));
+    EXPECT_GE(now, before);
+    EXPECT_LE(now, after);
+}
+
+}  // namespace

@@ -1,0 +1,334 @@
+#include "tools/zelt_top/layout.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/tools/zelt_top/samples.h"
+#include "tools/zelt_top/text.h"
+
+namespace {
+
+using namespace zelt_top;
+using samples::operator+;  // NOLINT(misc-unused-using-decls): for maps, whose own namespace has none
+using samples::page_of;
+using samples::picture_of;
+using samples::text_of;
+using testing::Each;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+
+// The bar of a value: its share of the scale, rounded to whole cells.
+std::string bar(std::size_t filled, std::size_t cells) {
+    return std::string(filled, '#') + std::string(cells - filled, '.');
+}
+
+const std::string STATE = " Registered at home. Updated 2 s ago.\n\n";
+const std::string LINK = " Link    up   address 10.64.12.7   for 1 h 2 min\n";
+
+TEST(Layout, Lte) {
+    EXPECT_EQ(page_of(picture_of(samples::lte())),
+              " LTE   Example Net\n" + STATE +
+                  " Cell    network 262-01   id 27447296 = 0x1A2D000   PCI 123   TAC 12345\n"
+                  " Radio   band 3   channel 1300   down 20 MHz   up 10 MHz\n" +
+                  LINK +
+                  "\n"
+                  " RSRP       -95 dBm   " +
+                  bar(31, 52) +
+                  " fair\n"
+                  " RSRQ       -11 dB    " +
+                  bar(31, 52) +
+                  " fair\n"
+                  " SINR      12.4 dB    " +
+                  bar(29, 52) +
+                  " fair\n"
+                  " RSSI       -65 dBm   " +
+                  bar(40, 52) +
+                  " good\n"
+                  " SQI         60 %     " +
+                  bar(31, 52) + " fair\n");
+}
+
+TEST(Layout, CatMDiffersInItsNameOnly) {
+    std::string lte = page_of(picture_of(samples::lte()));
+    EXPECT_EQ(page_of(picture_of(samples::cat_m())), lte.replace(1, 3, "CAT-M"));
+}
+
+TEST(Layout, CarriersAsATable) {
+    const std::string page =
+        page_of(picture_of(samples::lte() + samples::secondary(1, "20", 3050, 7, -101, -13, -70, 8) +
+                           samples::secondary(2, "-999", 300, 1, -999, -999, -999, -999.0) +
+                           snapshot{{"CELL_RSSIMON", std::string("EC25, SQI: 60%, , no roam")}}));
+    EXPECT_THAT(page, EndsWith(" SQI         60 %     " + bar(31, 52) +
+                               " fair\n"
+                               "\n"
+                               " Carrier  Band  Channel   MHz   RSRP   RSRQ   SINR   RSSI\n"
+                               " primary     3     1300    20    -95    -11   12.4    -65  " +
+                               bar(9, 15) +
+                               " fair\n"
+                               " SCC 1       7     3050    20   -101    -13      8    -70  " +
+                               bar(8, 15) +  // 32 of 64 dB: 7.5 cells
+                               " fair\n"
+                               " SCC 2       1      300     -      -      -      -      -  not reported\n"
+                               "\n"
+                               " EC25, SQI: 60%, no roam\n"));
+}
+
+TEST(Layout, NsaSideBySide) {
+    EXPECT_EQ(page_of(picture_of(samples::nsa())),
+              " 5G NSA   Example Net\n" + STATE +
+                  " Cell    network 262-01   id 27447296 = 0x1A2D000   TAC 12345\n"
+                  " Radio   LTE channel 1300   down 20 MHz   up 10 MHz\n" +
+                  LINK +
+                  "\n"
+                  "         LTE anchor  band 3                 NR leg  band 78  PCI 501\n"
+                  " RSRP       -95 dBm   " +
+                  bar(10, 16) + " fair    -85 dBm   " + bar(12, 16) +
+                  " good\n"
+                  " RSRQ       -11 dB    " +
+                  bar(10, 16) + " fair    -16 dB    " + bar(6, 16) +
+                  " weak\n"
+                  " SINR      12.4 dB    " +
+                  bar(9, 16) + " fair     20 dB    " + bar(12, 16) +
+                  " good\n"
+                  " RSSI       -65 dBm   " +
+                  bar(12, 16) +
+                  " good\n"
+                  " SQI         60 %     " +
+                  bar(10, 16) + " fair     76 %     " + bar(12, 16) + " good\n");
+}
+
+TEST(Layout, Sa) {
+    EXPECT_EQ(page_of(picture_of(samples::sa())), " 5G SA   Example Net\n" + STATE +
+                                                      " Cell    network 262-01   PCI 501\n"
+                                                      " Radio   band 78\n" +
+                                                      LINK +
+                                                      "\n"
+                                                      " RSRP       -85 dBm   " +
+                                                      bar(39, 52) +
+                                                      " good\n"
+                                                      " RSRQ       -16 dB    " +
+                                                      bar(18, 52) +
+                                                      " weak\n"
+                                                      " SINR        20 dB    " +
+                                                      bar(39, 52) +
+                                                      " good\n"
+                                                      " SQI         76 %     " +
+                                                      bar(40, 52) + " good\n");
+}
+
+TEST(Layout, Wcdma) {
+    EXPECT_EQ(page_of(picture_of(samples::wcdma())),
+              " WCDMA   Example Net\n" + STATE +
+                  " Cell    network 262-01   id 27440068 = 0x1A2B3C4   LAC 11101   RAC 1\n"
+                  " Radio   band 900   channel 3037\n" +
+                  LINK +
+                  "\n"
+                  " Ec/Io      -15 dB    " +
+                  bar(20, 52) +
+                  " weak\n"
+                  " SQI         50 %     " +
+                  bar(26, 52) + " fair\n");
+}
+
+TEST(Layout, Gsm) {
+    EXPECT_EQ(page_of(picture_of(samples::gsm())),
+              " GSM   Example Net\n" + STATE +
+                  " Cell    network 262-01   id 47385 = 0xB919   LAC 56401   BSIC 26\n"
+                  " Radio   band 900   channel 50   TX level 5\n" +
+                  LINK +
+                  "\n"
+                  " RSSI       -93 dBm   " +
+                  bar(17, 52) +
+                  " fair\n"
+                  " RXLEV      -73 dBm   " +
+                  bar(34, 52) +
+                  " good\n"
+                  " SQI         30 %     " +
+                  bar(16, 52) + " weak\n");
+}
+
+TEST(Layout, AfterAClearNothingIsANumberThatWasNone) {
+    snapshot cleared = samples::lte();
+    for (const char *key : {"CELL_RSRP", "CELL_RSRQ", "CELL_RSSI", "CELL_SQI", "CELL_BAND"}) {
+        cleared[key] = -999;
+    }
+    cleared["CELL_SINR"] = -999.0;
+    cleared["CELL_REGISTERED"] = 0;
+    cleared["CELL_CONNECTED"] = 0;
+    cleared["CELL_IPV4"] = std::string("0.0.0.0");
+    EXPECT_EQ(page_of(picture_of(cleared)), " LTE   Example Net\n"
+                                            " Not registered in a network. Last known values. Updated 2 s ago.\n"
+                                            "\n"
+                                            " Cell    network 262-01   id 27447296 = 0x1A2D000   PCI 123   TAC 12345\n"
+                                            " Radio   band not reported   channel 1300   down 20 MHz   up 10 MHz\n"
+                                            " Link    down   for 1 h 2 min\n"
+                                            "\n"
+                                            " RSRP    not reported\n"
+                                            " RSRQ    not reported\n"
+                                            " SINR    not reported\n"
+                                            " RSSI    not reported\n"
+                                            " SQI     not reported\n");
+}
+
+TEST(Layout, EmptyDatabase) {
+    EXPECT_EQ(page_of(picture_of({})), " Technology unknown\n"
+                                       " Registration not known yet. Updated 2 s ago.\n"
+                                       "\n"
+                                       " Cell    network unknown\n"
+                                       " Link    unknown\n"
+                                       "\n"
+                                       " No signal values yet.\n");
+}
+
+TEST(Layout, NoDatabaseIsASentenceAndNothingElse) {
+    reading nothing;
+    nothing.problem = "Database not there yet: /run/sysdb. Start the daemon, or name its folder in SYSDB_DIR.";
+    EXPECT_EQ(page_of(build_picture(nothing, {}, {5.0, {}, {}})),
+              " zelt-top\n"
+              " Database not there yet: /run/sysdb. Start the daemon, or name its folder in\n"
+              " SYSDB_DIR.\n");
+}
+
+TEST(Layout, ValueOutsideItsScaleHasNoBar) {
+    EXPECT_THAT(page_of(picture_of(samples::lte() + snapshot{{"CELL_RSRP", 0}, {"CELL_SINR", 1e300}})),
+                testing::AllOf(HasSubstr("\n RSRP    out of range\n"), HasSubstr("\n SINR    out of range\n")));
+}
+
+TEST(Layout, FullestDatabaseFitsTheSmallestTerminalUncut) {
+    page on;
+    on.height = 24;
+    on.keys = true;
+    on.history = true;
+    const picture known = picture_of(samples::crowded());
+    const std::string page = page_of(known, on);
+    EXPECT_EQ(std::ranges::count(page, '\n'), 24);
+    for (const char *part : {"q quit", "Updated 2 s ago", "10.64.12.7", "LTE anchor", "PCI 501", "SQI  ", "SCC 6",
+                             "RM520N-GL", "2nd BW: 20", "Temp: 41.500000"}) {
+        EXPECT_THAT(page, HasSubstr(part));
+    }
+    EXPECT_THAT(page, Not(HasSubstr("...more")));
+}
+
+TEST(Layout, MoreRoomMeansWiderBars) {
+    page on;
+    on.width = 100;
+    EXPECT_THAT(page_of(picture_of(samples::lte()), on), HasSubstr(" SQI         60 %     " + bar(36, 60) + " fair\n"));
+}
+
+TEST(Layout, Utf8BarsHaveEighths) {
+    page on;
+    on.utf8 = true;
+    // SQI 50 of 52 cells: 26 whole ones. Ec/Io -15: 19.5 cells.
+    const std::string page = page_of(picture_of(samples::wcdma()), on);
+    EXPECT_THAT(page, HasSubstr("█▌·"));
+    EXPECT_THAT(page, HasSubstr("█·"));
+    EXPECT_THAT(page, Not(HasSubstr("#")));
+}
+
+TEST(Layout, HistoryIsDrawnLowToHighWithGaps) {
+    memory past;
+    for (const int rsrp : {-133, -69, -999, -133}) {
+        past.note_signals(picture_of(samples::lte() + snapshot{{"CELL_RSRP", rsrp}}));
+    }
+    page on;
+    on.history = true;
+    EXPECT_THAT(text_of(lay_out(picture_of(samples::lte()), past, on)),
+                HasSubstr(" fair                       _# _\n"));
+}
+
+TEST(Layout, WithoutUtf8EverythingIsAscii) {
+    const std::string page = page_of(picture_of(
+        samples::crowded() + snapshot{{"CELL_CARRIER", std::string("Türk 中国")}, {"CELL_MCC", std::string("é")}}));
+    EXPECT_THAT(page, HasSubstr(" 5G NSA   T?rk ??\n"));
+    EXPECT_THAT(std::vector<char>(page.begin(), page.end()), Each(testing::Gt('\0')));
+}
+
+TEST(Layout, NeverWiderOrHigherThanThePage) {
+    std::vector<snapshot> cells{{},
+                                samples::lte(),
+                                samples::nsa(),
+                                samples::wcdma(),
+                                samples::crowded(),
+                                samples::crowded() + snapshot{{"CELL_CARRIER", std::string(300, 'x')},
+                                                              {"CELL_IPV4", std::string(300, 'y')},
+                                                              {"CELL_RSSIMON", std::string(4000, 'z')},
+                                                              {"CELL_CHAN_BW_DL_SCC_1", std::string(300, 'w')},
+                                                              {"CELL_CHANNEL", 2147483647}}};
+    for (const snapshot &cell : cells) {
+        const picture known = picture_of(cell);
+        for (const std::size_t width : {1U, 2U, 8U, 9U, 20U, 39U, 55U, 56U, 57U, 71U, 79U, 80U, 81U, 120U, 300U}) {
+            for (const std::size_t height : {1U, 2U, 5U, 11U, 12U, 24U, 60U}) {
+                for (const bool flag : {false, true}) {
+                    page on{width, height, flag, flag, flag, false};
+                    for (const std::vector<line> &lines : {lay_out(known, memory(), on), lay_out_help(on)}) {
+                        ASSERT_LE(lines.size(), height);
+                        for (const line &one : lines) {
+                            ASSERT_LE(one.width(), width) << one.plain_text() << " on " << width << 'x' << height;
+                        }
+                    }
+                }
+            }
+        }
+    }
+}
+
+TEST(Layout, WindowOfTwentyByFiveShowsTheSignal) {
+    page on;
+    on.width = 20;
+    on.height = 5;
+    EXPECT_EQ(page_of(picture_of(samples::lte()), on), "LTE   Example Net\n"
+                                                       "RSRP  -95 dBm fair\n"
+                                                       "RSRQ  -11 dB fair\n"
+                                                       "SINR  12.4 dB fair\n"
+                                                       "RSSI  -65 dBm good\n");
+}
+
+TEST(Layout, WindowOfTwentyByFiveSaysWhatIsWrong) {
+    page on;
+    on.width = 20;
+    on.height = 5;
+    const surroundings paused{surroundings::process::running, true, true, {}};
+    EXPECT_EQ(page_of(picture_of(samples::lte(), paused), on), "LTE   Example Net\n"
+                                                               "paused\n"
+                                                               "RSRP  -95 dBm fair\n"
+                                                               "RSRQ  -11 dB fair\n"
+                                                               "SINR  12.4 dB fair\n");
+}
+
+TEST(Layout, TooLowAWindowSaysThatThereIsMore) {
+    page on;
+    on.height = 13;
+    EXPECT_THAT(page_of(picture_of(samples::crowded()), on), EndsWith("\n ... more in a taller window\n"));
+}
+
+TEST(Layout, OldValuesCarryNoColour) {
+    const auto colours = [](const picture &known) {
+        int found = 0;
+        for (const line &one : lay_out(known, memory(), {})) {
+            for (const span &part : one.spans) {
+                found += part.look == style::good || part.look == style::fair ? 1 : 0;
+            }
+        }
+        return found;
+    };
+    const surroundings gone{surroundings::process::gone, false, true, {}};
+    // Bars and words of five signals, and the link's "up".
+    EXPECT_EQ(colours(picture_of(samples::lte())), 11);
+    EXPECT_EQ(colours(picture_of(samples::lte(), gone)), 0);
+}
+
+TEST(Layout, HelpExplainsEveryValueOnAPageOf80x24) {
+    page on;
+    on.height = 24;
+    const std::string help = text_of(lay_out_help(on));
+    for (const char *part : {"q quit", "RSRP", "RSRQ", "SINR", "RSSI", "RXLEV", "RSCP", "Ec/Io", "SQI", "not reported",
+                             "the view says why"}) {
+        EXPECT_THAT(help, HasSubstr(part));
+    }
+    for (int what = 0; what <= static_cast<int>(quantity::sqi); ++what) {
+        EXPECT_THAT(help, HasSubstr(scale_of(static_cast<quantity>(what)).meaning));
+    }
+}
+
+}  // namespace

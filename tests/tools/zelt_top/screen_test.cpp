@@ -1,0 +1,624 @@
+// The program itself on a pseudo-terminal, read through a model of the terminal, and with its output in a pipe.
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <pty.h>
+#include <sys/ioctl.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+#include <utmp.h>
+
+#include "host/descriptor.h"
+#include "host/sysdb_store.h"
+#include "tests/tools/zelt_top/vt_model.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+using strings = std::vector<std::string>;
+
+// Long enough for a machine under load; only a failing test waits for it.
+constexpr auto DEADLINE = std::chrono::seconds(30);
+
+class store {
+public:
+    store() {
+        std::string name = (std::filesystem::temp_directory_path() / "zelt-top-XXXXXX").string();
+        base_ = mkdtemp(name.data());
+        folder_ = base_ / "sysdb";
+    }
+    ~store() { std::filesystem::remove_all(base_); }
+    store(const store &) = delete;
+    store &operator=(const store &) = delete;
+
+    std::string folder() const { return folder_; }
+
+    void put(const sysdb_values &values) {
+        ASSERT_TRUE(environment_.is_open() || environment_.open(folder_, sysdb_access::create) == 0);
+        sysdb_transaction transaction;
+        ASSERT_EQ(transaction.begin(environment_, "CELL", sysdb_access::create), 0);
+        for (const auto &[key, value] : values) {
+            ASSERT_EQ(transaction.put(key.c_str(), value), 0);
+        }
+        ASSERT_EQ(transaction.commit(), 0);
+    }
+
+    // Keeps the two pages that make it look whole.
+    void cut_off_the_end() {
+        environment_.close();
+        std::filesystem::resize_file(folder_ / "data.mdb", static_cast<std::uintmax_t>(2 * sysconf(_SC_PAGESIZE)));
+    }
+
+    void put_lte() {
+        put({{"CELL_REGISTERED", 1},
+             {"CELL_CONNECTED", 1},
+             {"CELL_NET_TYPE", std::string("LTE")},
+             {"CELL_CARRIER", std::string("Example Net")},
+             {"CELL_MCC", std::string("262")},
+             {"CELL_MNC", std::string("01")},
+             {"CELL_RSRP", -95},
+             {"CELL_RSRQ", -11},
+             {"CELL_SINR", 12.5},
+             {"CELL_RSSI", -65},
+             {"CELL_SQI", 60}});
+    }
+
+private:
+    std::filesystem::path base_;
+    std::filesystem::path folder_;
+    sysdb_environment environment_;
+};
+
+// In the child between fork and exec.
+[[noreturn]] void become(const strings &arguments, const strings &environment) {
+    std::vector<char *> argv{const_cast<char *>(ZELT_TOP)};
+    for (const std::string &one : arguments) {
+        argv.push_back(const_cast<char *>(one.c_str()));
+    }
+    argv.push_back(nullptr);
+    std::vector<char *> envp;
+    for (const std::string &one : environment) {
+        envp.push_back(const_cast<char *>(one.c_str()));
+    }
+    envp.push_back(nullptr);
+    execve(ZELT_TOP, argv.data(), envp.data());
+    _exit(127);
+}
+
+class program_on_terminal {
+public:
+    program_on_terminal(const store &database, const std::string &term, strings more_environment = {},
+                        const strings &arguments = {}, unsigned short columns = 80, unsigned short rows = 24)
+        : model_(columns, rows) {
+        strings environment = std::move(more_environment);  // in front: the first of a name holds
+        environment.insert(environment.end(), {"SYSDB_DIR=" + database.folder(), "LC_ALL=C.UTF-8"});
+        if (!term.empty()) {
+            environment.push_back("TERM=" + term);
+        }
+        const winsize size{rows, columns, 0, 0};
+        int master = -1;
+        int slave = -1;
+        if (openpty(&master, &slave, nullptr, nullptr, &size) != 0) {
+            ADD_FAILURE() << "no pseudo-terminal";
+        }
+        master_ = descriptor(master);
+        slave_ = descriptor(slave);
+        fcntl(master, F_SETFD, FD_CLOEXEC);
+        tcgetattr(slave, &before_);
+        child_ = fork();
+        if (child_ == 0) {
+            login_tty(slave);
+            become(arguments, environment);
+        }
+    }
+    ~program_on_terminal() {
+        if (child_ > 0) {
+            kill(child_, SIGKILL);
+            waitpid(child_, nullptr, 0);
+        }
+    }
+    program_on_terminal(const program_on_terminal &) = delete;
+    program_on_terminal &operator=(const program_on_terminal &) = delete;
+
+    // Reads until the page is as wanted.
+    testing::AssertionResult shows(const std::function<bool(const std::string &)> &wanted) {
+        const auto end = std::chrono::steady_clock::now() + DEADLINE;
+        while (!wanted(model_.page())) {
+            if (std::chrono::steady_clock::now() > end || !read_some()) {
+                return testing::AssertionFailure() << "the page is\n" << model_.page();
+            }
+        }
+        return testing::AssertionSuccess();
+    }
+    testing::AssertionResult shows(const std::string &part) {
+        return shows([&part](const std::string &page) { return page.find(part) != std::string::npos; });
+    }
+
+    void type(const std::string &keys) const {
+        EXPECT_EQ(write(master_.get(), keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
+    }
+    void signal(int number) const { kill(child_, number); }
+    void resize(unsigned short columns, unsigned short rows) {
+        model_.resize(columns, rows);
+        const winsize size{rows, columns, 0, 0};
+        EXPECT_EQ(ioctl(master_.get(), TIOCSWINSZ, &size), 0);
+    }
+    void hang_up() {
+        slave_.close();
+        master_.close();
+    }
+
+    int wait_state(int options) {
+        int status = -1;
+        const auto end = std::chrono::steady_clock::now() + DEADLINE;
+        while (waitpid(child_, &status, options | WNOHANG) == 0) {
+            if (std::chrono::steady_clock::now() > end) {
+                return -1;
+            }
+            read_some(std::chrono::milliseconds(20));
+        }
+        if (!WIFSTOPPED(status)) {
+            child_ = -1;  // nothing left to kill
+        }
+        return status;
+    }
+
+    // 0 to 255, or -1 when it did not end by itself.
+    int exit_code() {
+        const int status = wait_state(0);
+        if (status != -1) {
+            while (master_.is_open() && read_some(std::chrono::milliseconds(0))) {
+            }
+        }
+        return status != -1 && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+    bool restored() const {
+        termios now{};
+        tcgetattr(slave_.get(), &now);
+        return now.c_iflag == before_.c_iflag && now.c_oflag == before_.c_oflag && now.c_lflag == before_.c_lflag &&
+               model_.cursor_visible() && !model_.other_page();
+    }
+    bool raw() const {
+        termios now{};
+        tcgetattr(slave_.get(), &now);
+        return (now.c_lflag & ECHO) == 0;
+    }
+
+    const vt_model &model() const { return model_; }
+    const std::string &bytes() const { return bytes_; }
+
+private:
+    bool read_some(std::chrono::milliseconds patience = std::chrono::milliseconds(1000)) {
+        pollfd source{master_.get(), POLLIN, 0};
+        if (poll(&source, 1, static_cast<int>(patience.count())) <= 0) {
+            return patience.count() != 0;
+        }
+        std::array<char, 4096> buffer{};
+        const ssize_t count = read(master_.get(), buffer.data(), buffer.size());
+        if (count <= 0) {
+            return false;
+        }
+        const std::string got(buffer.data(), static_cast<std::size_t>(count));
+        bytes_ += got;
+        model_.feed(got);
+        return true;
+    }
+
+    vt_model model_;
+    descriptor master_;
+    descriptor slave_;  // kept, to see in which state the terminal is left
+    termios before_{};
+    pid_t child_ = -1;
+    std::string bytes_;
+};
+
+struct result {
+    int exit_code = -1;
+    std::string out;
+    std::string err;
+};
+
+std::string content_of(const std::string &path) {
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// Without a terminal, to its end. What follows the arguments comes last, and so wins over the usual files; the output
+// of a pipe is that of its last program.
+result run(const store &database, const std::string &arguments, const std::string &rest = "") {
+    const std::string base = std::filesystem::path(database.folder()).parent_path();
+    const bool piped = rest.starts_with("|");
+    const std::string to_file = " >" + base + "/out ";
+    const std::string command = "SYSDB_DIR=" + database.folder() + " LC_ALL=C TERM=xterm " + ZELT_TOP + " " +
+                                arguments + " </dev/null 2>" + base + "/err " +
+                                (piped ? rest + to_file : to_file + rest);
+    const int status = std::system(command.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, content_of(base + "/out"), content_of(base + "/err")};
+}
+
+TEST(Screen, ShowsThePageAndQGivesTheTerminalBack) {
+    store database;
+    database.put_lte();
+    program_on_terminal top(database, "xterm-256color");
+    ASSERT_TRUE(top.shows("SQI         60 %"));
+    EXPECT_THAT(top.model().row(0), testing::StartsWith(" LTE   Example Net"));
+    EXPECT_THAT(top.model().row(0), testing::EndsWith("h help  p pause  q quit"));
+    EXPECT_THAT(top.model().page(), HasSubstr("█"));
+    EXPECT_TRUE(top.raw());
+    EXPECT_TRUE(top.model().coloured());
+    EXPECT_FALSE(top.model().torn());
+    top.type("q");
+    EXPECT_EQ(top.exit_code(), 0);
+    EXPECT_TRUE(top.restored());
+}
+
+TEST(Screen, FollowsTheDatabase) {
+    store database;
+    database.put_lte();
+    program_on_terminal top(database, "xterm", {}, {"--interval", "0.1"});
+    ASSERT_TRUE(top.shows("-95 dBm"));
+    database.put({{"CELL_RSRP", -101}});
+    EXPECT_TRUE(top.shows("-101 dBm"));
+}
+
+TEST(Screen, DatabaseAbsentThenAppearing) {
+    store database;
+    program_on_terminal top(database, "xterm", {}, {"--interval", "0.1"});
+    ASSERT_TRUE(top.shows("Database not there yet:"));
+    database.put_lte();
+    EXPECT_TRUE(top.shows("-95 dBm"));
+    std::filesystem::remove_all(database.folder());
+    EXPECT_TRUE(top.shows("Database not there yet:"));
+}
+
+TEST(Screen, PauseHoldsThePictureAndGoesOn) {
+    store database;
+    database.put_lte();
+    program_on_terminal top(database, "xterm", {}, {"--interval", "0.1"});
+    ASSERT_TRUE(top.shows("-95 dBm"));
+    top.type("p");
+    ASSERT_TRUE(top.shows("paused"));
+    database.put({{"CELL_RSRP", -101}});
+    top.type("h");  // a page drawn after the change proves that several refreshes were skipped
+    ASSERT_TRUE(top.shows("At least so much"));
+    top.type("h");
+    ASSERT_TRUE(top.shows("SQI         60 %"));
+    EXPECT_THAT(top.model().page(), HasSubstr("-95 dBm"));
+    top.type(" ");
+    EXPECT_TRUE(top.shows("-101 dBm"));
+    EXPECT_THAT(top.model().page(), Not(HasSubstr("paused")));
+}
+
+TEST(Screen, HelpComesAndGoes) {
+    store database;
+    database.put_lte();
+    program_on_terminal top(database, "xterm");
+    ASSERT_TRUE(top.shows("-95 dBm"));
+    top.type("?");
+    EXPECT_TRUE(top.shows("the view says why"));
+    top.type("h");
+    EXPECT_TRUE(top.shows("-95 dBm"));
+}
+
+TEST(Screen, OtherKeysAndBrokenInputDoNothing) {
+    store database;
+    database.put_lte();
+    program_on_terminal top(database, "xterm");
+    ASSERT_TRUE(top.shows("-95 dBm"));
+    top.type("\x1b[A\x1bOP\x1b\xff\xc3(x\t\r?");
+    EXPECT_TRUE(top.shows("the view says why"));
+    top.type("q");
+    EXPECT_EQ(top.exit_code(), 0);
+}
+
+TEST(Screen, FollowsTheSizeOfTheTerminal) {
+    store database;
+    database.put_lte();
+    program_on_terminal top(database, "xterm");
+    ASSERT_TRUE(top.shows("-95 dBm"));
+    struct row {
+        const char *why;
+        unsigned short columns;
+        unsigned short rows;
+        const char *shown;
+    };
+    for (const row &one : {row{"larger", 120, 40, "SQI         60 %"}, row{"very small", 20, 5, "RSRP  -95 dBm fair"},
+                           row{"one character", 1, 1, "L\n"}, row{"back again", 80, 24, "SQI         60 %"}}) {
+        top.resize(one.columns, one.rows);
+        const bool wide = one.columns >= 80;
+        EXPECT_TRUE(top.shows([&](const std::string &page) {
+            // The title reaches the right edge of the new size.
+            return page.find(one.shown) != std::string::npos &&
+                   (!wide || top.model().row(0).size() == one.columns - std::size_t{1});
+        })) << one.why;
+    }
+    top.type("q");
+    EXPECT_EQ(top.exit_code(), 0);
+    EXPECT_TRUE(top.restored());
+}
+
+TEST(Screen, SurvivesAStormOfSizeChanges) {
+    store database;
+    database.put_lte();
+    program_on_terminal top(database, "xterm");
+    ASSERT_TRUE(top.shows("-95 dBm"));
+    for (unsigned short i = 0; i < 300; ++i) {
+        top.resize(static_cast<unsigned short>(20 + i % 100), static_cast<unsigned short>(3 + i % 40));
+        top.signal(SIGWINCH);
+        if (i % 20 == 0) {
+            ASSERT_TRUE(top.shows([](const std::string &) { return true; }));
+        }
+    }
+    top.resize(80, 24);
+    EXPECT_TRUE(top.shows([&top](const std::string &page) {
+        return page.find("SQI         60 %") != std::string::npos && top.model().row(0).size() == 79;
+    }));
+    top.type("q");
+    EXPECT_EQ(top.exit_code(), 0);
+    EXPECT_TRUE(top.restored());
+}
+
+TEST(Screen, SignalsEndItWithTheTerminalGivenBack) {
+    for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGQUIT}) {
+        store database;
+        database.put_lte();
+        program_on_terminal top(database, "xterm");
+        ASSERT_TRUE(top.shows("-95 dBm"));
+        top.signal(number);
+        EXPECT_EQ(top.exit_code(), 0) << number;
+        EXPECT_TRUE(top.restored()) << number;
+    }
+}
+
+TEST(Screen, ControlCEndsIt) {
+    store database;
+    database.put_lte();
+    program_on_terminal top(database, "xterm");
+    ASSERT_TRUE(top.shows("-95 dBm"));
+    top.type("\x03");
+    EXPECT_EQ(top.exit_code(), 0);
+    EXPECT_TRUE(top.restored());
+}
+
+TEST(Screen, StoppedAndContinued) {
+    store database;
+    database.put_lte();
+    program_on_terminal top(database, "xterm", {}, {"--interval", "0.1"});
+    ASSERT_TRUE(top.shows("-95 dBm"));
+    top.signal(SIGTSTP);
+    const int status = top.wait_state(WUNTRACED);
+    ASSERT_TRUE(status != -1 && WIFSTOPPED(status));
+    EXPECT_TRUE(top.shows([&top](const std::string &) { return top.restored(); }));
+    database.put({{"CELL_RSRP", -101}});
+    top.signal(SIGCONT);
+    EXPECT_TRUE(top.shows("-101 dBm"));
+    EXPECT_TRUE(top.raw());
+    top.type("q");
+    EXPECT_EQ(top.exit_code(), 0);
+    EXPECT_TRUE(top.restored());
+}
+
+TEST(Screen, EndsWhenTheTerminalHangsUp) {
+    store database;
+    database.put_lte();
+    program_on_terminal top(database, "xterm");
+    ASSERT_TRUE(top.shows("-95 dBm"));
+    top.hang_up();
+    EXPECT_EQ(top.exit_code(), 0);
+}
+
+TEST(Screen, DatabaseWithoutItsEndLeavesTheTerminalAsItWas) {
+    store database;
+    database.put_lte();
+    program_on_terminal top(database, "xterm", {}, {"--interval", "0.1"});
+    ASSERT_TRUE(top.shows("-95 dBm"));
+    database.cut_off_the_end();
+    EXPECT_EQ(top.exit_code(), 3);
+    EXPECT_TRUE(top.restored());
+    EXPECT_THAT(top.bytes(), HasSubstr("the database is damaged"));
+}
+
+TEST(Screen, CrashLeavesTheTerminalAsItWas) {
+    store database;
+    database.put_lte();
+    program_on_terminal top(database, "xterm");
+    ASSERT_TRUE(top.shows("-95 dBm"));
+    top.signal(SIGABRT);
+    const int status = top.wait_state(0);
+    EXPECT_TRUE(status != -1 && WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT);
+    EXPECT_TRUE(top.shows([&top](const std::string &) { return top.restored(); }));
+}
+
+TEST(Screen, NoColourWhereNobodyWantsIt) {
+    struct row {
+        const char *why;
+        const char *term;
+        strings environment;
+        strings arguments;
+        bool coloured;
+    };
+    const row rows[] = {
+        {"by the environment", "xterm", {"NO_COLOR=1"}, {}, false},
+        {"by option", "xterm", {}, {"--no-color"}, false},
+        {"a terminal that has none", "vt100", {}, {}, false},
+        {"an empty NO_COLOR asks for nothing", "xterm", {"NO_COLOR="}, {}, true},
+    };
+    for (const row &one : rows) {
+        store database;
+        database.put_lte();
+        program_on_terminal top(database, one.term, one.environment, one.arguments);
+        ASSERT_TRUE(top.shows("SQI         60 %")) << one.why;
+        top.type("q");
+        EXPECT_EQ(top.exit_code(), 0);
+        EXPECT_EQ(top.model().coloured(), one.coloured) << one.why;
+    }
+}
+
+TEST(Screen, SerialConsoleGetsAsciiOnly) {
+    store database;
+    database.put_lte();
+    database.put({{"CELL_CARRIER", std::string("Türk \x1b[2J")}});
+    program_on_terminal top(database, "vt100");
+    ASSERT_TRUE(top.shows("SQI         60 %"));
+    EXPECT_THAT(top.model().page(), HasSubstr(" LTE   T?rk ?[2J"));
+    EXPECT_THAT(top.model().page(), HasSubstr("####"));
+    EXPECT_FALSE(top.model().torn());
+    top.type("q");
+    EXPECT_EQ(top.exit_code(), 0);
+    EXPECT_TRUE(top.restored());
+    EXPECT_THAT(top.bytes(), testing::Each(testing::Ge('\0')));
+}
+
+TEST(Screen, LocaleWithoutUtf8GetsAsciiOnly) {
+    store database;
+    database.put_lte();
+    program_on_terminal top(database, "xterm", {"LC_ALL=C"});
+    ASSERT_TRUE(top.shows("SQI         60 %"));
+    EXPECT_THAT(top.bytes(), testing::Each(testing::Ge('\0')));
+}
+
+TEST(Screen, TerminalThatCannotPlaceItsCursorGetsPlainLines) {
+    struct row {
+        const char *why;
+        const char *term;
+        const char *sentence;
+    };
+    for (const row &one :
+         {row{"dumb", "dumb", "(TERM=dumb) cannot place its cursor"}, row{"unset", "", "TERM does not say"},
+          row{"unknown", "no-such-terminal", "TERM=no-such-terminal is unknown here"}}) {
+        store database;
+        database.put_lte();
+        // Higher than usual, so that nothing has scrolled out of the model when it is looked at.
+        program_on_terminal top(database, one.term, {}, {"--interval", "3600"}, 80, 60);
+        ASSERT_TRUE(top.shows("SQI         60 %")) << one.why;
+        EXPECT_THAT(top.bytes(), HasSubstr(one.sentence)) << one.why;
+        EXPECT_THAT(top.bytes(), Not(HasSubstr("\x1b"))) << one.why;
+        top.signal(SIGTERM);
+        EXPECT_EQ(top.exit_code(), 0) << one.why;
+    }
+}
+
+TEST(Plain, OnceIsOneBlock) {
+    store database;
+    database.put_lte();
+    const result once = run(database, "--once");
+    EXPECT_EQ(once.exit_code, 0);
+    EXPECT_EQ(once.err, "");
+    EXPECT_THAT(once.out, testing::StartsWith(" LTE   Example Net\n"));
+    EXPECT_THAT(once.out, testing::EndsWith(" fair\n"));
+    EXPECT_THAT(once.out, HasSubstr(" RSRP       -95 dBm   ####"));
+}
+
+TEST(Plain, OnceWithJsonIsOneObject) {
+    store database;
+    database.put_lte();
+    const result once = run(database, "--once --json");
+    EXPECT_EQ(once.exit_code, 0);
+    EXPECT_THAT(once.out, testing::StartsWith("{\""));
+    EXPECT_EQ(std::ranges::count(once.out, '\n'), 1);
+}
+
+TEST(Plain, OnceWithoutDatabaseFailsAndSaysWhatToDo) {
+    const store database;
+    for (const char *arguments : {"--once", "--once --json"}) {
+        const result once = run(database, arguments);
+        EXPECT_EQ(once.exit_code, 3) << arguments;
+        EXPECT_EQ(once.out, "") << arguments;
+        EXPECT_EQ(once.err, "zelt-top: Database not there yet: " + database.folder() +
+                                ". Start the daemon, or name its folder in SYSDB_DIR.\n")
+            << arguments;
+    }
+}
+
+TEST(Plain, ForeignDatabaseIsNamed) {
+    const store database;
+    std::filesystem::create_directory(database.folder());
+    std::ofstream(database.folder() + "/data.mdb") << std::string(20000, 'x');
+    const result once = run(database, "--once");
+    EXPECT_EQ(once.exit_code, 3);
+    EXPECT_THAT(once.err, HasSubstr("Database not readable: " + database.folder()));
+}
+
+TEST(Plain, DatabaseWithoutItsEndIsNamed) {
+    store database;
+    database.put_lte();
+    database.cut_off_the_end();
+    const result once = run(database, "--once");
+    EXPECT_EQ(once.exit_code, 3);
+    EXPECT_EQ(once.out, "");
+    EXPECT_THAT(once.err, HasSubstr("the database is damaged"));
+}
+
+TEST(Plain, WrongUsage) {
+    const store database;
+    struct row {
+        const char *why;
+        const char *arguments;
+    };
+    for (const row &one :
+         {row{"unknown option", "--twice"}, row{"an argument", "now"}, row{"no number", "--interval x"},
+          row{"no time at all", "--interval 0"}, row{"backwards", "--interval -1"},
+          row{"not a number", "--interval nan"}, row{"number missing", "--interval"}}) {
+        const result used = run(database, one.arguments);
+        EXPECT_EQ(used.exit_code, 2) << one.why;
+        EXPECT_EQ(used.out, "") << one.why;
+        EXPECT_THAT(used.err, HasSubstr("--help")) << one.why;
+    }
+}
+
+TEST(Plain, Help) {
+    const store database;
+    const result help = run(database, "--help");
+    EXPECT_EQ(help.exit_code, 0);
+    EXPECT_THAT(help.out, HasSubstr("--interval SECONDS"));
+}
+
+TEST(Plain, OutputThatIsLostEndsIt) {
+    struct row {
+        const char *why;
+        const char *arguments;
+        const char *redirections;
+        const char *message;
+    };
+    const row rows[] = {
+        {"closed", "--once", ">&-", "cannot write to the standard output"},
+        {"full", "--once", ">/dev/full", "cannot write to the standard output"},
+        {"full, for ever", "--json", ">/dev/full", "cannot write to the standard output"},
+        {"all closed: no message can be written, least of all into the database", "--once", ">&- 2>&- <&-", ""},
+        {"the reader goes away: as with head, no message", "--json --interval 0.1", "| head -n 1", ""},
+    };
+    for (const row &one : rows) {
+        store database;
+        database.put_lte();
+        const result lost = run(database, one.arguments, one.redirections);
+        const bool piped = std::string_view(one.redirections).starts_with("|");
+        EXPECT_EQ(lost.exit_code, piped ? 0 : 1) << one.why;  // of a pipe it is head's
+        EXPECT_THAT(lost.err, HasSubstr(one.message)) << one.why;
+        EXPECT_TRUE(*one.message != '\0' || lost.err.empty()) << one.why << lost.err;
+        EXPECT_EQ(run(database, "--once").exit_code, 0) << "the database after: " << one.why;
+    }
+}
+
+TEST(Plain, JsonGoesOnAndNamesAnAbsentDatabase) {
+    const store database;
+    const result stream = run(database, "--json --interval 0.1", "| head -n 2");
+    EXPECT_EQ(std::ranges::count(stream.out, '\n'), 2);
+    EXPECT_THAT(stream.out, HasSubstr("\"state\":\"no database\""));
+}
+
+}  // namespace

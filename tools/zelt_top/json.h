@@ -1,0 +1,14 @@
+// The picture as one JSON object on one line. Pure; never logs.
+#pragma once
+
+#include <string>
+
+#include "tools/zelt_top/observation.h"
+#include "tools/zelt_top/picture.h"
+
+namespace zelt_top {
+
+// A value that nobody reported is null. Without a line feed at the end.
+std::string to_json(const picture &known, const reading &database);
+
+}  // namespace zelt_top

@@ -1,0 +1,526 @@
+#include "tools/zelt_top/layout.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+
+#include "tools/zelt_top/text.h"
+
+namespace zelt_top {
+
+namespace {
+
+constexpr std::size_t LABEL = 9;       // " Carrier" and a blank
+constexpr std::size_t VALUE = 13;      // "not reported" and a blank
+constexpr std::size_t WORD = 4;        // "good", "fair", "weak", "bad"
+constexpr std::size_t GAP = 3;         // between facts of a line
+constexpr std::size_t NARROWEST = 56;  // two legs side by side, each with a bar of a few cells
+constexpr std::size_t LOWEST = 12;     // title, state, three lines of facts, the signals, two more
+
+std::string shown(const std::string &printable_text, const page &on) {
+    return on.utf8 ? printable_text : ascii_only(printable_text);
+}
+
+style look_of(rating grade, bool current) {
+    if (!current || grade == rating::out_of_range) {
+        return style::dim;
+    }
+    constexpr std::array<style, 5> looks{style::dim, style::bad, style::weak, style::fair, style::good};
+    return looks.at(static_cast<std::size_t>(grade));
+}
+
+// Whole numbers as such, others with one decimal.
+std::string digits(double value) {
+    std::array<char, 32> buffer{};
+    const bool whole = std::abs(value - std::round(value)) < 0.05;
+    if (!(std::abs(value) < 1e10)) {
+        return "out of range";
+    }
+    std::snprintf(buffer.data(), buffer.size(), whole ? "%.0f" : "%.1f", whole ? std::round(value) + 0.0 : value);
+    return buffer.data();
+}
+
+const char *absence(presence state) {
+    return state == presence::not_reported ? "not reported" : "unknown";
+}
+
+std::string words(const number &stored) {
+    return stored.known() ? digits(stored.value) : absence(stored.state);
+}
+
+std::string words(const phrase &stored) {
+    return stored.known() ? stored.value : absence(stored.state);
+}
+
+bool absent(const fact &one) {
+    return std::visit([](const auto &stored) { return !stored.known(); }, one.value);
+}
+
+// A cell is printed on plans in decimal, in tools of operators in hexadecimal.
+std::string words_of(const fact &one) {
+    std::string result = std::visit([](const auto &stored) { return words(stored); }, one.value);
+    const number *stored = std::get_if<number>(&one.value);
+    if (std::string_view(one.name) == "id" && stored != nullptr && stored->known() && stored->value >= 0 &&
+        stored->value <= 0xffffffffU) {
+        std::array<char, 16> hexadecimal{};
+        std::snprintf(hexadecimal.data(), hexadecimal.size(), " = 0x%X", static_cast<unsigned>(stored->value));
+        result += hexadecimal.data();
+    }
+    return *one.unit == '\0' || absent(one) ? result : result + ' ' + one.unit;
+}
+
+// Facts one after the other; a new line where the next one does not fit.
+class flow {
+public:
+    flow(const char *label, std::size_t width) : width_(width) {
+        lines_.emplace_back();
+        lines_.back().add(" " + std::string(label), style::dim).add_to_column(LABEL);
+    }
+    void add(const std::string &label, const std::string &what, style look = style::plain) {
+        const std::size_t length = columns(label) + (label.empty() ? 0 : 1) + columns(what);
+        if (!fresh_ && lines_.back().width() + GAP + length > width_) {
+            lines_.emplace_back();
+            lines_.back().add_to_column(LABEL);
+            fresh_ = true;
+        }
+        if (!fresh_) {
+            lines_.back().add(std::string(GAP, ' '));
+        }
+        fresh_ = false;
+        if (!label.empty()) {
+            lines_.back().add(label + " ", style::dim);
+        }
+        lines_.back().add(what, look);
+    }
+    std::vector<line> take() { return std::move(lines_); }
+
+private:
+    std::size_t width_;
+    bool fresh_ = true;
+    std::vector<line> lines_;
+};
+
+std::string title_text(const picture &known, const page &on) {
+    if (known.state == condition::no_database) {
+        return "zelt-top";
+    }
+    std::string title = known.technology.empty() ? "Technology unknown" : known.technology;
+    if (known.carrier_name.known()) {
+        title += "   " + known.carrier_name.value;
+    }
+    return shown(title, on);
+}
+
+line title_line(const picture &known, const page &on) {
+    const std::string keys = !on.keys ? "" : on.paused ? "paused: p goes on  q quit " : "h help  p pause  q quit ";
+    line title;
+    const std::size_t room = on.width - std::min(on.width, columns(keys) + 1);
+    if (!on.keys) {
+        return title.add(" " + fit(title_text(known, on), on.width - 1), style::strong);
+    }
+    return title.add(" " + pad_right(title_text(known, on), room), style::title).add(keys, style::title);
+}
+
+std::vector<line> state_lines(const picture &known, const page &on) {
+    std::string sentence = known.sentence;
+    if (known.age.written && known.state != condition::stale && known.state != condition::no_database) {
+        sentence += " Updated " + duration(*known.age.written) + " ago.";
+    }
+    std::vector<line> lines;
+    for (const std::string &part : wrap(shown(sentence, on), on.width - 2)) {
+        lines.emplace_back();
+        lines.back().add(" ").add(part, known.current() ? style::plain : style::warning);
+    }
+    return lines;
+}
+
+void add_facts(flow &to, const std::vector<fact> &facts, const page &on) {
+    for (const fact &one : facts) {
+        to.add(one.label, shown(words_of(one), on), absent(one) ? style::dim : style::plain);
+    }
+}
+
+std::vector<line> fact_lines(const picture &known, const page &on) {
+    flow cell("Cell", on.width);
+    const bool network_known = known.mcc.known() || known.mnc.known();
+    cell.add("network", network_known ? shown(words(known.mcc) + "-" + words(known.mnc), on) : absence(known.mcc.state),
+             network_known ? style::plain : style::dim);
+    add_facts(cell, known.cell, on);
+
+    flow radio("Radio", on.width);
+    add_facts(radio, known.radio, on);
+
+    flow link("Link", on.width);
+    const char *state = known.link_up.value ? "up" : "down";
+    const style look = known.link_up.value ? style::good : style::bad;
+    link.add("", known.link_up.known() ? state : "unknown",
+             known.link_up.known() && known.current() ? look : style::dim);
+    if (known.address.known()) {
+        link.add("address", shown(known.address.value, on));
+    }
+    if (known.link_up.known() && known.age.link) {
+        link.add("for", duration(*known.age.link));
+    }
+
+    std::vector<line> lines;
+    for (flow *part : {&cell, &radio, &link}) {
+        if (part != &radio || !known.radio.empty()) {
+            std::ranges::move(part->take(), std::back_inserter(lines));
+        }
+    }
+    return lines;
+}
+
+// Eight steps a cell where the terminal has the characters, else whole cells.
+void add_bar(line &to, double share, std::size_t cells, style look, const page &on) {
+    constexpr std::array<const char *, 8> EIGHTHS{"", "▏", "▎", "▍", "▌", "▋", "▊", "▉"};
+    if (cells == 0) {
+        return;
+    }
+    const auto steps = static_cast<std::size_t>(std::lround(share * static_cast<double>(cells * 8)));
+    const std::size_t full = on.utf8 ? steps / 8 : (steps + 4) / 8;
+    std::string filled;
+    for (std::size_t i = 0; i < full; ++i) {
+        filled += on.utf8 ? "█" : "#";
+    }
+    if (on.utf8 && steps % 8 != 0) {
+        filled += EIGHTHS.at(steps % 8);
+    }
+    std::string rest;
+    for (std::size_t i = columns(filled); i < cells; ++i) {
+        rest += on.utf8 ? "·" : ".";
+    }
+    to.add(filled, look).add(rest, style::dim);
+}
+
+// The last values as a line. Its range is what was seen, but never so small that a mere decibel looks like a fall.
+std::string sparkline(const course &values, quantity what, std::size_t cells, const page &on) {
+    constexpr std::array<const char *, 8> BLOCKS{"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
+    constexpr std::array<const char *, 8> SIGNS{"_", ".", "-", "~", "=", "+", "*", "#"};
+    const std::size_t count = std::min(cells, values.size());
+    double low = std::numeric_limits<double>::infinity();
+    double high = -low;
+    for (std::size_t i = values.size() - count; i < values.size(); ++i) {
+        if (!std::isnan(values.at(i))) {
+            low = std::min(low, values.at(i));
+            high = std::max(high, values.at(i));
+        }
+    }
+    const double least = (scale_of(what).full - scale_of(what).empty) / 4;
+    const double middle = (low + high) / 2;
+    const double range = std::max(high - low, least);
+    std::string result(cells - count, ' ');
+    for (std::size_t i = values.size() - count; i < values.size(); ++i) {
+        const double share = (values.at(i) - middle) / range + 0.5;
+        const auto step = static_cast<std::size_t>(std::isnan(share) ? 0 : std::clamp(share * 8, 0.0, 7.0));
+        result += std::isnan(share) ? " " : (on.utf8 ? BLOCKS : SIGNS).at(step);
+    }
+    return result;
+}
+
+// "   -95 dBm   ######......  fair  ..--==" in exactly the width; a value that is missing says so instead.
+void add_meter(line &to, const signal_value &one, const course &past, std::size_t width, bool current, const page &on) {
+    const std::size_t begin = to.width();
+    const rating grade = one.value.known() ? rate(one.what, one.value.value) : rating::out_of_range;
+    const style look = look_of(grade, current);
+    const std::size_t rest = width - std::min(width, VALUE + 1 + WORD);
+    const std::size_t spark = on.history && rest > 6 ? std::min((rest - 2) / 2, memory::LONGEST) : 0;
+    const std::size_t bar = std::min<std::size_t>(spark == 0 ? rest : rest - spark - 2, 60);
+    if (grade == rating::out_of_range) {
+        to.add(one.value.known() ? word(grade) : absence(one.value.state), style::dim);
+        to.add_to_column(begin + VALUE);
+        to.add_to_column(begin + VALUE + bar + 1 + WORD);
+    } else {
+        to.add(pad_left(digits(one.value.value), 6) + " ", current ? style::strong : style::dim);
+        to.add(scale_of(one.what).unit, style::dim).add_to_column(begin + VALUE);
+        add_bar(to, fill(one.what, one.value.value), bar, look, on);
+        to.add(" ").add(pad_right(word(grade), WORD), look);
+    }
+    if (spark != 0) {
+        to.add("  ").add(sparkline(past, one.what, spark, on), style::dim);
+    }
+    to.add_to_column(begin + width);
+}
+
+line leg_heads(const picture &known, std::size_t each, const page &on) {
+    line heads;
+    heads.add_to_column(LABEL);
+    for (const leg &of : known.legs) {
+        const std::size_t begin = heads.width();
+        heads.add(of.heading, style::strong);
+        for (const fact &one : of.facts) {
+            heads.add("  " + std::string(one.label) + " ", style::dim);
+            heads.add(absent(one) ? "-" : shown(words_of(one), on));
+        }
+        heads.add_to_column(begin + each + 1);
+    }
+    return heads;
+}
+
+std::vector<line> signal_lines(const picture &known, const memory &past, const page &on) {
+    const std::size_t each = (on.width - LABEL) / known.legs.size() - 1;
+    std::vector<line> lines;
+    if (known.legs.size() > 1) {
+        lines.push_back(leg_heads(known, each, on));
+    }
+    // The first leg has every quantity that another one has.
+    for (const signal_value &row : known.legs.front().signals) {
+        line next;
+        next.add(" " + std::string(scale_of(row.what).label)).add_to_column(LABEL);
+        std::size_t begin = LABEL;
+        for (const leg &of : known.legs) {
+            next.add_to_column(begin);
+            const auto found = std::ranges::find(of.signals, row.what, &signal_value::what);
+            if (found != of.signals.end()) {
+                add_meter(next, *found, past.course_of(of, row.what), each, known.current(), on);
+            }
+            begin += each + 1;
+        }
+        lines.push_back(std::move(next));
+    }
+    if (lines.empty()) {
+        lines.emplace_back();
+        lines.back().add(" No signal values yet.", style::dim);
+    }
+    return lines;
+}
+
+// A column of the carriers' table; a missing value is a dash there: the words would tear the columns.
+std::string cell_text(const number &stored) {
+    const std::string written = digits(stored.value);
+    return stored.known() && written.size() <= 10 ? written : "-";
+}
+
+std::vector<line> carrier_lines(const picture &known, const page &on) {
+    if (known.carriers.empty()) {
+        return {};
+    }
+    struct column {
+        const char *head;
+        std::size_t width;
+        std::string (*content)(const carrier &);
+    };
+    constexpr std::array<column, 7> COLUMNS{{
+        {"Band", 5, [](const carrier &one) { return cell_text(one.band); }},
+        {"Channel", 9, [](const carrier &one) { return cell_text(one.channel); }},
+        {"MHz", 6, [](const carrier &one) { return one.bandwidth.known() ? one.bandwidth.value : "-"; }},
+        {"RSRP", 7, [](const carrier &one) { return cell_text(one.rsrp); }},
+        {"RSRQ", 7, [](const carrier &one) { return cell_text(one.rsrq); }},
+        {"SINR", 7, [](const carrier &one) { return cell_text(one.sinr); }},
+        {"RSSI", 7, [](const carrier &one) { return cell_text(one.rssi); }},
+    }};
+    std::vector<line> lines(1);
+    lines.front().add(" Carrier", style::dim).add_to_column(LABEL);
+    for (const column &each : COLUMNS) {
+        lines.front().add(pad_left(each.head, each.width), style::dim);
+    }
+    const std::size_t table = lines.front().width();
+    const std::size_t bar =
+        on.width < table + 3 + WORD + 5 ? 0 : std::min<std::size_t>(on.width - table - 4 - WORD, 40);
+    for (const carrier &one : known.carriers) {
+        line row;
+        row.add(" " + one.name).add_to_column(LABEL);
+        for (const column &each : COLUMNS) {
+            row.add(pad_left(shown(each.content(one), on), each.width));
+        }
+        const rating grade = one.rsrp.known() ? rate(quantity::rsrp, one.rsrp.value) : rating::out_of_range;
+        if (bar != 0 && grade != rating::out_of_range) {
+            const style look = look_of(grade, known.current());
+            row.add("  ");
+            add_bar(row, fill(quantity::rsrp, one.rsrp.value), bar, look, on);
+            row.add(" ").add(word(grade), look);
+        } else if (bar != 0) {
+            row.add("  ").add(one.rsrp.known() ? word(grade) : absence(one.rsrp.state), style::dim);
+        }
+        lines.push_back(std::move(row));
+    }
+    return lines;
+}
+
+// Broken between its fields only.
+std::vector<line> summary_lines(const picture &known, const page &on) {
+    std::vector<std::string> parts;
+    const std::string whole = shown(known.summary.value, on);
+    std::string_view rest = whole;
+    while (!rest.empty()) {
+        const std::size_t end = std::min(rest.find(", "), rest.size());
+        const bool last = end == rest.size();
+        const std::string field = std::string(rest.substr(0, end)) + (last ? "" : ",");
+        if (!parts.empty() && columns(parts.back()) + 1 + columns(field) <= on.width - 2) {
+            parts.back() += " " + field;
+        } else {
+            parts.push_back(field);
+        }
+        rest.remove_prefix(std::min(end + 2, rest.size()));
+    }
+    std::vector<line> lines;
+    for (const std::string &part : parts) {
+        lines.emplace_back();
+        lines.back().add(" ").add(part, style::dim);
+    }
+    return lines;
+}
+
+// Blank lines between the blocks as long as there is room for them; then the end is cut, and says so.
+std::vector<line> stack(std::vector<std::vector<line>> blocks, const page &on) {
+    std::erase_if(blocks, [](const std::vector<line> &block) { return block.empty(); });
+    std::size_t total = 0;
+    for (const std::vector<line> &block : blocks) {
+        total += block.size();
+    }
+    std::size_t blanks = blocks.size() - 1;
+    if (on.height != 0) {
+        blanks = std::min(blanks, on.height - std::min(on.height, total));
+    }
+    std::vector<line> lines;
+    // Where there is room for some only: first around the signals, which the eye looks for.
+    constexpr std::array<std::size_t, 5> RANKS{5, 2, 0, 1, 3};
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+        if (i != 0 && (blanks == blocks.size() - 1 || RANKS.at(i) < blanks)) {
+            lines.emplace_back();
+        }
+        std::ranges::move(blocks.at(i), std::back_inserter(lines));
+    }
+    if (on.height != 0 && lines.size() > on.height) {
+        lines.resize(on.height);
+        lines.back() = line();
+        lines.back().add(" ... more in a taller window", style::dim);
+    }
+    return lines;
+}
+
+void cut_to(line &one, std::size_t width) {
+    for (span &part : one.spans) {
+        part.text = fit(part.text, width);
+        width -= columns(part.text);
+    }
+}
+
+// One value a line, without bars: what a very small window can hold.
+std::vector<line> lay_out_small(const picture &known, const page &on) {
+    std::vector<line> lines(1);
+    lines.front().add(title_text(known, on), style::strong);
+    if (known.state == condition::no_database) {
+        for (const std::string &part : wrap(shown(known.sentence, on), on.width)) {
+            lines.emplace_back();
+            lines.back().add(part, style::warning);
+        }
+        return lines;
+    }
+    if (!known.current()) {
+        lines.emplace_back();
+        lines.back().add(name_of(known.state), style::warning);
+    }
+    for (const leg &of : known.legs) {
+        for (const signal_value &one : of.signals) {
+            const rating grade = one.value.known() ? rate(one.what, one.value.value) : rating::out_of_range;
+            line next;
+            next.add(pad_right(scale_of(one.what).label, 6));
+            if (grade == rating::out_of_range) {
+                next.add(one.value.known() ? word(grade) : absence(one.value.state), style::dim);
+            } else {
+                next.add(digits(one.value.value) + ' ').add(scale_of(one.what).unit, style::dim).add(" ");
+                next.add(word(grade), look_of(grade, known.current()));
+            }
+            lines.push_back(std::move(next));
+        }
+    }
+    return lines;
+}
+
+std::vector<line> lay_out_large(const picture &known, const memory &past, const page &on) {
+    std::vector<std::vector<line>> blocks;
+    std::vector<line> head{title_line(known, on)};
+    std::ranges::move(state_lines(known, on), std::back_inserter(head));
+    blocks.push_back(std::move(head));
+    if (known.state == condition::no_database) {
+        return stack(std::move(blocks), on);
+    }
+    blocks.push_back(fact_lines(known, on));
+    blocks.push_back(signal_lines(known, past, on));
+    blocks.push_back(carrier_lines(known, on));
+    blocks.push_back(summary_lines(known, on));
+    return stack(std::move(blocks), on);
+}
+
+}  // namespace
+
+line &line::add(std::string text, style look) {
+    if (!text.empty()) {
+        spans.push_back({std::move(text), look});
+    }
+    return *this;
+}
+
+line &line::add_to_column(std::size_t column) {
+    return add(std::string(column - std::min(column, width()), ' '));
+}
+
+std::size_t line::width() const {
+    std::size_t total = 0;
+    for (const span &part : spans) {
+        total += columns(part.text);
+    }
+    return total;
+}
+
+std::string line::plain_text() const {
+    std::string result;
+    for (const span &part : spans) {
+        result += part.text;
+    }
+    return result.substr(0, result.find_last_not_of(' ') + 1);
+}
+
+std::vector<line> lay_out(const picture &known, const memory &past, const page &on) {
+    const bool small = on.width < NARROWEST || (on.height != 0 && on.height < LOWEST);
+    std::vector<line> lines = small ? lay_out_small(known, on) : lay_out_large(known, past, on);
+    if (on.height != 0 && lines.size() > on.height) {
+        lines.resize(on.height);
+    }
+    for (line &one : lines) {
+        cut_to(one, on.width);
+    }
+    return lines;
+}
+
+std::vector<line> lay_out_help(const page &on) {
+    std::vector<line> lines(1);
+    lines.front().add(pad_right(" zelt-top: the radio and the link at a glance", on.width), style::title);
+    const auto say = [&lines, &on](const std::string &sentence, style look = style::plain) {
+        for (const std::string &part : wrap(sentence, on.width - std::min<std::size_t>(on.width, 2))) {
+            lines.emplace_back();
+            lines.back().add(" ").add(part, look);
+        }
+    };
+    say("q quit     p or space: hold the picture     h or ?: this page, and back", style::strong);
+    lines.emplace_back();
+    lines.emplace_back();
+    lines.back().add(" Value   Unit    good    fair    weak   What it is", style::dim);
+    for (const quantity what : {quantity::rsrp, quantity::rsrq, quantity::sinr, quantity::rssi, quantity::gsm_rssi,
+                                quantity::rxlev, quantity::rscp, quantity::ecio, quantity::sqi}) {
+        const scale &one = scale_of(what);
+        lines.emplace_back();
+        lines.back()
+            .add(" " + pad_right(one.label, 8) + pad_right(one.unit, 4))
+            .add(pad_left(digits(one.good), 8), style::good);
+        lines.back().add(pad_left(digits(one.fair), 8), style::fair).add(pad_left(digits(one.weak), 8), style::weak);
+        lines.back().add(std::string("   ") + one.meaning + (what == quantity::gsm_rssi ? " (GSM)" : ""));
+    }
+    lines.emplace_back();
+    say("At least so much; below weak it is bad. The line at the right shows the last refreshes.");
+    say("not reported: the module does not tell; a dash in the table of carriers. unknown: nobody has published it "
+        "yet. "
+        "Dimmed values without colour are old: the second line of the view says why.");
+    if (on.height != 0 && lines.size() > on.height) {
+        lines.resize(on.height);
+    }
+    for (line &one : lines) {
+        cut_to(one, on.width);
+    }
+    return lines;
+}
+
+}  // namespace zelt_top

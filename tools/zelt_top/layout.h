@@ -1,0 +1,46 @@
+// The picture as lines of styled text for a given width and height: what the screen and the plain text both show.
+// Pure: knows no terminal; never logs.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "tools/zelt_top/memory.h"
+#include "tools/zelt_top/picture.h"
+
+namespace zelt_top {
+
+enum class style { plain, dim, strong, title, warning, good, fair, weak, bad };
+
+struct span {
+    std::string text;
+    style look = style::plain;
+};
+
+struct line {
+    std::vector<span> spans;
+
+    line &add(std::string text, style look = style::plain);
+    line &add_to_column(std::size_t column);  // blanks up to there
+    std::size_t width() const;
+    std::string plain_text() const;  // without styles and without blanks at the end
+};
+
+struct page {
+    std::size_t width = 80;
+    std::size_t height = 0;  // 0: as many lines as it takes
+    bool utf8 = false;
+    bool keys = false;     // the title names them
+    bool history = false;  // there is more than one refresh to show
+    bool paused = false;   // by the person, not the daemon
+};
+
+// No line is wider than the page, and there are no more lines than fit. A page too small for everything shows the
+// signal and the state.
+std::vector<line> lay_out(const picture &known, const memory &past, const page &on);
+
+// What the values, bars and keys mean.
+std::vector<line> lay_out_help(const page &on);
+
+}  // namespace zelt_top

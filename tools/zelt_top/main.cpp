@@ -1,0 +1,212 @@
+// zelt-top: the live view of the radio and the link, for people. Reads the database and a few run-time files, never the
+// module's port; writes nothing but its output.
+#include <cerrno>
+#include <chrono>
+#include <clocale>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <string>
+
+#include <fcntl.h>
+#include <langinfo.h>
+#include <unistd.h>
+
+#include "tools/zelt_top/database.h"
+#include "tools/zelt_top/events.h"
+#include "tools/zelt_top/json.h"
+#include "tools/zelt_top/last_resort.h"
+#include "tools/zelt_top/layout.h"
+#include "tools/zelt_top/options.h"
+#include "tools/zelt_top/screen.h"
+#include "tools/zelt_top/surroundings.h"
+#include "tools/zelt_top/terminal.h"
+
+namespace zelt_top {
+namespace {
+
+double now_seconds() {
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return std::chrono::duration<double>(now).count();
+}
+
+// What one refresh after the other knows.
+struct view {
+    void refresh() {
+        latest = source.read();
+        const surroundings around = look_around({});
+        known = build_picture(latest, around, past.note(latest, around, now_seconds()));
+        past.note_signals(known);
+        ++refreshes;
+    }
+
+    database source{sysdb_folder()};
+    reading latest;
+    memory past;
+    picture known;
+    unsigned long refreshes = 0;
+};
+
+bool wants_colour(const options &chosen) {
+    const char *refused = std::getenv("NO_COLOR");  // any text in it counts, by convention
+    return chosen.colour && (refused == nullptr || *refused == '\0');
+}
+
+page plain_page(const view &of) {
+    page on;
+    on.utf8 = isatty(STDOUT_FILENO) != 0 ? terminal_shows_utf8() : std::string(nl_langinfo(CODESET)) == "UTF-8";
+    on.history = of.refreshes > 1;
+    return on;
+}
+
+std::string as_text(const view &of, const options &chosen) {
+    if (chosen.json) {
+        return to_json(of.known, of.latest) + '\n';
+    }
+    std::string text;
+    for (const line &one : lay_out(of.known, of.past, plain_page(of))) {
+        text += one.plain_text() + '\n';
+    }
+    return text;
+}
+
+// False when nobody can read it any more. A reader that went away, as head does, is no fault worth a message.
+bool print(const std::string &text) {
+    errno = 0;
+    const bool printed = std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0;
+    if (!printed && errno != EPIPE) {
+        std::perror("zelt-top: cannot write to the standard output");
+    }
+    return printed;
+}
+
+int run_once(const options &chosen) {
+    view of;
+    of.refresh();
+    if (!of.latest.cell) {
+        std::fprintf(stderr, "zelt-top: %s\n", of.known.sentence.c_str());
+        return NO_DATABASE;
+    }
+    return print(as_text(of, chosen)) ? 0 : OUTPUT_LOST;
+}
+
+int run_stream(const options &chosen) {
+    const events waiting(false);
+    view of;
+    while (true) {
+        of.refresh();
+        const std::string gap = chosen.json || of.refreshes == 1 ? "" : "\n";
+        if (!print(gap + as_text(of, chosen))) {
+            return OUTPUT_LOST;
+        }
+        const double next = now_seconds() + chosen.interval_seconds;
+        for (event what = event::resize; what != event::time;) {
+            what = waiting.wait(next - now_seconds());
+            if (what == event::stop) {
+                return 0;
+            }
+            if (what == event::suspend) {
+                std::raise(SIGSTOP);
+            }
+        }
+    }
+}
+
+void draw(screen &terminal, const view &of, bool paused, bool help) {
+    page on;
+    on.width = terminal.width();
+    on.height = terminal.height();
+    on.utf8 = terminal_shows_utf8();
+    on.keys = true;
+    on.history = true;
+    on.paused = paused;
+    terminal.draw(help ? lay_out_help(on) : lay_out(of.known, of.past, on));
+}
+
+int run_screen(const options &chosen) {
+    const events waiting(true);  // before the screen: the terminal library sets its own handlers where none are set
+    screen terminal(wants_colour(chosen));
+    view of;
+    bool paused = false;
+    bool help = false;
+    double next = now_seconds();
+    while (true) {
+        if (now_seconds() >= next) {
+            if (!paused) {
+                of.refresh();
+            }
+            next = now_seconds() + chosen.interval_seconds;
+        }
+        draw(terminal, of, paused, help);
+        switch (waiting.wait(next - now_seconds())) {
+        case event::key:
+            for (int key = 0; (key = terminal.key()) != -1;) {
+                if (key == 'q' || key == 'Q') {
+                    return 0;
+                }
+                paused = paused != (key == 'p' || key == 'P' || key == ' ');
+                help = help != (key == 'h' || key == 'H' || key == '?');
+            }
+            break;
+        case event::resize:
+            terminal.follow_size();
+            break;
+        case event::suspend:
+            terminal.suspend();
+            break;
+        case event::resume:
+            terminal.resume();
+            break;
+        case event::stop:
+        case event::input_lost:
+            return 0;
+        case event::time:
+            break;
+        }
+    }
+}
+
+// A file opened later must not become a standard stream: messages would land in it.
+void fill_standard_descriptors() {
+    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(fd, F_GETFD) < 0) {
+            // The wrong way round on purpose: writing to a closed output stays an error.
+            static_cast<void>(open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+        }
+    }
+}
+
+int run(int argc, char **argv) {
+    int exit_code = 0;
+    const std::optional<options> chosen = parse_options(argc, argv, exit_code);
+    if (!chosen) {
+        return exit_code;
+    }
+    if (chosen->once) {
+        return run_once(*chosen);
+    }
+    if (chosen->json) {
+        return run_stream(*chosen);
+    }
+    const std::string problem = why_no_screen();
+    if (problem.empty()) {
+        return run_screen(*chosen);
+    }
+    std::fprintf(stderr, "zelt-top: plain text, one block a refresh: %s\n", problem.c_str());
+    return run_stream(*chosen);
+}
+
+}  // namespace
+}  // namespace zelt_top
+
+int main(int argc, char **argv) try {
+    zelt_top::fill_standard_descriptors();
+    std::setlocale(LC_CTYPE, "");
+    std::signal(SIGPIPE, SIG_IGN);
+    zelt_top::expect_the_worst();
+    return zelt_top::run(argc, argv);
+} catch (const std::exception &e) {
+    std::fprintf(stderr, "zelt-top: %s\n", e.what());
+    return zelt_top::OUTPUT_LOST;
+}

@@ -1,0 +1,83 @@
+#include "tools/zelt_top/options.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include <getopt.h>
+
+namespace zelt_top {
+
+namespace {
+
+constexpr const char *HELP =
+    "Usage: zelt-top [OPTION]...\n"
+    "Shows the radio and the link of the router, as its daemon publishes them in the database.\n"
+    "\n"
+    "  --once              show it once as plain text, and end\n"
+    "  --json              one JSON object a line and refresh; with --once a single one\n"
+    "  --interval SECONDS  time between two refreshes, 0.1 to 3600 (default 1)\n"
+    "  --no-color          no colours, as with NO_COLOR set in the environment\n"
+    "  --help              this help\n"
+    "\n"
+    "Keys: q quit, p or space hold the picture, h or ? help.\n"
+    "SYSDB_DIR names the folder of the database (default /run/sysdb).\n"
+    "Without a terminal that can place the cursor it prints plain text, one block a refresh.\n"
+    "Exit: 0 done, 1 the output was lost, 2 wrong usage, 3 no database (with --once; otherwise it waits for one).\n";
+
+// Below a tenth of a second the daemon has nothing new; above an hour nobody looks.
+constexpr double SHORTEST_SECONDS = 0.1;
+constexpr double LONGEST_SECONDS = 3600;
+
+bool parse_interval(const char *text, double &seconds) {
+    char *end = nullptr;
+    seconds = std::strtod(text, &end);
+    return end != text && *end == '\0' && seconds >= SHORTEST_SECONDS && seconds <= LONGEST_SECONDS;
+}
+
+std::optional<options> refuse(int &exit_code) {
+    std::fputs("zelt-top: try --help\n", stderr);
+    exit_code = USAGE;
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<options> parse_options(int argc, char **argv, int &exit_code) {
+    static constexpr option LONG_OPTIONS[] = {
+        {"once", no_argument, nullptr, 'o'},     {"json", no_argument, nullptr, 'j'},
+        {"no-color", no_argument, nullptr, 'n'}, {"interval", required_argument, nullptr, 'i'},
+        {"help", no_argument, nullptr, 'h'},     {nullptr, 0, nullptr, 0},
+    };
+    options chosen;
+    for (int letter = 0; (letter = getopt_long(argc, argv, "h", LONG_OPTIONS, nullptr)) != -1;) {
+        switch (letter) {
+        case 'o':
+            chosen.once = true;
+            break;
+        case 'j':
+            chosen.json = true;
+            break;
+        case 'n':
+            chosen.colour = false;
+            break;
+        case 'i':
+            if (!parse_interval(optarg, chosen.interval_seconds)) {
+                std::fprintf(stderr, "zelt-top: --interval takes seconds from 0.1 to 3600, not \"%s\"\n", optarg);
+                return refuse(exit_code);
+            }
+            break;
+        case 'h':
+            exit_code = std::fputs(HELP, stdout) < 0 || std::fflush(stdout) != 0 ? OUTPUT_LOST : 0;
+            return std::nullopt;
+        default:
+            return refuse(exit_code);
+        }
+    }
+    if (optind < argc) {
+        std::fprintf(stderr, "zelt-top: \"%s\" is no option\n", argv[optind]);
+        return refuse(exit_code);
+    }
+    return chosen;
+}
+
+}  // namespace zelt_top
