@@ -1,0 +1,27 @@
+// The box seen from outside: private "/dev", "/tmp", "/run", network and process numbers, made by bubblewrap. The same
+// way for root and for an ordinary user: a user namespace in which the box's programs are root.
+#pragma once
+
+#include <string>
+#include <vector>
+
+struct box_request {
+    std::vector<std::string> visible;  // folders and files that must be seen inside, absolute
+    std::vector<std::string> command;  // what runs inside
+};
+
+// The command line that makes the box. Pure.
+std::vector<std::string> box_command(const box_request &request);
+
+// Inside, the command finds the text that it is given on this descriptor, ...
+inline constexpr int BOX_TEXT = 3;
+// ... a pipe that is closed when it shall end, ...
+inline constexpr int BOX_CONTROL = 4;
+// ... and one in which it writes a byte as soon as the box stands.
+inline constexpr int BOX_READY = 5;
+
+inline constexpr int EXIT_NO_BOX = 3;
+
+// Runs the command in a box until it ends; SIGINT, SIGTERM and SIGHUP make it end. Its exit status, or EXIT_NO_BOX
+// with a message on standard error. When this process is killed, everything in the box is too.
+int run_in_box(const box_request &request, const std::string &text);

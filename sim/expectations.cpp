@@ -1,0 +1,92 @@
+#include "sim/expectations.h"
+
+#include "sim/text.h"
+#include "stats/cell_catalogue.h"
+
+namespace {
+
+const typed_value *find(const cell_values &values, const std::string &key) {
+    const auto found = values.find(key);
+    return found == values.end() ? nullptr : &found->second;
+}
+
+std::string describe(const typed_value *value) {
+    return value == nullptr ? "nothing" : value->type + " " + value->text;
+}
+
+void compare(std::vector<std::string> &wrong, const std::string &key, const typed_value *expected,
+             const typed_value *found, const char *why = "") {
+    const bool same = expected == nullptr || found == nullptr ? expected == found : *expected == *found;
+    if (!same) {
+        wrong.push_back(key + ": expected " + describe(expected) + why + ", found " + describe(found));
+    }
+}
+
+bool is_listed(const expect_cell &expected, const std::string &key) {
+    for (const key_value &entry : expected.keys) {
+        if (entry.key == key) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+std::vector<std::string> differences(const expect_cell &expected, const cell_values &now,
+                                     const std::optional<cell_values> &before) {
+    if (!before) {
+        return {"the module was not asked for its serving cell yet"};
+    }
+    std::vector<std::string> wrong;
+    for (const key_value &entry : expected.keys) {
+        compare(wrong, entry.key, &entry.value, find(now, entry.key));
+    }
+    for (const cell_key &entry : CELL_CATALOGUE) {
+        if (!is_listed(expected, entry.name)) {
+            compare(wrong, entry.name, find(*before, entry.name), find(now, entry.name), " as before");
+        }
+    }
+    return wrong;
+}
+
+std::vector<std::string> differences(const expect_key &expected, const cell_values &now) {
+    std::vector<std::string> wrong;
+    compare(wrong, expected.what.key, &expected.what.value, find(now, expected.what.key));
+    return wrong;
+}
+
+std::vector<std::string> differences(const expect_absent &expected, const cell_values &now) {
+    std::vector<std::string> wrong;
+    compare(wrong, expected.key, nullptr, find(now, expected.key));
+    return wrong;
+}
+
+std::vector<std::string> differences(const expect_log &expected, const std::vector<log_line> &log) {
+    auto position = log.begin();
+    for (const std::string &text : expected.lines) {
+        while (position != log.end() && (position->priority != expected.priority || position->text != text)) {
+            ++position;
+        }
+        if (position != log.end()) {
+            ++position;
+            continue;
+        }
+        std::vector<std::string> wrong{expected.priority + ": expected, in this order: " + text};
+        for (const log_line &line : log) {
+            if (line.priority == expected.priority) {
+                wrong.push_back(expected.priority + ": found: " + line.text);
+            }
+        }
+        return wrong;
+    }
+    return {};
+}
+
+std::vector<std::string> differences(const expect_file &expected, const std::optional<std::string> &found) {
+    if (found == expected.bytes) {
+        return {};
+    }
+    return {expected.path + ": expected \"" + printable(expected.bytes) + "\", found " +
+            (found ? "\"" + printable(*found) + "\"" : "no such file")};
+}

@@ -1,0 +1,22 @@
+// Plays a scenario inside the box: the event loop between module, system log, database and daemon. Prints the journal.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "sim/journal.h"
+#include "sim/scenario.h"
+
+struct play_options {
+    std::string scenario_name;         // stands in front of failures
+    std::vector<std::string> command;  // the daemon with its arguments
+    std::optional<std::chrono::seconds> limit;
+    journal_level level = journal_level::story;
+    int control = -1;  // readable or closed: the user wants an end
+};
+
+// 0: all fine; 1: an expectation failed, or the daemon ended wrongly. Throws std::system_error when the box lacks
+// something or the daemon cannot be started.
+int play(const scenario &story, const play_options &options);

@@ -1,0 +1,19 @@
+// Bytes as text on one line, and back. Silent.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// CR, LF, TAB, "\" and other control characters as \r, \n, \t, \\ and \xHH; everything else as it stands.
+std::string printable(std::string_view bytes);
+
+// The bytes of lines in which \r, \n, \t, \0, \\ and \xHH stand for those bytes. Each line gets line_end behind it
+// unless it ends with a single "\". Nothing when a "\" stands before anything else.
+std::optional<std::string> bytes_of_lines(const std::vector<std::string> &lines, std::string_view line_end);
+
+// Upper and lower case letters of ASCII are alike.
+std::string lower_case(std::string_view text);
+
+std::string join(const std::vector<std::string> &parts, std::string_view separator);
