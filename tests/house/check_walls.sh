@@ -1,0 +1,31 @@
+#!/bin/sh
+# check_walls.sh ROOT: the daemon's folders know nothing of what surrounds them, and the libraries behind the host's
+# platform stay there. Prints each fault as file:line; the exit status is 1 when there is one.
+set -eu
+cd "$1"
+daemon='base daemon modem decode wwan stats platform'
+faults=0
+
+# wall TEXT PATTERN FOLDER...: no #include of a file in these folders may match PATTERN.
+wall() {
+    text=$1
+    pattern=$2
+    shift 2
+    for folder in "$@"; do
+        [ -d "$folder" ] || { echo "walls: there is no folder $folder" && faults=1 && continue; }
+        if grep -rnE --include='*.h' --include='*.cpp' "^[[:blank:]]*#[[:blank:]]*include[[:blank:]]*$pattern" "$folder"
+        then
+            echo "walls: $text"
+            faults=1
+        fi
+    done
+}
+
+# shellcheck disable=SC2086
+{
+    wall 'the daemon must not know what surrounds it' '["<](\.\./)*(host|sim|tools|tests|fuzz|bench)/' $daemon
+    wall 'the project'"'"'s own files are included as "folder/file.h", from the root' \
+        '("([^/"]*|\.[^"]*)"|<(base|daemon|modem|decode|wwan|stats|platform)/)' $daemon
+    wall 'only host/ may use this library' '["<](lmdb|mosquitto)\.h' $daemon sim tools fuzz bench
+}
+exit "$faults"
