@@ -52,7 +52,7 @@ std::optional<std::string> line_cutter::next_line(std::string_view &bytes) {
             if (!line_.empty()) {
                 return std::exchange(line_, {});
             }
-        } else if (byte != '\0' && line_.size() < longest_line) {
+        } else if (byte != '\0' && line_.size() < LONGEST_LINE) {
             line_ += byte;
         }
     }

@@ -8,11 +8,11 @@
 #include <vector>
 
 // Cuts a stream of bytes into lines. A line ends at CR or LF; empty lines and NUL bytes are dropped; a line longer
-// than longest_line loses its tail.
+// than LONGEST_LINE loses its tail.
 class line_cutter {
 public:
     // The longest answers have less than 300 characters. This is a bound for noise, not for answers.
-    static constexpr std::size_t longest_line = 1024;
+    static constexpr std::size_t LONGEST_LINE = 1024;
 
     // Takes bytes away from the front until a line is complete; none when they ran out before.
     std::optional<std::string> next_line(std::string_view &bytes);

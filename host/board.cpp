@@ -18,7 +18,7 @@ struct machine {
 };
 
 // A model's name is a few words; whatever is longer is cut.
-constexpr std::size_t longest_name = 127;
+constexpr std::size_t LONGEST_NAME = 127;
 
 bool is_printable(char c) {
     return c >= ' ' && c <= '~';
@@ -38,7 +38,7 @@ std::string printable_text(const char *data, std::size_t size) {
 
 bool read_name(const char *path, std::string *name) {
     const descriptor file(open(path, O_RDONLY | O_CLOEXEC));
-    std::array<char, longest_name> data = {};
+    std::array<char, LONGEST_NAME> data = {};
     const ssize_t size = file.is_open() ? read(file.get(), data.data(), data.size()) : -1;
     if (size < 0) {
         return false;

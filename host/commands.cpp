@@ -25,7 +25,7 @@ namespace {
 using clock_type = std::chrono::steady_clock;
 
 // What the shell reports when it could not run a command; used likewise when the shell itself could not be run.
-constexpr int could_not_be_run = 127;
+constexpr int COULD_NOT_BE_RUN = 127;
 
 class spawn_settings {
 public:
@@ -93,7 +93,7 @@ int wait_for_end(pid_t child) {
     int status = 0;
     while (waitpid(child, &status, 0) < 0) {
         if (errno != EINTR) {  // SIGCHLD is ignored and the kernel has forgotten the status
-            return could_not_be_run;
+            return COULD_NOT_BE_RUN;
         }
     }
     return shell_status(status);
@@ -102,7 +102,7 @@ int wait_for_end(pid_t child) {
 int run_in_shell(const char *command_line) {
     spawn_settings settings;
     const pid_t child = settings.spawn(argument_pointers({"/bin/sh", "-c", command_line}).data());
-    return child < 0 ? could_not_be_run : wait_for_end(child);
+    return child < 0 ? COULD_NOT_BE_RUN : wait_for_end(child);
 }
 
 int milliseconds_until(clock_type::time_point moment) {
@@ -200,7 +200,7 @@ int brelsys(const char *format, ...) {
     const int length = vasprintf(&command_line, format, arguments);
     va_end(arguments);
     if (length < 0) {
-        return could_not_be_run;
+        return COULD_NOT_BE_RUN;
     }
     const std::unique_ptr<char, decltype(&std::free)> owner(command_line, &std::free);
     return run_in_shell(command_line);

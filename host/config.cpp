@@ -24,7 +24,7 @@
 namespace {
 
 // A router's whole configuration has some tens of kB; the limit keeps a wrong file from filling the memory.
-constexpr std::size_t largest_file_bytes = std::size_t{1024} * 1024;
+constexpr std::size_t LARGEST_FILE_BYTES = std::size_t{1024} * 1024;
 
 const char *file_path() {
     const char *path = std::getenv("ZELT_CONFIG");
@@ -57,7 +57,7 @@ file_text read_file(const char *path) {
             return result;
         }
         result.text.append(piece.data(), static_cast<std::size_t>(size));
-        if (result.text.size() > largest_file_bytes) {
+        if (result.text.size() > LARGEST_FILE_BYTES) {
             return {"", "has more than 1 MiB; this is no configuration"};
         }
     }

@@ -17,9 +17,9 @@
 namespace {
 
 // Readable by all: other programs of the router read every file that is written here.
-constexpr mode_t file_mode = 0644;
+constexpr mode_t FILE_MODE = 0644;
 
-constexpr int open_flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+constexpr int OPEN_FLAGS = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
 bool write_all(int fd, const char *text, std::size_t length) {
     while (length > 0) {
@@ -44,7 +44,7 @@ int create_pidfile(const char *path) {
 
 int create_empty_file(const char *path) {
     // O_EXCL: whatever stands there already is not even opened.
-    const descriptor file(open(path, open_flags | O_EXCL, file_mode));
+    const descriptor file(open(path, OPEN_FLAGS | O_EXCL, FILE_MODE));
     return file.is_open() || errno == EEXIST ? 0 : -1;
 }
 
@@ -59,7 +59,7 @@ bool file_exists(const char *path) {
 // In place, not by renaming a finished copy: some of the paths are kernel files below /sys and /proc. On a full disk
 // the file stays with what fitted.
 int write_str_to_file(const char *path, const char *text) {
-    descriptor file(open(path, open_flags | O_TRUNC, file_mode));
+    descriptor file(open(path, OPEN_FLAGS | O_TRUNC, FILE_MODE));
     if (!file.is_open() || !write_all(file.get(), text, std::strlen(text))) {
         return -1;
     }

@@ -9,16 +9,16 @@
 
 namespace {
 
-constexpr int failed = -1;
+constexpr int FAILED = -1;
 
 int get_text(int fd, const char *command, std::string (*text_in)(const at_lines &), char *buffer, unsigned int size) {
     if (buffer == nullptr || size == 0) {
-        return failed;
+        return FAILED;
     }
     buffer[0] = '\0';
     const at_answer answer = at_exchange(fd, command);
     if (answer.ending != at_ending::ok) {
-        return failed;
+        return FAILED;
     }
     const std::size_t length = text_in(answer.lines).copy(buffer, size - 1);
     buffer[length] = '\0';
@@ -31,7 +31,7 @@ struct registration_domain {
 };
 
 // Circuit-switched, packet-switched 2G/3G, 4G, 5G. A module may be denied in one and fine in another.
-constexpr std::array<registration_domain, 4> domains = {{
+constexpr std::array<registration_domain, 4> DOMAINS = {{
     {"at+creg?\r", "+CREG:"},
     {"at+cgreg?\r", "+CGREG:"},
     {"at+cereg?\r", "+CEREG:"},
@@ -44,10 +44,10 @@ constexpr std::array<registration_domain, 4> domains = {{
 // before, or a stop comes, the module is not reported as unregistered. Modules without 5G answer ERROR to the last.
 int zelt_at_cmd_get_registration_and_roaming(int fd, bool *registered, bool *roaming) {
     bool answered = false;
-    for (const registration_domain &domain : domains) {
+    for (const registration_domain &domain : DOMAINS) {
         const at_answer answer = at_exchange(fd, domain.command);
         if (!answer.is_complete()) {
-            return failed;
+            return FAILED;
         }
         const std::optional<int> state = registration_state(answer.lines, domain.prefix);
         if (answer.ending != at_ending::ok || !state) {
@@ -61,7 +61,7 @@ int zelt_at_cmd_get_registration_and_roaming(int fd, bool *registered, bool *roa
         }
     }
     if (!answered) {
-        return failed;
+        return FAILED;
     }
     *registered = false;
     *roaming = false;
@@ -85,5 +85,5 @@ int zelt_at_cmd_get_cfun(int fd, char *buffer, unsigned int size) {
 }
 
 int zelt_at_cmd_restore_factory_settings(int fd) {
-    return at_exchange(fd, "at&f\r").ending == at_ending::ok ? 0 : failed;
+    return at_exchange(fd, "at&f\r").ending == at_ending::ok ? 0 : FAILED;
 }

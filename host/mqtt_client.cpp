@@ -17,17 +17,17 @@ using clock_type = std::chrono::steady_clock;
 
 // The broker is on this machine and answers within milliseconds. The daemon's cycle of 4 s should not grow much when
 // it does not answer at all.
-constexpr std::chrono::seconds connect_limit{2};
-constexpr std::chrono::seconds acknowledge_limit{3};
+constexpr std::chrono::seconds CONNECT_LIMIT{2};
+constexpr std::chrono::seconds ACKNOWLEDGE_LIMIT{3};
 
 // The longest that the protocol has, 18 hours: nobody serves the connection between two messages, so with a shorter
 // one the broker would cut it each time. After 27 hours it does, and the next message connects anew.
-constexpr int keepalive_seconds = 65535;
+constexpr int KEEPALIVE_SECONDS = 65535;
 
-constexpr int quality_at_least_once = 1;
+constexpr int QUALITY_AT_LEAST_ONCE = 1;
 
 // The limit of the protocol for a whole packet, less what the topic and the header take at most.
-constexpr std::size_t largest_payload_bytes = 268435455 - 65535 - 16;
+constexpr std::size_t LARGEST_PAYLOAD_BYTES = 268435455 - 65535 - 16;
 
 struct mosquitto_deleter {
     void operator()(mosquitto *client) const { mosquitto_destroy(client); }
@@ -77,32 +77,32 @@ std::unique_ptr<connection> connect(const std::string &client_name, const std::s
     mosquitto_connect_callback_set(client, on_connect);
     mosquitto_publish_callback_set(client, on_publish);
     // The variant that does not wait: connect() itself waits for minutes on a listener that accepts nothing.
-    if (mosquitto_connect_async(client, host.c_str(), port, keepalive_seconds) != MOSQ_ERR_SUCCESS) {
+    if (mosquitto_connect_async(client, host.c_str(), port, KEEPALIVE_SECONDS) != MOSQ_ERR_SUCCESS) {
         return nullptr;
     }
     // The library leaves it open to every command that the daemon runs.
     fcntl(mosquitto_socket(client), F_SETFD, FD_CLOEXEC);
-    const bool answered = serve_until(*broker, connect_limit, [&] { return broker->connect_answer.has_value(); });
+    const bool answered = serve_until(*broker, CONNECT_LIMIT, [&] { return broker->connect_answer.has_value(); });
     return answered && broker->connect_answer == 0 ? std::move(broker) : nullptr;
 }
 
 bool is_valid_message(const char *topic, const char *payload) {
     return topic != nullptr && *topic != '\0' && mosquitto_pub_topic_check(topic) == MOSQ_ERR_SUCCESS &&
            mosquitto_validate_utf8(topic, static_cast<int>(std::strlen(topic))) == MOSQ_ERR_SUCCESS &&
-           payload != nullptr && std::strlen(payload) <= largest_payload_bytes;
+           payload != nullptr && std::strlen(payload) <= LARGEST_PAYLOAD_BYTES;
 }
 
 BREL_MQTT_RC publish(connection &broker, const char *topic, const char *payload) {
     int message = 0;
     const int outcome = mosquitto_publish(broker.client.get(), &message, topic, static_cast<int>(std::strlen(payload)),
-                                          payload, quality_at_least_once, false);
+                                          payload, QUALITY_AT_LEAST_ONCE, false);
     if (outcome == MOSQ_ERR_NO_CONN || outcome == MOSQ_ERR_CONN_LOST) {
         return BREL_MQTT_BUSY;
     }
     if (outcome != MOSQ_ERR_SUCCESS) {
         return BREL_MQTT_UNSUCCESSFUL;
     }
-    if (serve_until(broker, acknowledge_limit, [&] { return broker.acknowledged_message == message; })) {
+    if (serve_until(broker, ACKNOWLEDGE_LIMIT, [&] { return broker.acknowledged_message == message; })) {
         return BREL_MQTT_SUCCESS;
     }
     return mosquitto_socket(broker.client.get()) < 0 ? BREL_MQTT_BUSY : BREL_MQTT_UNSUCCESSFUL;

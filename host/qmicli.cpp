@@ -15,10 +15,10 @@ namespace {
 
 // The tool gives a silent module 10 s by itself, but some of its waits have no end. A healthy answer takes well
 // below 1 s.
-constexpr std::chrono::seconds tool_deadline{10};
+constexpr std::chrono::seconds TOOL_DEADLINE{10};
 
 // Answers have less than 2 kB. A tool that writes this much will not come to its end by itself.
-constexpr std::size_t endless_output_bytes = std::size_t{64} * 1024;
+constexpr std::size_t ENDLESS_OUTPUT_BYTES = std::size_t{64} * 1024;
 
 std::vector<std::string> command(const char *arguments) {
     std::vector<std::string> words = {"qmicli", "-d", "/dev/cdc-wdm0"};
@@ -36,7 +36,7 @@ int run_qmicli_and_get_result(const char *arguments, char *output, int size) {
         return -1;
     }
     *output = '\0';
-    std::optional<std::string> answer = collect_output(command(arguments), tool_deadline, endless_output_bytes);
+    std::optional<std::string> answer = collect_output(command(arguments), TOOL_DEADLINE, ENDLESS_OUTPUT_BYTES);
     if (!answer) {
         return -1;
     }

@@ -37,7 +37,7 @@ bool answers_the_mark(std::string_view line) {
 }
 
 // Waiting ends at its moment only, however long no byte comes.
-constexpr milliseconds no_silence{-1};
+constexpr milliseconds NO_SILENCE{-1};
 
 // Reads and writes until a moment given by the caller, a stop, or the end of the port.
 class port_stream {
@@ -62,13 +62,13 @@ public:
     }
 
     // The next line, which is then in line(). With a silence, time is also up when no byte came for so long.
-    event next_line(moment until, milliseconds silence = no_silence) {
+    event next_line(moment until, milliseconds silence = NO_SILENCE) {
         for (;;) {
             if (std::optional<std::string> line = cutter_.next_line(unread_)) {
                 line_ = *std::move(line);
                 return event::line;
             }
-            const moment wake = silence == no_silence ? until : std::min(until, last_byte_ + silence);
+            const moment wake = silence == NO_SILENCE ? until : std::min(until, last_byte_ + silence);
             if (const event woken = wait(POLLIN, wake); woken != event::line) {
                 return woken;
             }
@@ -128,8 +128,8 @@ at_answer completed(std::string_view final_result, at_lines lines) {
 
 // A module that talks on without a final result must not fill the memory. Answers have less than 20 lines.
 void keep(at_lines &lines, const std::string &line) {
-    constexpr std::size_t most_lines = 256;
-    if (lines.size() < most_lines) {
+    constexpr std::size_t MOST_LINES = 256;
+    if (lines.size() < MOST_LINES) {
         lines.push_back(line);
     }
 }
@@ -143,11 +143,11 @@ bool get_in_step(port_stream &port, const at_limits &limits, moment deadline) {
         return false;
     }
     bool seen = false;
-    milliseconds silence = no_silence;
+    milliseconds silence = NO_SILENCE;
     while (port.next_line(until, silence) == port_stream::event::line) {
         if (answers_the_mark(port.line())) {
             seen = true;
-            silence = no_silence;
+            silence = NO_SILENCE;
             until = deadline;  // its final result follows, and must not be taken for the command's
         } else if (is_final_result(port.line()) && seen) {
             port_state.mark_unanswered = earlier_unanswered;
@@ -191,7 +191,7 @@ at_answer read_answer_in_doubt(port_stream &port, const std::string &command, co
     std::optional<at_answer> last;
     bool in_answer_to_mark = false;
     for (;;) {
-        const port_stream::event event = port.next_line(deadline, last ? limits.silence : no_silence);
+        const port_stream::event event = port.next_line(deadline, last ? limits.silence : NO_SILENCE);
         const bool was_silent = event == port_stream::event::time_is_up && clock_type::now() < deadline;
         if (was_silent && last) {
             return *std::move(last);

@@ -47,7 +47,7 @@ int told(int result, const char *key = "") {
     static std::set<std::string> reasons;
     if (result != 0 && result != MDB_NOTFOUND && result != MDB_BAD_TXN) {
         std::string reason = sysdb_problem(shared().folder, result);
-        if (result == sysdb_foreign_value) {
+        if (result == SYSDB_FOREIGN_VALUE) {
             reason.append(" ").append(key);
         }
         if (reasons.insert(reason).second) {

@@ -22,27 +22,27 @@ static_assert(std::endian::native == std::endian::little, "a value's payload is 
 
 // The daemon's keys need some 10 kB, and a writer needs twice the changed pages. 4 MiB is far above that, a small piece
 // of a 32-bit address space, and a bound on what a runaway writer can take from a memory file system.
-constexpr std::size_t map_bytes = std::size_t{4} * 1024 * 1024;
+constexpr std::size_t MAP_BYTES = std::size_t{4} * 1024 * 1024;
 
 // That one open environment may use; a router has a handful.
-constexpr unsigned int most_named_databases = 16;
+constexpr unsigned int MOST_NAMED_DATABASES = 16;
 
-constexpr mode_t folder_mode = 0755;
-constexpr mode_t file_mode = 0644;
+constexpr mode_t FOLDER_MODE = 0755;
+constexpr mode_t FILE_MODE = 0644;
 
 // MDB_NOSYNC: /run is memory. A killed writer leaves the last commit whole with or without it, and after a power cut
 // there is no /run to be whole. MDB_NOTLS: a reader slot belongs to the transaction, not to the thread, so a
 // session leaves nothing behind in the thread.
-constexpr unsigned int environment_flags = MDB_NOSYNC | MDB_NOTLS;
+constexpr unsigned int ENVIRONMENT_FLAGS = MDB_NOSYNC | MDB_NOTLS;
 
 // LMDB's lock file with its default of 126 readers.
-constexpr off_t lock_file_bytes = 8192;
+constexpr off_t LOCK_FILE_BYTES = 8192;
 
 // Takes the first bytes of the file from the file system now, without changing its length. LMDB writes the lock file
 // through a mapping: on a full file system that would be SIGBUS. And a first page without the second would be taken
 // for a foreign file ever after. Only a lack of space counts here; any other trouble LMDB meets and reports itself.
 int reserve(const std::string &file, off_t bytes) {
-    const descriptor fd(::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, file_mode));
+    const descriptor fd(::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, FILE_MODE));
     const bool full = (fd.is_open() ? fallocate(fd.get(), FALLOC_FL_KEEP_SIZE, 0, bytes) != 0 : true) &&
                       (errno == ENOSPC || errno == EDQUOT);
     return full ? ENOSPC : 0;
@@ -62,22 +62,22 @@ int look_at_data_file(const std::string &file) {
 }
 
 int prepare_files(const std::string &folder, const std::string &data_file, sysdb_access access) {
-    if (access == sysdb_access::create && mkdir(folder.c_str(), folder_mode) != 0 && errno != EEXIST) {
+    if (access == sysdb_access::create && mkdir(folder.c_str(), FOLDER_MODE) != 0 && errno != EEXIST) {
         return errno;
     }
     int result = look_at_data_file(data_file);
     if (access == sysdb_access::create && result == ENOENT) {
         result = reserve(data_file, 2 * sysconf(_SC_PAGESIZE));
     }
-    return result != 0 ? result : reserve(folder + "/lock.mdb", lock_file_bytes);
+    return result != 0 ? result : reserve(folder + "/lock.mdb", LOCK_FILE_BYTES);
 }
 
 // LMDB takes 3 MB (half of it where pointers have 32 bits) for each open and hardly touches them. Handed back and taken
 // again, glibc would move such pieces into its heap and clear them each time: 4 MB of memory really used. A threshold
 // that is set, even to its default, stays where it is.
 void keep_large_pieces_out_of_the_heap() {
-    constexpr int default_threshold_bytes = 128 * 1024;
-    [[maybe_unused]] static const int done = mallopt(M_MMAP_THRESHOLD, default_threshold_bytes);
+    constexpr int DEFAULT_THRESHOLD_BYTES = 128 * 1024;
+    [[maybe_unused]] static const int done = mallopt(M_MMAP_THRESHOLD, DEFAULT_THRESHOLD_BYTES);
 }
 
 int open_environment(const std::string &folder, sysdb_access access, MDB_env **opened) {
@@ -87,10 +87,10 @@ int open_environment(const std::string &folder, sysdb_access access, MDB_env **o
     if (result != 0) {
         return result;
     }
-    const unsigned int flags = environment_flags | (access == sysdb_access::read ? MDB_RDONLY : 0U);
-    result = mdb_env_set_mapsize(env, map_bytes);
-    result = result != 0 ? result : mdb_env_set_maxdbs(env, most_named_databases);
-    result = result != 0 ? result : mdb_env_open(env, folder.c_str(), flags, file_mode);
+    const unsigned int flags = ENVIRONMENT_FLAGS | (access == sysdb_access::read ? MDB_RDONLY : 0U);
+    result = mdb_env_set_mapsize(env, MAP_BYTES);
+    result = result != 0 ? result : mdb_env_set_maxdbs(env, MOST_NAMED_DATABASES);
+    result = result != 0 ? result : mdb_env_open(env, folder.c_str(), flags, FILE_MODE);
     if (result != 0) {
         mdb_env_close(env);
         return result;
@@ -110,7 +110,7 @@ std::string_view text_of(const MDB_val &bytes) {
 // LMDB has this check for writes, but takes a key that is too long to delete for one that is not there.
 int check_name(const char *name) {
     const std::size_t length = name == nullptr ? 0 : std::strlen(name);
-    return length >= 1 && length <= sysdb_longest_name ? 0 : MDB_BAD_VALSIZE;
+    return length >= 1 && length <= SYSDB_LONGEST_NAME ? 0 : MDB_BAD_VALSIZE;
 }
 
 template <typename Number>
@@ -202,7 +202,7 @@ std::string sysdb_folder() {
 }
 
 std::string sysdb_problem(const std::string &folder, int result) {
-    if (result == sysdb_foreign_value) {
+    if (result == SYSDB_FOREIGN_VALUE) {
         return folder + ": a value is neither an integer, a real nor a string; delete or write anew the key";
     }
     return folder + ": " + mdb_strerror(result) + advice(result);
@@ -311,7 +311,7 @@ int sysdb_transaction::get(const char *key, sysdb_value *value) const {
     }
     std::optional<sysdb_value> decoded = decode(text_of(data));
     if (!decoded) {
-        return sysdb_foreign_value;
+        return SYSDB_FOREIGN_VALUE;
     }
     *value = std::move(*decoded);
     return 0;

@@ -5,7 +5,7 @@
 // that name without flags. A value is one byte for its type and the payload, little endian:
 //   'i' + 4 bytes, two's complement      'r' + 8 bytes, IEEE double      's' + the bytes of the text, without a NUL
 //
-// Results are 0, an errno (positive), an LMDB code (negative), or sysdb_foreign_value. An output is only set on 0.
+// Results are 0, an errno (positive), an LMDB code (negative), or SYSDB_FOREIGN_VALUE. An output is only set on 0.
 // For one thread. An environment may be open once in a process, with one transaction on it at a time: LMDB's own rules.
 #pragma once
 
@@ -27,10 +27,10 @@ using sysdb_value = std::variant<std::int32_t, double, std::string>;
 using sysdb_values = std::map<std::string, sysdb_value>;
 
 // The value has an unknown type byte or a length that its type cannot have. Outside both ranges of codes.
-inline constexpr int sysdb_foreign_value = -1;
+inline constexpr int SYSDB_FOREIGN_VALUE = -1;
 
 // Of a key or a named database, in bytes: LMDB's limit as it is built everywhere.
-inline constexpr std::size_t sysdb_longest_name = 511;
+inline constexpr std::size_t SYSDB_LONGEST_NAME = 511;
 
 // modify: writes, but makes neither the folder nor a named database.
 enum class sysdb_access { read, modify, create };

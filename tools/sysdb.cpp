@@ -17,7 +17,7 @@ namespace {
 
 enum exit_code { success = 0, not_found = 1, usage = 2, unavailable = 3 };
 
-constexpr char help[] = R"(Reads and writes the router's system database.
+constexpr char HELP[] = R"(Reads and writes the router's system database.
 
   sysdb list DB [--json]        every key of the named database DB, in bytewise order: KEY<TAB>TYPE<TAB>VALUE
   sysdb get DB KEY              one value alone
@@ -108,7 +108,7 @@ int list(const std::string &database, bool json) {
     opened.transaction.drop();  // before the output: a slow reader of it must not keep old pages from being used again
     const int code = output(json ? as_json(values) : as_lines(values));
     for (const std::string &key : foreign_keys) {
-        report(unavailable, sysdb_problem(sysdb_folder(), sysdb_foreign_value) + " " + escaped(key));
+        report(unavailable, sysdb_problem(sysdb_folder(), SYSDB_FOREIGN_VALUE) + " " + escaped(key));
     }
     return foreign_keys.empty() ? code : unavailable;
 }
@@ -120,7 +120,7 @@ int get(const std::string &database, const std::string &key) {
     }
     sysdb_value value;
     if (const int problem = opened.transaction.get(key.c_str(), &value); problem != 0) {
-        return problem == sysdb_foreign_value
+        return problem == SYSDB_FOREIGN_VALUE
                    ? report(unavailable, sysdb_problem(sysdb_folder(), problem) + " " + escaped(key))
                    : report_missing(problem, "no " + key_in_database(key, database));
     }
@@ -158,7 +158,7 @@ int watch(const std::string &database, bool json) {
 }
 
 bool is_name(const std::string &name) {
-    return !name.empty() && name.size() <= sysdb_longest_name;
+    return !name.empty() && name.size() <= SYSDB_LONGEST_NAME;
 }
 
 int run_set(const std::vector<std::string> &arguments) {
@@ -176,7 +176,7 @@ int run_set(const std::vector<std::string> &arguments) {
 int run(const std::vector<std::string> &arguments) {
     const std::size_t count = arguments.size();
     if (count == 1 && (arguments[0] == "--help" || arguments[0] == "-h")) {
-        return output(help);
+        return output(HELP);
     }
     if (count < 2) {
         return report_usage(count == 0 ? "a command is missing" : "a database is missing behind the command");

@@ -18,7 +18,7 @@
 namespace {
 
 // Below what a person notices; a look costs one stat() and one word of mapped memory.
-constexpr int look_every_ms = 50;
+constexpr int LOOK_EVERY_MS = 50;
 
 // Each key with what is printed behind it. Compared as text, so that a nan is equal to itself.
 using shown_values = std::map<std::string, std::string>;
@@ -112,7 +112,7 @@ descriptor stop_signals() {
 // False when it is time to end: a signal, or nobody at the other end of the output, which poll() reports unasked.
 bool wait_for_next_look(const descriptor &signals) {
     std::array<pollfd, 2> watched = {{{signals.get(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
-    const int ready = poll(watched.data(), watched.size(), look_every_ms);
+    const int ready = poll(watched.data(), watched.size(), LOOK_EVERY_MS);
     return ready == 0 || (ready < 0 && errno == EINTR);
 }
 

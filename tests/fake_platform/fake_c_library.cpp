@@ -32,6 +32,8 @@ ssize_t append_to_file(void *path, const char *text, std::size_t length) {
 
 }  // namespace
 
+// The names are the linker's: --wrap=sleep leads to __wrap_sleep and leaves the real one as __real_sleep.
+// NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 
 std::FILE *__real_fopen(const char *path, const char *mode);
@@ -113,3 +115,4 @@ std::FILE *__wrap_fopen64(const char *path, const char *mode) {
 }
 
 }  // extern "C"
+// NOLINTEND(bugprone-reserved-identifier)

@@ -11,7 +11,6 @@ namespace {
 
 using fake::platform;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 constexpr const char *TIME_FILE = "/tmp/cell_last_connect_changed_time";
 

@@ -14,7 +14,6 @@ namespace {
 
 using fake::platform;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 Json::Value json(const char *text) {
     Json::Value value;

@@ -16,7 +16,6 @@ using fake::platform;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Not;
 
 class route_update : public testing::Test {
 protected:

@@ -45,7 +45,7 @@ TEST(line_cutter, keeps_blanks) {
 }
 
 TEST(line_cutter, cuts_at_the_longest_line) {
-    const std::string longest(line_cutter::longest_line, 'x');
+    const std::string longest(line_cutter::LONGEST_LINE, 'x');
     EXPECT_THAT(lines_of(longest + "\nA\n"), ElementsAre(longest, "A"));
     EXPECT_THAT(lines_of(longest + "y\nA\n"), ElementsAre(longest, "A"));
 }

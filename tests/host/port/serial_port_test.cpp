@@ -256,7 +256,7 @@ TEST_F(exchange, bounds_a_line_that_is_too_long_and_reads_on) {
     const opened_port port(module);
     const at_answer answer = at_exchange(port.fd(), "at+csq\r", "", patient);
     EXPECT_EQ(answer.ending, at_ending::ok);
-    EXPECT_THAT(answer.lines, ElementsAre(std::string(line_cutter::longest_line, 'x'), "+CSQ: 18,99", "OK"));
+    EXPECT_THAT(answer.lines, ElementsAre(std::string(line_cutter::LONGEST_LINE, 'x'), "+CSQ: 18,99", "OK"));
 }
 
 class failing_exchange : public exchange {};

@@ -15,6 +15,7 @@ using testing::IsEmpty;
 
 std::vector<std::string> names_of(const std::vector<fact> &facts) {
     std::vector<std::string> names;
+    names.reserve(facts.size());
     for (const fact &one : facts) {
         names.emplace_back(one.name);
     }
