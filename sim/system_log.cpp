@@ -23,7 +23,7 @@ constexpr std::array<const char *, 24> FACILITIES{"kern",   "user",   "mail",   
                                                   "local2", "local3", "local4",  "local5", "local6",   "local7"};
 
 std::string priority_name(unsigned int priority) {
-    const unsigned int facility = priority / LEVELS.size();
+    const std::size_t facility = priority / LEVELS.size();
     return std::string(facility < FACILITIES.size() ? FACILITIES[facility] : "unknown") + "." +
            LEVELS[priority % LEVELS.size()];
 }

@@ -99,7 +99,7 @@ void vt_model::put(const std::string &character) {
 
 void vt_model::erase(std::size_t row, std::size_t from, std::size_t to) {
     for (std::size_t i = from; i < std::min(to, cells_.at(row).size()); ++i) {
-        cells_.at(row).at(i) = " ";
+        cells_.at(row).at(i) = std::string(1, ' ');
     }
 }
 
