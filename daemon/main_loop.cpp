@@ -42,10 +42,10 @@ void run_cycle(module_model model, mqtt_brel *mqtt, cycle_state &state) {
     check_if_need_to_clear_values(false);
     at_queries(model, &state.at_result, &state.health_counter);
     update_rssimon_sysdb_values();
-    unsigned int sleep_seconds = 4;
+    int sleep_seconds = 4;
     if (take_new_connection()) {
         update_route(model);
-        sleep_seconds = 2;  // the address shows up shortly after the settings; look again soon
+        sleep_seconds = 2;  // show the new connection sooner
     }
     check_connection();
     if (state.health_counter >= HEALTH_CHECK_CYCLES) {
@@ -53,10 +53,8 @@ void run_cycle(module_model model, mqtt_brel *mqtt, cycle_state &state) {
         state.health_counter = 0;
     }
     syslog(LOG_DEBUG, "ATRES:%u,IP:%u,IPV4:%s,MASK:%s,BCAST:%s,SLEEP:%d", state.at_result ? 1U : 0U,
-           route_updated ? 1U : 0U, wwan_ipv4, wwan_netmask, wwan_bcast, static_cast<int>(sleep_seconds));
-    if (keep_running) {
-        sleep(sleep_seconds);
-    }
+           route_updated ? 1U : 0U, wwan_ipv4, wwan_netmask, wwan_bcast, sleep_seconds);
+    sleep(static_cast<unsigned int>(sleep_seconds));
 }
 
 }  // namespace

@@ -4,6 +4,6 @@
 #include "platform/module_access.h"
 #include "platform/mqtt_client.h"
 
-// Runs cycles until the daemon is told to stop. Stays in a cycle for the AT exchanges plus 4 s, 2 s after a new
-// connection.
+// Runs cycles until the daemon is told to stop. A cycle takes its AT exchanges plus 4 s, 2 s after a new connection; a
+// pause, a wait for the port or the configuration, and a link bring-up come on top.
 void run_main_loop(module_model model, mqtt_brel *mqtt);

@@ -18,14 +18,15 @@ namespace {
 // ready-made datagram instead: facility local0 (16 * 8) plus priority alert (1), then the log's identity.
 constexpr std::string_view STOP_LINE = "<129>cell: Zelt Stats received SIGTERM";
 
+// A log that listens on a stream socket, which is rare, does not get the line.
 void send_stop_line() {
     const int log = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (log < 0) {
         return;
     }
     // A system log that does not read must not keep the daemon from stopping.
-    const timeval patience{.tv_sec = 1, .tv_usec = 0};
-    setsockopt(log, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
+    const timeval send_timeout{.tv_sec = 1, .tv_usec = 0};
+    setsockopt(log, SOL_SOCKET, SO_SNDTIMEO, &send_timeout, sizeof send_timeout);
     const sockaddr_un address{.sun_family = AF_UNIX, .sun_path = "/dev/log"};
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the socket interface is made so
     sendto(log, STOP_LINE.data(), STOP_LINE.size(), MSG_NOSIGNAL, reinterpret_cast<const sockaddr *>(&address),

@@ -138,8 +138,8 @@ public:
             }
             if (events[0].revents != 0) {
                 read_what_is_left();
-                ended_ = true;
-                return text_.size() <= size_limit;
+                ended_ = text_.size() <= size_limit;
+                return ended_;
             }
             if (events[1].revents != 0) {
                 read_some();

@@ -12,10 +12,11 @@
 #include "base/json_line.h"
 #include "base/target_arithmetic.h"
 #include "modem/modem_port.h"
+#include "modem/mqtt_results.h"
 
 namespace {
 
-// The module answers to AT commands at this level, but neither registers nor connects.
+// The functionality level of a module that needs its factory settings and a reset.
 constexpr int CFUN_STUCK = 7;
 
 bool is_stuck(int fd) {
@@ -25,8 +26,7 @@ bool is_stuck(int fd) {
 
 }  // namespace
 
-// An exception between open and close leaves the port locked on purpose: a module that made its library fail is not to
-// be used until its device node has gone and come back, which removes the lock.
+// An exception between open and close leaves the port open and its lock file in place; see the header.
 void check_health(module_model model, mqtt_brel *mqtt) try {
     syslog(LOG_INFO, "Health check");
     if (model != MODULE_EC21 && model != MODULE_EC25) {

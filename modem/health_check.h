@@ -5,6 +5,9 @@
 #include "platform/module_access.h"
 #include "platform/mqtt_client.h"
 
+// When the module library throws, the port stays open and locked: the next exchange then waits until somebody removes
+// the lock file, or the daemon stops.
+//
 // Holds the port for the whole check, the MQTT request included. Only for the models that have the fault (2 and 3).
 void check_health(module_model model, mqtt_brel *mqtt);
 

@@ -3,10 +3,11 @@
 // Every exchange blocks until its answer is complete, the library gives up, or stop_libzelt_funcs() was called.
 // Nothing here takes the port's lock file and nothing here logs.
 //
-// Known of the device's library: the names, the arguments and the meaning of the results given below.
-// Assumed by this project: that an exchange ends by itself when the module stays silent, that buffers always hold
-// a NUL-terminated text afterwards (empty without an answer), and that the two last arguments of the exchanges,
-// which the daemon passes as 1 and 1, need no other value.
+// Known of the device's library: the names, the arguments and the meaning of the results given below; of the models,
+// what the numbers 0, 2, 3, 5 and 6 mean.
+// Assumed by this project: the names given to the models; that an exchange ends by itself when the module stays silent,
+// that buffers always hold a NUL-terminated text afterwards (empty without an answer), and that the two last arguments
+// of the exchanges, which the daemon passes as 1 and 1, need no other value.
 #pragma once
 
 #include <string>

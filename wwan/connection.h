@@ -15,6 +15,7 @@ void check_connection();
 // keeps the time of the change in a file that outlives the daemon. The first call always logs.
 void update_event_log();
 
-// The time file, in seconds of fwtime_s(). 0 on success, -1 on failure with *t left as it was.
+// The time file, in seconds of fwtime_s(). Reading: 0, or -1 with *t left as it was when the file cannot be opened or
+// does not begin with a number. Writing: 0, or -1 when it cannot be opened; what a full disk takes away goes unnoticed.
 int read_last_connect_change_time(unsigned int *t);
 int write_last_connect_change_time(unsigned int t);

@@ -61,13 +61,9 @@ void publish(const char *key, const char *value) {
     sysdb_namedb_write_str(nullptr, "CELL", key, value, 0);
 }
 
-int module_mtu(const char *line) {
-    return leading_int32(line + MTU_LABEL.size());
-}
-
 int chosen_mtu(const char *line, const Json::Value &config, module_model model) {
-    constexpr int FALLBACK_MTU = 1428;  // passes through the tunnels of every carrier seen
-    constexpr int RM52X_MTU = 1500;     // this module fragments by itself and reports too small an MTU
+    constexpr int FALLBACK_MTU = 1428;  // when neither the module nor the configuration gives one
+    constexpr int RM52X_MTU = 1500;     // whatever is reported or configured
     if (model == MODULE_RM52X) {
         return RM52X_MTU;
     }
@@ -75,7 +71,7 @@ int chosen_mtu(const char *line, const Json::Value &config, module_model model) 
     int configured = -1;
     const bool use_configured = config_get_bool(config, &overridden, "wireless.cell.mtu_override") && overridden &&
                                 config_get_int(config, &configured, "wireless.cell.mtu") && configured >= 0;
-    const int candidate = use_configured ? configured : module_mtu(line);
+    const int candidate = use_configured ? configured : leading_int32(line + MTU_LABEL.size());
     return candidate > 0 ? candidate : FALLBACK_MTU;
 }
 

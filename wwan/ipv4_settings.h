@@ -1,18 +1,20 @@
-// The IPv4 settings of the data connection: from the QMI tool's text to one run-time file under "/var/run" and one
-// "CELL" key each. Knows no module and runs no command. The handlers catch and log their own exceptions.
+// The IPv4 settings of the data connection: from the QMI tool's text to run-time files under "/var/run" and "CELL"
+// keys. Runs no command, and knows of modules only that one of them has an MTU of its own. The handlers catch and log
+// their own exceptions.
 #pragma once
 
 #include <json/value.h>
 
 #include "platform/module_access.h"
 
-// Empty while there is none, or it was invalid. Clearing empties them.
+// Empty while there is none, or it was invalid. An answer without the label leaves them as they were; clearing empties
+// them.
 inline char wwan_ipv4[16] = "";
 inline char wwan_netmask[16] = "";
 inline char wwan_bcast[16] = "";
 
-// Withdraws the files and keys of the last answer, then calls the handler of each label found. The first line with a
-// label wins. Splits the text in place.
+// Withdraws the files and keys of the last answer ("wwan_cidr", "wwan_intf" and CELL_BCAST stay), then calls the
+// handler of each label found. The first line with a label wins. Splits the text in place.
 void parse_ipv4_info(char *text, const Json::Value &config, module_model model);
 
 // One per label; `line` begins at the label, the value is the rest of the line as it stands.

@@ -16,23 +16,23 @@
 
 namespace {
 
-void run_post_networkd_script(const char *operation) {
+void run_post_networkd_script() {
     constexpr const char *SCRIPT = "/var/run/post_networkd_start_actions_script";
     if (!file_exists(SCRIPT)) {
         return;
     }
-    sleep(5);  // the network manager needs this long to have its links configured
-    syslog(LOG_DEBUG, "%s: run post networkd script", operation);
+    sleep(5);  // let the restarted network settle first
+    syslog(LOG_DEBUG, "update_route: run post networkd script");
     // A fixed path of the router, written by root only.
     [[maybe_unused]] const int status = std::system(SCRIPT);  // NOLINT(cert-env33-c)
 }
 
-void bring_link_up(const Json::Value &config, const char *operation) {
+void bring_link_up(const Json::Value &config) {
     calculate_bcast_and_save_to_sysdb(wwan_ipv4, wwan_netmask);
     delete_file("/tmp/fail.cnt");
     create_systemd_networkd_and_restart_networkd(config);
     wwan_link_up(config);
-    run_post_networkd_script(operation);
+    run_post_networkd_script();
     route_updated = true;
 }
 
@@ -56,7 +56,7 @@ void update_route(module_model model) try {
     write_str_to_file("/var/run/wwan_intf", "wwan0");
     parse_ipv4_info(settings.data(), config, model);
     if (!route_updated && wwan_ipv4[0] != '\0' && wwan_netmask[0] != '\0') {
-        bring_link_up(config, __func__);
+        bring_link_up(config);
     }
 } catch (const std::exception &e) {
     log_exception(e, __func__);

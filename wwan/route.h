@@ -8,5 +8,6 @@ inline bool route_updated = false;
 
 // Reads the connection's settings with the QMI tool, refreshes files and keys, and brings the link up the first time
 // that both address and mask are known. Waits for the configuration store. Catches and logs its own exceptions; an
-// exception within the bring-up leaves route_updated unset, so that the next call tries all of it again.
+// exception that escapes the steps of the bring-up (which catch their own) leaves route_updated unset, so that the next
+// call tries all of it again.
 void update_route(module_model model);

@@ -8,7 +8,7 @@ failed=0
 
 sound_tree() {
     rm -rf "${tree:?}"/*
-    mkdir "$tree"/{base,daemon,modem,decode,wwan,stats,platform,host,sim,tools,fuzz,bench}
+    mkdir "$tree"/{base,daemon,modem,decode,wwan,stats,platform,host,sim,tools,fuzz}
     touch "$tree/base/flag.h" "$tree/platform/store.h"
     printf '#include "base/flag.h"\n#include <string>\n' >"$tree/decode/lte.h"
     printf '#include "decode/lte.h"\n  #  include "platform/store.h"\n' >"$tree/decode/lte.cpp"

@@ -62,6 +62,19 @@ TEST(ipv4_settings, journal_of_a_full_answer_is_in_the_written_order) {
             "write_str_to_file /var/run/wwan_mtu 1500"));
 }
 
+TEST(ipv4_settings, a_database_and_a_disk_that_refuse_everything_change_no_step_and_log_nothing) {
+    parse(FULL_ANSWER);
+    const auto journal = platform().journal;
+    platform().journal.clear();
+    for (const char *operation : {"delete_file", "sysdb_namedb_del", "sysdb_namedb_write_str", "write_str_to_file"}) {
+        for (int nth = 1; nth <= 7; ++nth) {
+            fake::fail(operation, nth);
+        }
+    }
+    parse(FULL_ANSWER);
+    EXPECT_EQ(platform().journal, journal);
+}
+
 TEST(ipv4_settings, address_and_mask_give_files_keys_and_prefix) {
     parse("IPv4 address: 10.1.2.3\nIPv4 subnet mask: 255.255.255.252\n");
     EXPECT_EQ(platform().files["/var/run/wwan_ipv4"], "10.1.2.3");
@@ -80,10 +93,11 @@ TEST(ipv4_settings, addresses_by_their_length) {
         const char *stored;  // empty: key deleted, file empty
     };
     static constexpr row ROWS[] = {
-        {"empty", "", ""},
-        {"five characters", "1.2.3", ""},
-        {"six, one short of the shortest dotted quad", "1.1.1.", ""},
         {"the shortest dotted quad", "1.1.1.1", "1.1.1.1"},
+        {"empty: empties what the last answer left", "", ""},
+        {"ten characters", "10.100.0.1", "10.100.0.1"},
+        {"five characters: empties what the last answer left", "1.2.3", ""},
+        {"six, one short of the shortest dotted quad", "1.1.1.", ""},
         {"seven characters of anything", "nothing", "nothing"},
         {"fifteen fit", "255.255.255.255", "255.255.255.255"},
         {"sixteen are cut to fifteen", "255.255.255.2550", "255.255.255.255"},
@@ -109,6 +123,7 @@ TEST(ipv4_settings, an_invalid_address_is_withdrawn_in_this_order) {
 }
 
 TEST(ipv4_settings, a_rejected_mask_still_writes_the_prefix_of_the_empty_mask) {
+    parse("IPv4 subnet mask: 255.0.0.0\n");
     parse("IPv4 subnet mask: 1.2\n");
     EXPECT_EQ(platform().files["/var/run/wwan_cidr"], "-1");
     EXPECT_EQ(platform().files["/var/run/wwan_netmask"], "");
@@ -265,6 +280,25 @@ TEST(ipv4_settings, each_operation_logs_its_own_exception) {
     fake::before("sysdb_namedb_write_str", 1, throws);
     calculate_bcast_and_save_to_sysdb("10.1.2.1", "255.0.0.0");
     EXPECT_EQ(last_log(), "alert: exception disk gone in calculate_bcast_and_save_to_sysdb");
+
+    // The handlers of one label log only what escapes the operation that they pass the value to.
+    struct handler {
+        void (*parse)(const char *line);
+        const char *line;
+        const char *log;
+    };
+    static constexpr handler HANDLERS[] = {
+        {parse_ipv4, "IPv4 address: 10.1.2.3", "alert: exception no log in parse_ipv4"},
+        {parse_gateway, "IPv4 gateway address: 10.1.2.3", "alert: exception no log in parse_gateway"},
+        {parse_dns1, "IPv4 primary DNS: 10.1.2.3", "alert: exception no log in parse_dns1"},
+        {parse_dns2, "IPv4 secondary DNS: 10.1.2.3", "alert: exception no log in parse_dns2"},
+    };
+    for (const handler &each : HANDLERS) {
+        fake::before("write_str_to_file", 1, throws);
+        fake::before("syslog", 2, [] { throw std::runtime_error("no log"); });
+        each.parse(each.line);
+        EXPECT_EQ(last_log(), each.log);
+    }
 
     fake::before("delete_file", 1, throws);
     parse("IPv4 address: 10.1.2.3");

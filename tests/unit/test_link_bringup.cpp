@@ -127,7 +127,9 @@ TEST(link_up_step, without_any_configuration_only_connection_tracking_is_flushed
     EXPECT_THAT(platform().journal, ElementsAre("log info: WWAN link up", "brelsys /usr/sbin/conntrack -F"));
 }
 
-TEST(link_up_step, everything_enabled_runs_in_the_written_order) {
+TEST(link_up_step, everything_enabled_runs_in_the_written_order_whatever_the_commands_return) {
+    platform().command_status = {
+        {"/usr/sbin/conntrack -F", 127}, {"/usr/bin/cmd_ipsec restart", 1}, {"/run/qos stop", 1}};
     platform().files["/var/run/wwan_mss_clamp"] = "";
     platform().files["/run/qos"] = "";
     platform().files["/usr/bin/wwan-up"] = "";
@@ -150,31 +152,34 @@ TEST(link_up_step, each_service_hangs_on_its_own_switch) {
     struct row {
         const char *why;
         const char *config;
+        const char *file;                   // exists for this row; empty: none
         std::vector<std::string> commands;  // behind the flush of connection tracking
     };
     const row rows[] = {
-        {"IPsec", R"({"tunnels":{"ipsec":{"enable":true}}})", {"brelsys /usr/bin/cmd_ipsec restart"}},
-        {"dynamic DNS", R"({"ddns":{"enable":true}})", {"brelsys /usr/bin/cmd_ddns restart"}},
-        {"dynamic DNS switched off", R"({"ddns":{"enable":false}})", {}},
-        {"a number is no switch", R"({"ddns":{"enable":1}})", {}},
-        {"ping proxy", R"({"monitoring":{"ping_proxy":{"enable":true}}})", {"brelsys /usr/bin/cmd_pproxy restart"}},
-        {"QoS without its script", R"({"qos":{"enable":true}})", {}},
+        {"IPsec", R"({"tunnels":{"ipsec":{"enable":true}}})", "", {"brelsys /usr/bin/cmd_ipsec restart"}},
+        {"dynamic DNS", R"({"ddns":{"enable":true}})", "", {"brelsys /usr/bin/cmd_ddns restart"}},
+        {"dynamic DNS switched off", R"({"ddns":{"enable":false}})", "", {}},
+        {"a number is no switch", R"({"ddns":{"enable":1}})", "", {}},
+        {"ping proxy", R"({"monitoring":{"ping_proxy":{"enable":true}}})", "", {"brelsys /usr/bin/cmd_pproxy restart"}},
+        {"QoS without its script", R"({"qos":{"enable":true}})", "", {}},
+        {"QoS with its script",
+         R"({"qos":{"enable":true}})",
+         "/run/qos",
+         {"brelsys /run/qos stop", "brelsys /run/qos start"}},
+        {"the hook alone", "{}", "/usr/bin/wwan-up", {"brelsys /usr/bin/wwan-up"}},
+        {"the QoS script without its switch", "{}", "/run/qos", {}},
     };
     for (const row &each : rows) {
         SCOPED_TRACE(each.why);
         platform().journal.clear();
+        platform().files.clear();
+        platform().files[each.file] = "";
         wwan_link_up(json(each.config));
         auto commands = fake::journal_of({"brelsys"});
         ASSERT_EQ(commands.front(), "brelsys /usr/sbin/conntrack -F");
         commands.erase(commands.begin());
         EXPECT_EQ(commands, each.commands);
     }
-}
-
-TEST(link_up_step, the_qos_script_alone_does_not_run_without_its_switch) {
-    platform().files["/run/qos"] = "";
-    wwan_link_up(Json::Value());
-    EXPECT_THAT(fake::journal_of({"brelsys"}), ElementsAre("brelsys /usr/sbin/conntrack -F"));
 }
 
 TEST(link_up_step, an_exception_is_logged_and_skips_the_rest) {

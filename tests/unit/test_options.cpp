@@ -118,6 +118,7 @@ TEST(verbosity_option, a_level_above_2_is_stored_and_prints_the_usage_text) {
     };
     for (const row &each : ROWS) {
         SCOPED_TRACE(each.why);
+        verbosity = 99;
         const outcome result = parse({"-v", each.argument});
         EXPECT_FALSE(result.options.has_value());
         EXPECT_EQ(verbosity, each.level);

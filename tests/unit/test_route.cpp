@@ -34,16 +34,16 @@ protected:
 
 TEST_F(route_update, a_first_connection_brings_the_link_up_once) {
     update();
-    const auto journal = platform().journal;
     EXPECT_THAT(fake::journal_of({"run_qmicli_and_get_result", "cmd_get_value_json", "brelsys",
-                                  "sysdb_namedb_write_str", "sleep", "system"}),
-                ElementsAre("run_qmicli_and_get_result --wds-get-current-settings", "cmd_get_value_json network",
+                                  "sysdb_namedb_write_str", "sleep", "system", "delete_file /tmp/fail.cnt",
+                                  "write_str_to_file /var/run/wwan_intf", "log info:"}),
+                ElementsAre("log info: Updating route", "run_qmicli_and_get_result --wds-get-current-settings",
+                            "cmd_get_value_json network", "write_str_to_file /var/run/wwan_intf wwan0",
                             "sysdb_namedb_write_str CELL CELL_IPV4 string 10.1.2.1",
                             "sysdb_namedb_write_str CELL CELL_MASK string 255.255.255.252",
-                            "sysdb_namedb_write_str CELL CELL_BCAST string 10.1.2.3",
+                            "sysdb_namedb_write_str CELL CELL_BCAST string 10.1.2.3", "delete_file /tmp/fail.cnt",
                             "brelsys /usr/bin/cmd_netgen wwan_apply", "brelsys /usr/bin/cmd_netgen dnsmasq",
-                            "brelsys /usr/sbin/conntrack -F"));
-    EXPECT_THAT(journal, Contains("delete_file /tmp/fail.cnt"));
+                            "log info: WWAN link up", "brelsys /usr/sbin/conntrack -F"));
     EXPECT_EQ(platform().files["/var/run/wwan_intf"], "wwan0");
     EXPECT_TRUE(route_updated);
 }
@@ -110,6 +110,15 @@ TEST_F(route_update, a_stop_ends_the_wait_for_the_configuration_store) {
     EXPECT_THAT(fake::journal_of({"sleep"}), ElementsAre("sleep 1", "sleep 1"));
 }
 
+TEST_F(route_update, a_stop_in_the_wait_goes_on_without_a_configuration) {
+    platform().config.clear();
+    fake::before("sleep", 1, [] { keep_running = false; });
+    update();
+    EXPECT_EQ(platform().files["/var/run/wwan_intf"], "wwan0");
+    EXPECT_THAT(fake::journal_of({"ip_link_set_interface_down"}), ElementsAre("ip_link_set_interface_down eth0"));
+    EXPECT_TRUE(route_updated);
+}
+
 TEST_F(route_update, a_stop_before_the_first_fetch_gives_a_null_configuration) {
     keep_running = false;
     Json::Value config("left from before");
@@ -126,6 +135,8 @@ TEST_F(route_update, an_address_without_a_mask_does_not_bring_the_link_up) {
 }
 
 TEST_F(route_update, a_short_address_does_not_bring_the_link_up) {
+    platform().qmicli.text = "IPv4 address: 10.1.2.1\n";
+    update();
     platform().qmicli.text = "IPv4 address: 1.2.3\nIPv4 subnet mask: 255.255.255.252\n";
     update();
     EXPECT_THAT(fake::journal_of({"brelsys"}), IsEmpty());

@@ -470,7 +470,7 @@ TEST(main_loop, a_stop_in_the_middle_of_a_cycle_lets_it_run_to_its_end) {
     EXPECT_THAT(steps_of_cycles(),
                 ElementsAre("log alert: zelt-stats clearing values", "log info: Performing AT queries",
                             "sysdb_namedb_write_str CELL CELL_RSSIMON", "log debug: Check connection",
-                            "log debug: ATRES:"));
+                            "log debug: ATRES:", "sleep"));
     EXPECT_THAT(fake::journal_of({"ser_open"}), SizeIs(1));  // no exchange begins after the stop
     EXPECT_FALSE(platform().files.contains("/tmp/zelt.cli"));
     EXPECT_EQ(platform().journal.back(), "~mqtt_brel");

@@ -150,6 +150,15 @@ TEST(collect_output, a_failure_has_no_answer) {
 TEST(collect_output, output_up_to_the_limit_and_not_beyond) {
     EXPECT_EQ(shell("head -c 8192 /dev/zero").value_or("").size(), 8192U);
     EXPECT_EQ(shell("head -c 8193 /dev/zero"), std::nullopt);
+    EXPECT_TRUE(no_child_is_left());
+}
+
+// The end and the byte too many come in one look, or in two: either way the program must be reaped.
+TEST(collect_output, a_program_that_ends_with_too_much_output_leaves_no_zombie) {
+    for (int i = 0; i < 50; ++i) {
+        EXPECT_EQ(shell("head -c 8000 /dev/zero; head -c 8000 /dev/zero"), std::nullopt);
+        ASSERT_TRUE(no_child_is_left()) << "round " << i;
+    }
 }
 
 TEST(collect_output, a_program_that_hangs_is_killed_with_its_children) {
