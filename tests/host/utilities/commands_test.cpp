@@ -4,6 +4,7 @@
 #include <csignal>
 #include <sstream>
 #include <string>
+#include <thread>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -165,10 +166,16 @@ TEST(collect_output, a_program_that_hangs_is_killed_with_its_children) {
     const temporary_folder folder;
     EXPECT_EQ(shell("sleep 1000 & echo $! > " + folder.path("pid") + "; echo part; wait", 300ms), std::nullopt);
     EXPECT_TRUE(no_child_is_left());
-    // The child is dead, or a zombie until init takes it.
-    const std::string status =
-        content_of("/proc/" + std::to_string(std::stoi(content_of(folder.path("pid")))) + "/stat");
-    EXPECT_TRUE(status.empty() || status.find(") Z") != std::string::npos) << status;
+    // The child dies in its own time, and may be a zombie until init takes it.
+    const std::string its_status = "/proc/" + std::to_string(std::stoi(content_of(folder.path("pid")))) + "/stat";
+    const auto is_dead = [&] {
+        const std::string status = content_of(its_status);
+        return status.empty() || status.find(") Z") != std::string::npos;
+    };
+    for (int i = 0; i < 500 && !is_dead(); ++i) {
+        std::this_thread::sleep_for(20ms);
+    }
+    EXPECT_TRUE(is_dead()) << content_of(its_status);
 }
 
 TEST(collect_output, a_program_that_ignores_signals_is_killed) {
