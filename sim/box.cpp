@@ -163,6 +163,9 @@ std::vector<std::string> box_command(const box_request &request) {
             command.insert(command.end(), {"--ro-bind", path, path});
         }
     }
+    for (const box_device &device : request.devices) {
+        command.insert(command.end(), {"--dev-bind", device.host_name, device.name});
+    }
     command.emplace_back("--");
     command.insert(command.end(), request.command.begin(), request.command.end());
     return command;

@@ -5,9 +5,15 @@
 #include <string>
 #include <vector>
 
+struct box_device {
+    std::string host_name;
+    std::string name;  // in the box
+};
+
 struct box_request {
     std::vector<std::string> visible;  // folders and files that must be seen inside, absolute
     std::vector<std::string> command;  // what runs inside
+    std::vector<box_device> devices = {};
 };
 
 // The command line that makes the box. Pure.

@@ -18,6 +18,7 @@ public:
     // Throws std::system_error when the program cannot be started. It gets a process group and default signals.
     void start(const std::vector<std::string> &command);
 
+    pid_t pid() const { return pid_; }  // negative while it does not run
     bool runs() const { return pid_ > 0; }
     int end_descriptor() const { return end_.get(); }        // readable when the program has ended
     int output_descriptor() const { return output_.get(); }  // negative when everything was read

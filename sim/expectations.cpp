@@ -31,6 +31,14 @@ bool is_listed(const expect_cell &expected, const std::string &key) {
     return false;
 }
 
+std::string journal_text(const log_line &line) {
+    return line.priority == CALL_PRIORITY ? "run " + line.text : "log " + line.priority + " " + line.text;
+}
+
+std::string describe(const std::optional<mqtt_message> &message) {
+    return message ? message->topic + " \"" + printable(message->payload) + "\"" : "no message";
+}
+
 }  // namespace
 
 std::vector<std::string> differences(const expect_cell &expected, const cell_values &now,
@@ -65,7 +73,7 @@ std::vector<std::string> differences(const expect_absent &expected, const cell_v
 std::vector<std::string> differences(const expect_log &expected, const std::vector<log_line> &log) {
     auto position = log.begin();
     for (const std::string &text : expected.lines) {
-        while (position != log.end() && (position->priority != expected.priority || position->text != text)) {
+        while (position != log.end() && (position->priority != expected.priority || !matches(text, position->text))) {
             ++position;
         }
         if (position != log.end()) {
@@ -81,6 +89,51 @@ std::vector<std::string> differences(const expect_log &expected, const std::vect
         return wrong;
     }
     return {};
+}
+
+std::vector<std::string> differences(const expect_journal &expected, const std::vector<log_line> &found) {
+    std::size_t same = 0;
+    while (same < expected.lines.size() && same < found.size() &&
+           matches(expected.lines[same], journal_text(found[same]))) {
+        ++same;
+    }
+    if (same == expected.lines.size() && same == found.size()) {
+        return {};
+    }
+    std::vector<std::string> wrong{
+        "the journal differs from line " + std::to_string(same + 1) + " on: expected " +
+        (same < expected.lines.size() ? "\"" + expected.lines[same] + "\"" : "nothing more") + ", found"};
+    for (std::size_t i = same; i < found.size(); ++i) {
+        wrong.push_back("| " + journal_text(found[i]));
+    }
+    if (same == found.size()) {
+        wrong.front() += " nothing more";
+    }
+    return wrong;
+}
+
+std::vector<std::string> differences(const expect_no_file &expected, bool found) {
+    return found ? std::vector{expected.path + ": expected nothing there"} : std::vector<std::string>{};
+}
+
+std::vector<std::string> differences(const expect_interface &expected, const std::optional<bool> &found) {
+    if (found == expected.up) {
+        return {};
+    }
+    return {expected.name + ": expected " + (expected.up ? "up" : "down") + ", found " +
+            (found ? (*found ? "up" : "down") : "no such interface")};
+}
+
+std::vector<std::string> differences(const expect_message &expected, const std::optional<mqtt_message> &found) {
+    const mqtt_message wanted{expected.topic, expected.payload};
+    if (found == wanted) {
+        return {};
+    }
+    return {"expected " + describe(wanted) + ", found " + describe(found)};
+}
+
+std::vector<std::string> differences(const expect_no_message & /*expected*/, const std::optional<mqtt_message> &found) {
+    return found ? std::vector{"expected no further message, found " + describe(found)} : std::vector<std::string>{};
 }
 
 std::vector<std::string> differences(const expect_file &expected, const std::optional<std::string> &found) {

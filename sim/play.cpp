@@ -8,13 +8,16 @@
 #include <utility>
 
 #include <poll.h>
+#include <unistd.h>
 
+#include "sim/broker.h"
 #include "sim/child.h"
 #include "sim/cycle_line.h"
 #include "sim/database.h"
 #include "sim/expectations.h"
 #include "sim/module.h"
 #include "sim/port.h"
+#include "sim/stand_ins.h"
 #include "sim/surroundings.h"
 #include "sim/system_log.h"
 #include "sim/text.h"
@@ -60,7 +63,7 @@ std::string describe_exit(const std::string &status) {
 }
 
 bool is_for_people(const log_line &line) {
-    return !line.priority.ends_with(".info") && !line.priority.ends_with(".debug");
+    return !line.priority.ends_with(".info") && !line.priority.ends_with(".debug") && line.priority != QUERY_PRIORITY;
 }
 
 bool is_not_reported(const typed_value &value) {
@@ -94,7 +97,14 @@ public:
     void perform(const expect_cell &what) { judge(differences(what, database_.cell(), before_serving_cell_)); }
     void perform(const expect_key &what) { judge(differences(what, database_.cell())); }
     void perform(const expect_absent &what) { judge(differences(what, database_.cell())); }
-    void perform(const expect_log &what) { judge(differences(what, lines_)); }
+    void perform(const set_mark & /*what*/) { mark_ = lines_.size(); }
+    void perform(const set_broker &what);
+    void perform(const expect_log &what) { judge(differences(lines_with_process_id(what), lines_)); }
+    void perform(const expect_journal &what) { judge(differences(lines_with_process_id(what), journal_since_mark())); }
+    void perform(const expect_no_file &what) { judge(differences(what, access(what.path.c_str(), F_OK) == 0)); }
+    void perform(const expect_interface &what) { judge(differences(what, is_interface_up(what.name))); }
+    void perform(const expect_message &what);
+    void perform(const expect_no_message &what) { judge(differences(what, broker_.next_message())); }
     void perform(const expect_file &what) { judge(differences(what, file_content(what.path))); }
     void perform(const end_scenario &what);
     void perform(const repeat_scenario &what);
@@ -107,10 +117,15 @@ private:
     // --- The time table ---
     void advance();
     bool is_reached(const step &next) const;
+    clock_type::time_point moment_of(const at_time &at) const { return table_start_ + at.time / options_.speed; }
     void carry_out(const statement &what);
     void judge(const std::vector<std::string> &wrong);
     void report_problem(const std::string &problem);
     void fail(const std::string &text);
+    std::vector<log_line> journal_since_mark() const;
+    std::string with_process_id(const std::string &text) const;
+    template <typename Expectation>
+    Expectation lines_with_process_id(Expectation expected) const;
     void start();
     void stop();
 
@@ -149,13 +164,18 @@ private:
     std::size_t judged_ = 0;
     std::optional<std::string> exit_;  // of the daemon, while it does not run
     std::vector<log_line> lines_;
-    std::string output_;  // of the daemon: a line that has not ended
+    std::size_t mark_ = 0;  // how many of them expect-journal passes over
+    message_broker broker_;
+    pid_t daemon_pid_ = -1;  // of the last one that was started
+    std::string output_;     // of the daemon: a line that has not ended
     cell_values shown_;
     std::optional<cell_values> before_serving_cell_;
 };
 
 int player::play() {
-    port_.plug();
+    if (!options_.real_module) {
+        port_.plug();
+    }
     report_problem(apply(touch_file{"/tmp/zstats.running"}));
     while (next_step_ < preamble_) {
         carry_out(std::get<statement>(steps_[next_step_++]));
@@ -163,6 +183,9 @@ int player::play() {
     journal_.start_clock();
     start();
     play_start_ = table_start_ = clock_type::now();
+    if (options_.beside != nullptr) {
+        options_.beside->start();
+    }
     while (!over_) {
         say_what_is_due();
         advance();
@@ -198,7 +221,7 @@ void player::advance() {
 
 bool player::is_reached(const step &next) const {
     if (const auto *at = std::get_if<at_time>(&next)) {
-        return clock_type::now() >= table_start_ + at->time;
+        return clock_type::now() >= moment_of(*at);
     }
     if (const auto *after = std::get_if<after_cycle>(&next)) {
         return cycles_ >= after->cycle;
@@ -231,6 +254,7 @@ void player::fail(const std::string &text) {
 void player::start() {
     exit_.reset();
     daemon_.start(options_.command);
+    daemon_pid_ = daemon_.pid();
     journal_.detail("box", "started " + join(options_.command, " "));
 }
 
@@ -239,6 +263,38 @@ void player::stop() {
     daemon_.send(SIGCONT);
     daemon_.send(SIGTERM);
     stop_deadline_ = clock_type::now() + STOP_PATIENCE;
+}
+
+std::vector<log_line> player::journal_since_mark() const {
+    std::vector<log_line> found;
+    std::copy_if(lines_.begin() + static_cast<std::ptrdiff_t>(mark_), lines_.end(), std::back_inserter(found),
+                 is_for_people);
+    return found;
+}
+
+std::string player::with_process_id(const std::string &text) const {
+    return replace_all(text, "$PID", std::to_string(daemon_pid_));
+}
+
+template <typename Expectation>
+Expectation player::lines_with_process_id(Expectation expected) const {
+    for (std::string &line : expected.lines) {
+        line = with_process_id(line);
+    }
+    return expected;
+}
+
+void player::perform(const set_broker &what) {
+    if (what.runs) {
+        report_problem(broker_.start());
+    } else {
+        broker_.stop();
+    }
+    journal_.story("box", what.runs ? "the broker runs" : "the broker is gone");
+}
+
+void player::perform(const expect_message &what) {
+    judge(differences(expect_message{what.topic, with_process_id(what.payload)}, broker_.next_message()));
 }
 
 void player::perform(const unplug_module & /*what*/) {
@@ -276,6 +332,7 @@ void player::perform(const repeat_scenario & /*what*/) {
     next_step_ = 0;
     cycles_ = 0;
     lines_.clear();
+    mark_ = 0;
     table_start_ = clock_type::now();
     journal_.detail("box", "the time table starts again");
 }
@@ -290,7 +347,7 @@ int player::wait_milliseconds() {
     }
     if (next_step_ < steps_.size()) {
         if (const auto *at = std::get_if<at_time>(&steps_[next_step_])) {
-            until = std::min<clock_type::time_point>(until, table_start_ + at->time);
+            until = std::min<clock_type::time_point>(until, moment_of(*at));
         }
     }
     if (options_.limit && !stop_deadline_) {
@@ -311,6 +368,8 @@ void player::wait() {
         {daemon_.output_descriptor(), POLLIN, 0},
         {daemon_.end_descriptor(), POLLIN, 0},
         {stopped_by_user_ ? -1 : options_.control, POLLIN, 0},
+        {stopped_by_user_ || options_.beside == nullptr ? -1 : options_.beside->end_descriptor(), POLLIN, 0},
+        {broker_.descriptor(), POLLIN, 0},
     };
     poll(watched, std::size(watched), wait_milliseconds());
     if (watched[0].revents != 0) {
@@ -326,8 +385,13 @@ void player::wait() {
     if (watched[3].revents != 0) {
         handle_exit();
     }
-    if (watched[4].revents != 0 || journal_.is_broken()) {
+    if (watched[4].revents != 0 || watched[5].revents != 0 || journal_.is_broken()) {
         stopped_by_user_ = true;
+    }
+    if (watched[6].revents != 0) {
+        for (const mqtt_message &message : broker_.receive()) {
+            journal_.story("mqtt", message.topic + " " + printable(message.payload));
+        }
     }
     check_limits();
 }
@@ -359,6 +423,7 @@ void player::handle_commands() {
             before_serving_cell_ = database_.cell();
         }
         journal_.detail("AT >", printable(command));
+        lines_.push_back({QUERY_PRIORITY, printable(command)});
     }
 }
 

@@ -232,6 +232,67 @@ action read_write(parser &in) {
     return write_file{std::move(path), in.block_bytes("\n")};
 }
 
+// "600s ago", "10s ahead"; nothing: now.
+action read_uptime(parser &in) {
+    std::string path = read_path(in);
+    const std::string form = "expected a path, and behind it nothing or TIME ago or TIME ahead, in whole seconds";
+    const auto rest = in.take_rest();
+    if (rest.empty()) {
+        return write_uptime{std::move(path), 0};
+    }
+    const auto unit = rest.find("s ");
+    const auto seconds = whole_number<unsigned int>(rest.substr(0, unit));
+    const auto direction = unit == rest.npos ? std::string_view() : rest.substr(unit + 2);
+    if (!seconds || (direction != "ago" && direction != "ahead")) {
+        in.fail(form);
+    }
+    return write_uptime{std::move(path), direction == "ago" ? -static_cast<long long>(*seconds) : *seconds};
+}
+
+action read_program(parser &in) {
+    install_program program{.path = read_path(in)};
+    bool has_status = false;
+    bool has_delay = false;
+    for (std::string option = in.word(); !option.empty(); option = in.word()) {
+        if (option == "status" && !std::exchange(has_status, true)) {
+            const auto status = whole_number<unsigned char>(in.word());
+            if (!status) {
+                in.fail("expected an exit status from 0 to 255 behind status");
+            }
+            program.status = *status;
+        } else if (option == "delay" && !std::exchange(has_delay, true)) {
+            program.delay = read_time(in);
+        } else {
+            in.fail("expected \"status N\" or \"delay TIME\", each once, found \"" + option + "\"");
+        }
+    }
+    return program;
+}
+
+// The tool that tells the connection's settings: what it prints, or how it goes wrong.
+action read_qmicli(parser &in) {
+    install_program tool{.path = "/usr/bin/qmicli"};
+    const std::string fault = in.word();
+    if (fault.empty()) {
+        tool.output = in.block_bytes("\n");
+    } else if (fault == "fail") {
+        tool.status = 1;
+    } else if (fault == "hang") {
+        tool.delay = std::chrono::hours(24);
+    } else {
+        in.fail("expected qmicli with a block, qmicli fail or qmicli hang");
+    }
+    return tool;
+}
+
+action read_broker(parser &in) {
+    const std::string state = in.word();
+    if (state != "start" && state != "stop") {
+        in.fail("expected broker start or broker stop");
+    }
+    return set_broker{state == "start"};
+}
+
 action read_address(parser &in) {
     const std::string text = in.word_or_fail("an address such as 10.1.2.3/30, or none");
     if (text == "none") {
@@ -302,6 +363,38 @@ action read_expect_run(parser &in) {
     return expect_log{CALL_PRIORITY, in.block_or_fail()};
 }
 
+action read_expect_asked(parser &in) {
+    return expect_log{QUERY_PRIORITY, in.block_or_fail()};
+}
+
+action read_expect_journal(parser &in) {
+    expect_journal expected{in.block()};
+    std::size_t line = in.line();
+    for (const std::string &text : expected.lines) {
+        ++line;
+        const auto end = text.find(' ', 4);
+        const bool is_log = text.starts_with("log ") && end != text.npos && is_priority_name(text.substr(4, end - 4));
+        if (!is_log && !text.starts_with("run ")) {
+            in.fail("expected \"run CALL\" or \"log PRIORITY TEXT\"", line);
+        }
+    }
+    return expected;
+}
+
+action read_expect_interface(parser &in) {
+    std::string name = in.word_or_fail("the name of an interface");
+    const std::string state = in.word();
+    if (state != "up" && state != "down") {
+        in.fail("expected up or down behind the interface");
+    }
+    return expect_interface{std::move(name), state == "up"};
+}
+
+action read_expect_message(parser &in) {
+    std::string topic = in.word_or_fail("the topic of a message");
+    return expect_message{std::move(topic), in.block_bytes("\n")};
+}
+
 action read_expect_file(parser &in) {
     std::string path = read_path(in);
     std::string bytes = in.block_bytes("\n");
@@ -335,17 +428,28 @@ constexpr statement_form STATEMENTS[] = {
     {"remove", read_path_only<remove_file>},
     {"directory", read_path_only<make_directory>},
     {"write", read_write},
+    {"uptime", read_uptime},
     {"address", read_address},
+    {"program", read_program},
+    {"qmicli", read_qmicli},
+    {"broker", read_broker},
     {"set", read_set},
     {"signal", read_signal},
     {"start", read_nothing<start_daemon>},
     {"say", read_say},
+    {"mark", read_nothing<set_mark>},
     {"expect", read_expect},
     {"expect-key", read_expect_key},
     {"expect-absent", read_expect_absent},
     {"expect-log", read_expect_log},
     {"expect-run", read_expect_run},
+    {"expect-asked", read_expect_asked},
+    {"expect-journal", read_expect_journal},
     {"expect-file", read_expect_file},
+    {"expect-no-file", read_path_only<expect_no_file>},
+    {"expect-interface", read_expect_interface},
+    {"expect-message", read_expect_message},
+    {"expect-no-message", read_nothing<expect_no_message>},
     {"end", read_nothing<end_scenario>},
     {"repeat", read_nothing<repeat_scenario>},
 };
@@ -358,7 +462,9 @@ const statement_form *find_statement(std::string_view word) {
 bool is_expectation(const action &what) {
     return std::holds_alternative<expect_cell>(what) || std::holds_alternative<expect_key>(what) ||
            std::holds_alternative<expect_absent>(what) || std::holds_alternative<expect_log>(what) ||
-           std::holds_alternative<expect_file>(what);
+           std::holds_alternative<expect_journal>(what) || std::holds_alternative<expect_file>(what) ||
+           std::holds_alternative<expect_no_file>(what) || std::holds_alternative<expect_interface>(what) ||
+           std::holds_alternative<expect_message>(what) || std::holds_alternative<expect_no_message>(what);
 }
 
 // --- What holds between statements ---

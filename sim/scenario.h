@@ -61,8 +61,21 @@ struct write_file {
     std::string path;
     std::string bytes;
 };
+struct write_uptime {
+    std::string path;
+    long long offset_seconds;  // negative: ago
+};
 struct set_address {
     std::string address;  // "10.1.2.3/30"; empty: loses all
+};
+struct install_program {
+    std::string path;
+    int status = 0;
+    scenario_time delay{0};  // between the call and everything else
+    std::string output{};
+};
+struct set_broker {
+    bool runs;
 };
 struct set_key {
     std::string database;
@@ -75,6 +88,7 @@ struct start_daemon {};
 struct say {
     std::string text;
 };
+struct set_mark {};
 
 // --- What must come out ---
 struct expect_cell {
@@ -87,22 +101,38 @@ struct expect_absent {
     std::string key;
 };
 struct expect_log {
-    std::string priority;  // "local0.alert"; "run" for calls of commands
+    std::string priority;  // "local0.alert"; CALL_PRIORITY, QUERY_PRIORITY
     std::vector<std::string> lines;
+};
+struct expect_journal {
+    std::vector<std::string> lines;  // "run TEXT" or "log PRIORITY TEXT"
 };
 struct expect_file {
     std::string path;
     std::string bytes;
 };
+struct expect_no_file {
+    std::string path;
+};
+struct expect_interface {
+    std::string name;
+    bool up;
+};
+struct expect_message {
+    std::string topic;
+    std::string payload;
+};
+struct expect_no_message {};
 
 // --- How it ends ---
 struct end_scenario {};
 struct repeat_scenario {};
 
-using action =
-    std::variant<set_answer, set_silence, set_echo, unsolicited, unplug_module, plug_module, write_config, touch_file,
-                 remove_file, make_directory, write_file, set_address, set_key, send_signal, start_daemon, say,
-                 expect_cell, expect_key, expect_absent, expect_log, expect_file, end_scenario, repeat_scenario>;
+using action = std::variant<set_answer, set_silence, set_echo, unsolicited, unplug_module, plug_module, write_config,
+                            touch_file, remove_file, make_directory, write_file, write_uptime, set_address,
+                            install_program, set_broker, set_key, send_signal, start_daemon, say, set_mark, expect_cell,
+                            expect_key, expect_absent, expect_log, expect_journal, expect_file, expect_no_file,
+                            expect_interface, expect_message, expect_no_message, end_scenario, repeat_scenario>;
 
 struct statement {
     action what;

@@ -2,6 +2,8 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <system_error>
@@ -47,9 +49,24 @@ void bring_loopback_up() {
 }
 
 // A kernel without this kind of interface still runs everything that needs no address.
-void make_wwan0() {
-    run_helper({"ip", "link", "add", "wwan0", "type", "veth", "peer", "name", "tower0"});
-    run_helper({"ip", "link", "set", "tower0", "up"});
+void make_interface(const std::string &name, const std::string &far_end) {
+    run_helper({"ip", "link", "add", name, "type", "veth", "peer", "name", far_end});
+    run_helper({"ip", "link", "set", far_end, "up"});
+}
+
+void make_interfaces() {
+    make_interface("wwan0", "tower0");
+    for (const std::string port : {"eth0", "eth1"}) {
+        make_interface(port, "lan_" + port);
+        run_helper({"ip", "link", "set", port, "up"});
+    }
+}
+
+// The real folder shows the host's interfaces, and an interface of this kind has no such setting.
+void make_raw_ip_setting() {
+    fail_unless(mount("box", "/sys/class/net", "tmpfs", 0, nullptr) == 0, "/sys/class/net");
+    fs::create_directories("/sys/class/net/wwan0/qmi");
+    std::ofstream("/sys/class/net/wwan0/qmi/raw_ip") << "N\n";
 }
 
 std::string write_whole(const std::string &path, const std::string &bytes) {
@@ -64,7 +81,8 @@ std::string write_whole(const std::string &path, const std::string &bytes) {
 void prepare_surroundings() {
     join_run_folders();
     bring_loopback_up();
-    make_wwan0();
+    make_interfaces();
+    make_raw_ip_setting();
     make_stand_ins();
     fs::create_directories(fs::path(BOX_CONFIG_FILE).parent_path());
     setenv("ZELT_CONFIG", BOX_CONFIG_FILE, 1);
@@ -106,6 +124,12 @@ std::string apply(const write_file &what) {
     return write_whole(what.path, what.bytes);
 }
 
+std::string apply(const write_uptime &what) {
+    timespec now{};
+    clock_gettime(CLOCK_BOOTTIME, &now);
+    return write_whole(what.path, std::to_string(now.tv_sec + what.offset_seconds));
+}
+
 std::string apply(const set_address &what) {
     if (run_helper({"ip", "-4", "address", "flush", "dev", "wwan0"}) != 0) {
         return "wwan0: no such interface: `ip` is missing, or this kernel has no veth interfaces";
@@ -114,4 +138,14 @@ std::string apply(const set_address &what) {
         return "wwan0: the address was refused";
     }
     return "";
+}
+
+std::optional<bool> is_interface_up(const std::string &name) {
+    const descriptor any_socket(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    ifreq request{};
+    std::strncpy(request.ifr_name, name.c_str(), IFNAMSIZ - 1);
+    if (ioctl(any_socket.get(), SIOCGIFFLAGS, &request) != 0) {
+        return std::nullopt;
+    }
+    return (request.ifr_flags & IFF_UP) != 0;
 }

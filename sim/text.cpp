@@ -1,6 +1,7 @@
 #include "sim/text.h"
 
 #include <array>
+#include <charconv>
 #include <cstdio>
 
 namespace {
@@ -42,7 +43,70 @@ bool append_line(std::string &bytes, std::string_view line, std::string_view lin
     return true;
 }
 
+// Takes a decimal number off the front.
+std::optional<double> take_number(std::string_view &text) {
+    double number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed);
+    if (error != std::errc()) {
+        return std::nullopt;
+    }
+    text.remove_prefix(static_cast<std::size_t>(end - text.data()));
+    return number;
+}
+
+bool take(std::string_view &text, std::string_view expected) {
+    const bool there = text.starts_with(expected);
+    text.remove_prefix(there ? expected.size() : 0);
+    return there;
+}
+
+struct number_range {
+    double least;
+    double most;
+};
+
+// Takes "{A..B}" off the front.
+std::optional<number_range> take_range(std::string_view &pattern) {
+    std::string_view rest = pattern;
+    const auto dots = rest.find("..");
+    if (!take(rest, "{") || dots == std::string_view::npos) {
+        return std::nullopt;
+    }
+    std::string_view low = pattern.substr(1, dots - 1);
+    const auto least = take_number(low);
+    rest = pattern.substr(dots + 2);
+    const auto most = take_number(rest);
+    if (!least || !low.empty() || !most || !take(rest, "}")) {
+        return std::nullopt;
+    }
+    pattern = rest;
+    return number_range{*least, *most};
+}
+
 }  // namespace
+
+bool matches(std::string_view pattern, std::string_view text) {
+    while (!pattern.empty()) {
+        if (const auto range = take_range(pattern)) {
+            const auto number = take_number(text);
+            if (!number || *number < range->least || *number > range->most) {
+                return false;
+            }
+        } else if (!take(text, pattern.substr(0, 1))) {
+            return false;
+        } else {
+            pattern.remove_prefix(1);
+        }
+    }
+    return text.empty();
+}
+
+std::string replace_all(std::string text, std::string_view what, std::string_view by) {
+    for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size())) {
+        text.replace(at, what.size(), by);
+    }
+    return text;
+}
 
 std::string printable(std::string_view bytes) {
     std::string text;

@@ -13,6 +13,13 @@ std::string printable(std::string_view bytes);
 // unless it ends with a single "\". Nothing when a "\" stands before anything else.
 std::optional<std::string> bytes_of_lines(const std::vector<std::string> &lines, std::string_view line_end);
 
+// True when the text is the pattern; "{A..B}" in the pattern stands for any number from A to B, such as a measured
+// time.
+bool matches(std::string_view pattern, std::string_view text);
+
+// Every `what` in the text gives way to `by`.
+std::string replace_all(std::string text, std::string_view what, std::string_view by);
+
 // Upper and lower case letters of ASCII are alike.
 std::string lower_case(std::string_view text);
 

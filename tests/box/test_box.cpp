@@ -246,9 +246,9 @@ TEST_F(box, ends_when_nobody_reads_the_journal) {
 // --- What is in the box ---
 
 TEST_F(box, the_host_is_read_only_and_the_network_private) {
-    // lo, wwan0 and its other end.
+    // lo; wwan0, eth0 and eth1, each with its other end.
     const std::string daemon = "touch /etc/box_test\ngrep -c : /proc/net/dev > /tmp/interfaces\n";
-    const outcome result = run("at 500ms\nexpect-file /tmp/interfaces\n| 3\n|\nend\n", daemon + OBEDIENT);
+    const outcome result = run("at 500ms\nexpect-file /tmp/interfaces\n| 7\n|\nend\n", daemon + OBEDIENT);
     EXPECT_EQ(result.status, 0) << result.output;
     EXPECT_THAT(result.output, HasSubstr("/etc/box_test"));  // the refusal
     EXPECT_FALSE(fs::exists("/etc/box_test"));
@@ -282,8 +282,47 @@ TEST_F(box, log_lines_count_cycles) {
 
 TEST_F(box, commands_of_the_router_are_told_with_their_arguments) {
     const outcome result =
-        run("at 500ms\nexpect-run\n| cmd_netgen WWAN_RESET\n| iptables -t mangle  x\nend\n",
+        run("at 500ms\nexpect-run\n| cmd_netgen WWAN_RESET\n| iptables -t mangle \" x\"\nend\n",
             "/usr/bin/cmd_netgen WWAN_RESET && /usr/sbin/iptables -t mangle ' x'\n" + std::string(OBEDIENT));
+    EXPECT_EQ(result.status, 0) << result.output;
+}
+
+TEST_F(box, programs_end_as_the_scenario_says) {
+    const std::string scenario = "program /run/qos status 3\nprogram /usr/sbin/conntrack status 1\nqmicli\n| a  b\n"
+                                 "program /usr/bin/wwan-up\nremove /usr/bin/wwan-up\nat 500ms\nexpect-file /tmp/seen\n"
+                                 "| 3 1 0 a  b 127\n|\nexpect-journal\n| run qos stop\n| run conntrack -F\n"
+                                 "| run cmd_ddns stop\n| run qmicli -d x\nend\n";
+    const std::string daemon = "/run/qos stop; a=$?; /usr/sbin/conntrack -F; b=$?; cmd_ddns stop; c=$?\n"
+                               "d=$(qmicli -d x); /usr/bin/wwan-up; echo \"$a $b $c $d $?\" > /tmp/seen\n";
+    const outcome result = run(scenario, daemon + OBEDIENT);
+    EXPECT_EQ(result.status, 0) << result.output;
+}
+
+TEST_F(box, the_interfaces_tool_is_the_real_one_but_for_the_route_cache) {
+    const outcome result =
+        run("at 500ms\nexpect-journal\n| run ip route flush cache\nexpect-interface eth1 down\nend\n",
+            "/sbin/ip link set eth1 down; /sbin/ip route flush cache\n" + std::string(OBEDIENT));
+    EXPECT_EQ(result.status, 0) << result.output;
+}
+
+TEST_F(box, kernel_settings_of_wwan0_can_be_written) {
+    const std::string scenario = "at 500ms\nexpect-file /sys/class/net/wwan0/qmi/raw_ip\n| 1\n|\n"
+                                 "expect-file /proc/sys/net/ipv4/conf/wwan0/proxy_arp\n| 1\n|\nend\n";
+    const std::string daemon = "echo 1 > /sys/class/net/wwan0/qmi/raw_ip\n"
+                               "echo 1 > /proc/sys/net/ipv4/conf/wwan0/proxy_arp\n";
+    const outcome result = run(scenario, daemon + OBEDIENT);
+    EXPECT_EQ(result.status, 0) << result.output;
+}
+
+// 1883 is 075B in the list of listeners.
+TEST_F(box, a_broker_comes_and_goes_and_may_be_told_so_twice) {
+    const std::string scenario = "broker start\nbroker start\nat 500ms\nexpect-file /tmp/first\n| 1\n|\nbroker stop\n"
+                                 "broker stop\ntouch /tmp/stopped\nat 1s\nexpect-file /tmp/second\n| 0\n|\n"
+                                 "broker start\nexpect-no-message\nend\n";
+    const std::string daemon = "grep -c ' 0100007F:075B 0*:0000 0A' /proc/net/tcp > /tmp/first\n"
+                               "while [ ! -e /tmp/stopped ]; do sleep 0.05; done\n"
+                               "grep -c ' 0100007F:075B 0*:0000 0A' /proc/net/tcp > /tmp/second\n";
+    const outcome result = run(scenario, daemon + OBEDIENT);
     EXPECT_EQ(result.status, 0) << result.output;
 }
 

@@ -38,3 +38,9 @@ TEST(box_command, the_command_stands_last) {
     const auto words = box_command({{}, {"program", "--quiet"}});
     EXPECT_TRUE(std::ranges::equal(std::vector<std::string>{"--", "program", "--quiet"}, std::span(words).last(3)));
 }
+
+TEST(box_command, a_device_gets_its_name_after_the_folder_was_replaced) {
+    const auto words = box_command({{}, {"true"}, {{"/dev/ttyUSB2", "/dev/ttyQSB3"}}});
+    EXPECT_TRUE(holds(words, {"--dev-bind", "/dev/ttyUSB2", "/dev/ttyQSB3"}));
+    EXPECT_LT(std::ranges::find(words, "--dev"), std::ranges::find(words, "--dev-bind"));
+}

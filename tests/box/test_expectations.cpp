@@ -59,6 +59,56 @@ TEST(expect_log, wants_lines_in_order_with_others_between) {
     EXPECT_FALSE(differences(expect_log{"local0.alert", {"thre"}}, log).empty()) << "whole lines";
 }
 
+TEST(expect_log, takes_any_number_of_a_range) {
+    const std::vector<log_line> log{{"local0.alert", "Cell connected (10.07 minutes offline)"}};
+    EXPECT_THAT(differences(expect_log{"local0.alert", {"Cell connected ({10.06..10.20} minutes offline)"}}, log),
+                IsEmpty());
+    EXPECT_FALSE(
+        differences(expect_log{"local0.alert", {"Cell connected ({10.08..10.20} minutes offline)"}}, log).empty());
+}
+
+TEST(expect_journal, wants_every_line_in_order_and_no_other) {
+    const std::vector<log_line> found{
+        {CALL_PRIORITY, "cmd_ddns stop"}, {"local0.notice", "one"}, {CALL_PRIORITY, "cmd_ddns stop"}};
+    EXPECT_THAT(differences(expect_journal{{"run cmd_ddns stop", "log local0.notice one", "run cmd_ddns stop"}}, found),
+                IsEmpty());
+    EXPECT_THAT(differences(expect_journal{}, {}), IsEmpty());
+    EXPECT_THAT(differences(expect_journal{{"run cmd_ddns stop", "log local0.alert one", "run cmd_ddns stop"}}, found),
+                ElementsAre("the journal differs from line 2 on: expected \"log local0.alert one\", found",
+                            "| log local0.notice one", "| run cmd_ddns stop"));
+    EXPECT_THAT(differences(expect_journal{{"run cmd_ddns stop", "log local0.notice one"}}, found),
+                ElementsAre("the journal differs from line 3 on: expected nothing more, found", "| run cmd_ddns stop"));
+    EXPECT_THAT(differences(expect_journal{{"run a"}}, {}),
+                ElementsAre("the journal differs from line 1 on: expected \"run a\", found nothing more"));
+}
+
+TEST(expect_no_file, fails_when_something_is_there) {
+    EXPECT_THAT(differences(expect_no_file{"/f"}, false), IsEmpty());
+    EXPECT_THAT(differences(expect_no_file{"/f"}, true), ElementsAre("/f: expected nothing there"));
+}
+
+TEST(expect_interface, tells_down_from_missing) {
+    EXPECT_THAT(differences(expect_interface{"eth1", true}, true), IsEmpty());
+    EXPECT_THAT(differences(expect_interface{"eth1", false}, false), IsEmpty());
+    EXPECT_THAT(differences(expect_interface{"eth1", true}, false), ElementsAre("eth1: expected up, found down"));
+    EXPECT_THAT(differences(expect_interface{"eth1", false}, std::nullopt),
+                ElementsAre("eth1: expected down, found no such interface"));
+}
+
+TEST(expect_message, compares_topic_and_every_byte) {
+    EXPECT_THAT(differences(expect_message{"t", "x\n"}, mqtt_message{"t", "x\n"}), IsEmpty());
+    EXPECT_THAT(differences(expect_message{"t", "x\n"}, mqtt_message{"t", "x"}),
+                ElementsAre("expected t \"x\\n\", found t \"x\""));
+    EXPECT_EQ(differences(expect_message{"t", "x"}, mqtt_message{"t2", "x"}).size(), 1U);
+    EXPECT_THAT(differences(expect_message{"t", "x"}, std::nullopt), ElementsAre("expected t \"x\", found no message"));
+}
+
+TEST(expect_no_message, names_the_message_that_came) {
+    EXPECT_THAT(differences(expect_no_message{}, std::nullopt), IsEmpty());
+    EXPECT_THAT(differences(expect_no_message{}, mqtt_message{"t", "x"}),
+                ElementsAre("expected no further message, found t \"x\""));
+}
+
 TEST(expect_file, compares_every_byte) {
     EXPECT_THAT(differences(expect_file{"/f", "10.0.0.1"}, "10.0.0.1"), IsEmpty());
     EXPECT_THAT(differences(expect_file{"/f", "10.0.0.1"}, "10.0.0.1\n"),

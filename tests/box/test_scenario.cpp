@@ -82,6 +82,50 @@ TEST(scenario, what_the_router_does) {
     EXPECT_EQ(only<say>("say  the end, \"nearly\"").text, "the end, \"nearly\"");
 }
 
+TEST(scenario, programs_of_the_router) {
+    const auto program = only<install_program>("program /run/qos delay 300ms status 3");
+    EXPECT_EQ(program.path, "/run/qos");
+    EXPECT_EQ(program.status, 3);
+    EXPECT_EQ(program.delay, 300ms);
+    EXPECT_EQ(program.output, "");
+    const auto plain = only<install_program>("program /usr/bin/wwan-up");
+    EXPECT_EQ(plain.status, 0);
+    EXPECT_EQ(plain.delay, 0ms);
+    EXPECT_EQ(only<install_program>("program /a status 255").status, 255);
+
+    const auto tool = only<install_program>("qmicli\n|   MTU: 1500\n| \\x00\\");
+    EXPECT_EQ(tool.path, "/usr/bin/qmicli");
+    EXPECT_EQ(tool.output, std::string("  MTU: 1500\n\0", 13));
+    EXPECT_EQ(tool.status, 0);
+    EXPECT_EQ(tool.delay, 0ms);
+    EXPECT_NE(only<install_program>("qmicli fail").status, 0);
+    EXPECT_GT(only<install_program>("qmicli hang").delay, 1h);
+
+    EXPECT_TRUE(only<set_broker>("broker start").runs);
+    EXPECT_FALSE(only<set_broker>("broker stop").runs);
+}
+
+TEST(scenario, uptime) {
+    EXPECT_EQ(only<write_uptime>("uptime /tmp/a").path, "/tmp/a");
+    EXPECT_EQ(only<write_uptime>("uptime /tmp/a").offset_seconds, 0);
+    EXPECT_EQ(only<write_uptime>("uptime /tmp/a 600s ago").offset_seconds, -600);
+    EXPECT_EQ(only<write_uptime>("uptime /tmp/a 4294967295s ahead").offset_seconds, 4294967295);
+}
+
+TEST(scenario, the_whole_journal_must_come_out) {
+    only<set_mark>("at 1s\nmark");
+    const auto journal = only<expect_journal>("at 1s\nexpect-journal\n| run a  b\n| log local0.notice  c");
+    EXPECT_EQ(journal.lines, (std::vector<std::string>{"run a  b", "log local0.notice  c"}));
+    EXPECT_TRUE(only<expect_journal>("at 1s\nexpect-journal").lines.empty());
+    EXPECT_EQ(only<expect_no_file>("at 1s\nexpect-no-file /run/a").path, "/run/a");
+    EXPECT_EQ(only<expect_interface>("at 1s\nexpect-interface eth1 up").name, "eth1");
+    EXPECT_TRUE(only<expect_interface>("at 1s\nexpect-interface eth1 up").up);
+    EXPECT_FALSE(only<expect_interface>("at 1s\nexpect-interface eth1 down").up);
+    EXPECT_EQ(only<expect_message>("at 1s\nexpect-message v1/x\n| {$PID}").topic, "v1/x");
+    EXPECT_EQ(only<expect_message>("at 1s\nexpect-message v1/x\n| {$PID}").payload, "{$PID}\n");
+    only<expect_no_message>("at 1s\nexpect-no-message");
+}
+
 TEST(scenario, what_must_come_out) {
     const auto cell =
         only<expect_cell>("after cycle 1\nexpect\n| CELL_MCC string  460\n| CELL_MNC string\n| A real -999.0");
@@ -96,6 +140,7 @@ TEST(scenario, what_must_come_out) {
     EXPECT_EQ(log.priority, "local0.alert");
     EXPECT_EQ(log.lines, (std::vector<std::string>{"one", " two"}));
     EXPECT_EQ(only<expect_log>("at 1s\nexpect-run\n| cmd_ddns stop").priority, "run");
+    EXPECT_EQ(only<expect_log>("at 1s\nexpect-asked\n| at&f").priority, "asked");
     EXPECT_EQ(only<expect_file>("at 1s\nexpect-file /run/a\n| one").bytes, "one");
     EXPECT_EQ(only<expect_file>("at 1s\nexpect-file /run/a\n| one\n|").bytes, "one\n");
 }
@@ -159,6 +204,32 @@ TEST(scenario, errors_name_the_line) {
         {"signal without a name", "at 1s\nsignal", 2},
         {"signal before the start", "signal TERM", 1},
         {"say nothing", "say", 1},
+        {"program at no path", "program qos", 1},
+        {"exit status of a program beyond a byte", "program /run/qos status 256", 1},
+        {"exit status twice", "program /run/qos status 1 status 1", 1},
+        {"delay of a program twice", "program /run/qos delay 1s delay 1s", 1},
+        {"program with an unknown option", "program /run/qos slowly", 1},
+        {"tool that goes wrong in an unknown way", "qmicli crash", 1},
+        {"tool without a text", "qmicli", 1},
+        {"tool that fails with a text", "qmicli fail\n| x", 2},
+        {"broker neither started nor stopped", "broker restart", 1},
+        {"uptime at no path", "uptime", 1},
+        {"uptime without a direction", "uptime /tmp/a 600s", 1},
+        {"uptime without a unit", "uptime /tmp/a 600 ago", 1},
+        {"uptime in fractions", "uptime /tmp/a 1.5s ago", 1},
+        {"uptime with more behind it", "uptime /tmp/a 600s ago now", 1},
+        {"asked for nothing", "at 1s\nexpect-asked", 2},
+        {"mark with a name", "mark here", 1},
+        {"journal before the start", "expect-journal", 1},
+        {"journal line of an unknown kind", "at 1s\nexpect-journal\n| run a\n| start b", 4},
+        {"journal line of an unknown priority", "at 1s\nexpect-journal\n| log alert x", 3},
+        {"journal line without a text", "at 1s\nexpect-journal\n| log local0.alert", 3},
+        {"journal line that is empty", "at 1s\nexpect-journal\n|", 3},
+        {"interface without a state", "at 1s\nexpect-interface eth0", 2},
+        {"interface without a name", "at 1s\nexpect-interface", 2},
+        {"no file without a path", "at 1s\nexpect-no-file", 2},
+        {"message without a topic", "at 1s\nexpect-message\n| x", 2},
+        {"message without a payload", "at 1s\nexpect-message v1/x", 2},
         {"expectation before the start", "expect-absent KEY", 1},
         {"bad line in a block", "at 1s\nexpect\n| KEY int 1\n| KEY int", 4},
         {"unknown priority", "at 1s\nexpect-log alert\n| x", 2},

@@ -1,0 +1,492 @@
+// What a person does with the box in a terminal: the live view, the shell, a module of one's own, and accelerated time.
+// A real pseudo-terminal and the shipped programs. Needs bubblewrap.
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <map>
+#include <set>
+#include <string>
+#include <thread>
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <poll.h>
+#include <pty.h>
+#include <sys/ioctl.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+#include <utmp.h>
+
+#include "host/descriptor.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr auto LONG_ENOUGH = std::chrono::seconds(30);  // a loaded machine; nothing takes a second otherwise
+
+bool becomes_true(const std::function<bool()> &condition) {
+    const auto end = std::chrono::steady_clock::now() + LONG_ENOUGH;
+    while (std::chrono::steady_clock::now() < end) {
+        if (condition()) {
+            return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return false;
+}
+
+std::string content(const fs::path &path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+// 0 for what does not begin with a number.
+pid_t to_pid(const char *text) {
+    return static_cast<pid_t>(std::strtol(text, nullptr, 10));
+}
+
+// The process and all below it, with their command lines.
+std::map<pid_t, std::string> family(pid_t eldest) {
+    std::map<pid_t, pid_t> parents;
+    for (const auto &entry : fs::directory_iterator("/proc")) {
+        const pid_t pid = to_pid(entry.path().filename().c_str());
+        if (pid <= 0) {
+            continue;
+        }
+        const std::string stat = content(entry.path() / "stat");
+        const auto name_end = stat.rfind(") ");  // the state follows, then the parent
+        if (name_end != std::string::npos && stat[name_end + 2] != 'Z') {
+            parents[pid] = to_pid(stat.c_str() + name_end + 4);
+        }
+    }
+    std::map<pid_t, std::string> found;
+    for (const auto &[pid, parent] : parents) {
+        for (pid_t above = pid; above > 1; above = parents.contains(above) ? parents[above] : 0) {
+            if (above == eldest) {
+                found[pid] = content("/proc/" + std::to_string(pid) + "/cmdline");
+            }
+        }
+    }
+    return found;
+}
+
+bool is_alive(pid_t pid) {
+    const std::string stat = content("/proc/" + std::to_string(pid) + "/stat");
+    return !stat.empty() && stat[stat.rfind(") ") + 2] != 'Z';
+}
+
+// A program in a terminal of 80x24.
+class terminal {
+public:
+    explicit terminal(const std::string &line) {
+        winsize size{.ws_row = 24, .ws_col = 80, .ws_xpixel = 0, .ws_ypixel = 0};
+        int screen = -1;
+        int keyboard = -1;
+        openpty(&screen, &keyboard, nullptr, nullptr, &size);
+        screen_ = descriptor(screen);
+        keyboard_ = descriptor(keyboard);
+        fcntl(screen, F_SETFL, O_NONBLOCK);
+        tcgetattr(keyboard, &before_);
+        pid_ = fork();
+        if (pid_ == 0) {
+            login_tty(keyboard);
+            setenv("TERM", "xterm-256color", 1);
+            setenv("LC_ALL", "C.UTF-8", 1);
+            execl("/bin/sh", "sh", "-c", ("exec " + line).c_str(), nullptr);
+            _exit(127);
+        }
+    }
+    ~terminal() {
+        if (pid_ > 0) {
+            kill(pid_, SIGKILL);
+            waitpid(pid_, nullptr, 0);
+        }
+    }
+    terminal(const terminal &) = delete;
+    terminal &operator=(const terminal &) = delete;
+
+    bool shows(const std::string &text) {
+        return becomes_true([&] { return read_all().find(text, seen_) != std::string::npos; });
+    }
+    void forget() { seen_ = read_all().size(); }
+    void type(const std::string &keys) const { ASSERT_EQ(write(screen_.get(), keys.data(), keys.size()), ssize(keys)); }
+    void resize(unsigned short rows, unsigned short columns) const {
+        const winsize size{.ws_row = rows, .ws_col = columns, .ws_xpixel = 0, .ws_ypixel = 0};
+        ioctl(screen_.get(), TIOCSWINSZ, &size);
+    }
+
+    // The process whose program is this one; negative when there is none.
+    pid_t member(const std::string &program) {
+        pid_t found = -1;
+        becomes_true([&] {
+            for (const auto &[pid, words] : family(pid_)) {
+                found = words.substr(0, words.find('\0')).ends_with("/" + program) ? pid : found;
+            }
+            return found > 0;
+        });
+        return found;
+    }
+
+    pid_t pid() const { return pid_; }
+    const std::string &output() { return read_all(); }
+
+    // Its exit status, the negative signal that ended it, or -1000 when it goes on.
+    int end() {
+        int status = 0;
+        if (!becomes_true([&] { return read_all(), waitpid(pid_, &status, WNOHANG) == pid_; })) {
+            return -1000;
+        }
+        pid_ = -1;
+        read_all();
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    }
+
+    bool is_as_before() const {
+        termios now{};
+        tcgetattr(keyboard_.get(), &now);
+        return now.c_iflag == before_.c_iflag && now.c_oflag == before_.c_oflag && now.c_lflag == before_.c_lflag;
+    }
+    // Behind what shows the second page stands what leaves it.
+    bool page_is_left() {
+        const auto entered = read_all().rfind("\033[?1049h");
+        return entered == std::string::npos || output_.find("\033[?1049l", entered) != std::string::npos;
+    }
+
+private:
+    static ssize_t ssize(const std::string &text) { return static_cast<ssize_t>(text.size()); }
+
+    const std::string &read_all() {
+        std::array<char, 4096> piece{};
+        for (::ssize_t size = 0; (size = read(screen_.get(), piece.data(), piece.size())) > 0;) {
+            output_.append(piece.data(), static_cast<std::size_t>(size));
+        }
+        return output_;
+    }
+
+    descriptor screen_;
+    descriptor keyboard_;
+    termios before_{};
+    pid_t pid_ = -1;
+    std::string output_;
+    std::size_t seen_ = 0;
+};
+
+constexpr const char *LTE = R"(module EC25
+answer at+creg?
+| +CREG: 0,1
+| OK
+answer at+qeng="servingcell"
+| +QENG: "servingcell","NOCONN","LTE","FDD",001,01,1A2D001,120,1300,3,5,5,7B0C,-82,-8,-52,21,46
+|
+| OK
+at 1000s
+end
+)";
+
+class in_a_terminal : public testing::Test {
+protected:
+    void SetUp() override { fs::create_directories(folder_); }
+    void TearDown() override { fs::remove_all(folder_); }
+
+    std::string file(const std::string &name, const std::string &text) {
+        std::ofstream(folder_ / name) << text;
+        fs::permissions(folder_ / name, fs::perms::all);
+        return folder_ / name;
+    }
+
+    std::string view() { return ZELT_SIM " run " + file("lte.scenario", LTE) + " --view"; }
+
+    static int status_of(const std::string &line, std::string &output) {
+        FILE *const pipe = popen(("{ " + line + "; } 2>&1").c_str(), "r");
+        std::array<char, 4096> piece{};
+        for (std::size_t size = 0; (size = fread(piece.data(), 1, piece.size(), pipe)) > 0;) {
+            output.append(piece.data(), size);
+        }
+        const int status = pclose(pipe);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+    const fs::path folder_ = fs::temp_directory_path() / ("view_test." + std::to_string(getpid()));
+};
+
+void expect_all_gone(const std::map<pid_t, std::string> &processes) {
+    for (const auto &[pid, words] : processes) {
+        const pid_t one = pid;
+        EXPECT_TRUE(becomes_true([one] { return !is_alive(one); })) << words;
+    }
+}
+
+// --- The view ---
+
+TEST_F(in_a_terminal, the_view_shows_the_cell_and_q_ends_everything) {
+    terminal screen(view());
+    ASSERT_TRUE(screen.shows("-82 dBm")) << screen.output();
+    EXPECT_THAT(screen.output(), HasSubstr("Registered at home"));
+    const auto processes = family(screen.pid());
+    EXPECT_GE(processes.size(), 4U) << "zelt-sim twice, the daemon and the view";
+    screen.type("q");
+    EXPECT_EQ(screen.end(), 0) << screen.output();
+    EXPECT_TRUE(screen.is_as_before());
+    EXPECT_TRUE(screen.page_is_left());
+    expect_all_gone(processes);
+}
+
+TEST_F(in_a_terminal, the_view_follows_the_size_of_its_window) {
+    terminal screen(view());
+    ASSERT_TRUE(screen.shows("-82 dBm"));
+    screen.forget();
+    screen.resize(40, 120);
+    EXPECT_TRUE(screen.shows("RSRQ")) << "the page is drawn anew";
+    screen.type("q");
+    EXPECT_EQ(screen.end(), 0);
+}
+
+TEST_F(in_a_terminal, an_interrupt_key_ends_the_view_and_the_box) {
+    terminal screen(view());
+    ASSERT_TRUE(screen.shows("-82 dBm"));
+    const auto processes = family(screen.pid());
+    screen.type("\003");
+    EXPECT_EQ(screen.end(), 0) << screen.output();
+    EXPECT_TRUE(screen.is_as_before());
+    EXPECT_TRUE(screen.page_is_left());
+    expect_all_gone(processes);
+}
+
+TEST_F(in_a_terminal, the_stop_key_does_not_leave_the_view_hanging) {
+    terminal screen(view());
+    ASSERT_TRUE(screen.shows("-82 dBm"));
+    screen.type("\032");
+    screen.forget();
+    screen.type("h");
+    EXPECT_TRUE(screen.shows("RSRP")) << "the help page";
+    screen.type("q");
+    EXPECT_EQ(screen.end(), 0) << screen.output();
+}
+
+TEST_F(in_a_terminal, a_killed_view_ends_the_box_and_the_terminal_is_given_back) {
+    terminal screen(view());
+    ASSERT_TRUE(screen.shows("-82 dBm"));
+    const auto processes = family(screen.pid());
+    ASSERT_EQ(kill(screen.member("zelt-top"), SIGKILL), 0);
+    EXPECT_EQ(screen.end(), 0) << screen.output();
+    EXPECT_TRUE(screen.is_as_before());
+    EXPECT_TRUE(screen.page_is_left());
+    expect_all_gone(processes);
+}
+
+TEST_F(in_a_terminal, a_killed_daemon_ends_the_view_and_is_told_behind_it) {
+    terminal screen(view());
+    ASSERT_TRUE(screen.shows("-82 dBm"));
+    const auto processes = family(screen.pid());
+    ASSERT_EQ(kill(screen.member("zelt-stats"), SIGKILL), 0);
+    EXPECT_EQ(screen.end(), 1);
+    EXPECT_TRUE(screen.is_as_before());
+    EXPECT_TRUE(screen.page_is_left());
+    EXPECT_THAT(screen.output().substr(screen.output().rfind("\033[?1049l")), HasSubstr("ended by signal KILL"));
+    expect_all_gone(processes);
+}
+
+TEST_F(in_a_terminal, a_killed_inner_half_leaves_no_process_and_the_terminal_is_given_back) {
+    terminal screen(view());
+    ASSERT_TRUE(screen.shows("-82 dBm"));
+    const auto processes = family(screen.pid());
+    pid_t inner = -1;
+    for (const auto &[pid, words] : processes) {
+        inner = words.find("zelt-sim") < words.find('\0') && pid != screen.pid() ? pid : inner;
+    }
+    ASSERT_EQ(kill(inner, SIGKILL), 0);
+    EXPECT_NE(screen.end(), 0);
+    EXPECT_TRUE(screen.is_as_before());
+    EXPECT_TRUE(screen.page_is_left());
+    expect_all_gone(processes);
+}
+
+TEST_F(in_a_terminal, a_killed_zelt_sim_leaves_no_process) {
+    terminal screen(view());
+    ASSERT_TRUE(screen.shows("-82 dBm"));
+    const auto processes = family(screen.pid());
+    kill(screen.pid(), SIGKILL);
+    EXPECT_EQ(screen.end(), -SIGKILL);
+    expect_all_gone(processes);
+}
+
+TEST_F(in_a_terminal, the_view_ends_with_the_given_seconds) {
+    terminal screen(view() + " --seconds 2");
+    EXPECT_EQ(screen.end(), 0);
+    EXPECT_TRUE(screen.is_as_before());
+    EXPECT_TRUE(screen.page_is_left());
+}
+
+TEST_F(in_a_terminal, a_view_without_a_terminal_is_refused) {
+    std::string output;
+    EXPECT_EQ(status_of(view() + " < /dev/null", output), 2);
+    EXPECT_THAT(output, HasSubstr("--view needs a terminal"));
+}
+
+// --- The shell ---
+
+TEST_F(in_a_terminal, leaving_the_shell_ends_the_box) {
+    terminal screen(ZELT_SIM " shell " + file("lte.scenario", LTE));
+    ASSERT_TRUE(screen.shows("box:/#")) << screen.output();
+    const auto processes = family(screen.pid());
+    screen.type("until sysdb get CELL CELL_RSRP; do sleep 0.1; done 2> /dev/null\n");
+    EXPECT_TRUE(screen.shows("-82\r\n")) << screen.output();
+    screen.type("exit\n");
+    EXPECT_EQ(screen.end(), 0) << screen.output();
+    EXPECT_TRUE(screen.is_as_before());
+    expect_all_gone(processes);
+}
+
+TEST_F(in_a_terminal, an_interrupt_key_ends_a_command_of_the_shell_and_nothing_else) {
+    terminal screen(ZELT_SIM " shell " + file("lte.scenario", LTE));
+    ASSERT_TRUE(screen.shows("box:/#"));
+    // From a program that has the terminal's foreground already.
+    screen.type("sh -c 'echo be\"\"gun; exec sleep 1000'\n");
+    ASSERT_TRUE(screen.shows("begun"));
+    screen.type("\003");
+    screen.type("echo st''ill here\n");
+    EXPECT_TRUE(screen.shows("still here")) << screen.output();
+    screen.type("exit\n");
+    EXPECT_EQ(screen.end(), 0) << screen.output();
+}
+
+TEST_F(in_a_terminal, a_killed_shell_ends_the_box) {
+    terminal screen(ZELT_SIM " shell " + file("lte.scenario", LTE));
+    ASSERT_TRUE(screen.shows("box:/#"));
+    const auto processes = family(screen.pid());
+    ASSERT_EQ(kill(screen.member("bash"), SIGKILL), 0);
+    EXPECT_EQ(screen.end(), 0);
+    EXPECT_TRUE(screen.is_as_before());
+    expect_all_gone(processes);
+}
+
+TEST_F(in_a_terminal, the_shell_takes_commands_from_a_pipe) {
+    std::string output;
+    const std::string commands = "until sysdb get CELL CELL_RSRP; do sleep 0.1; done 2> /dev/null; ls /dev/ttyQSB3";
+    EXPECT_EQ(status_of("echo '" + commands + "' | " ZELT_SIM " shell " + file("lte.scenario", LTE), output), 0);
+    EXPECT_THAT(output, HasSubstr("-82\n/dev/ttyQSB3\n"));
+}
+
+// --- Accelerated time ---
+
+TEST_F(in_a_terminal, pauses_of_the_daemon_are_shorter_with_speed) {
+    // Twenty cycles take 76 s at least; the scenario must end before the limit.
+    std::string output;
+    const std::string scenario = "module EC25\nafter cycle 20\nexpect-absent NONE\nend\n";
+    EXPECT_EQ(status_of(ZELT_SIM " run " + file("fast.scenario", scenario) + " --speed 20 --seconds 60", output), 0);
+    EXPECT_THAT(output, HasSubstr("all 1 expectations hold"));
+}
+
+TEST_F(in_a_terminal, times_of_the_scenario_are_shorter_with_speed) {
+    std::string output;
+    const std::string daemon = file("daemon.sh", "#!/bin/sh\ntrap 'exit 0' TERM\nwhile :; do sleep 0.05; done\n");
+    const std::string scenario = file("fast.scenario", "at 1000s\nexpect-absent NONE\nend\n");
+    EXPECT_EQ(status_of(ZELT_SIM " run " + scenario + " --speed 100 --seconds 60 -- " + daemon, output), 0);
+    EXPECT_THAT(output, HasSubstr("all 1 expectations hold"));
+}
+
+TEST_F(in_a_terminal, programs_that_the_daemon_starts_keep_their_time) {
+    std::string output;
+    const std::string daemon =
+        file("daemon.sh", "#!/bin/sh\ntrap 'exit 0' TERM\nenv | grep -c PRELOAD\nwhile :; do sleep 0.05; done\n");
+    const std::string scenario = file("fast.scenario", "at 50s\nend\n");
+    EXPECT_EQ(status_of(ZELT_SIM " run " + scenario + " --speed 100 -- " + daemon, output), 0);
+    EXPECT_THAT(output, testing::ContainsRegex("output +0\n"));
+}
+
+// --- A module of one's own ---
+
+// What looks like a real port: a pseudo-terminal, and somebody who answers behind it.
+class real_port {
+public:
+    explicit real_port(std::map<std::string, std::string> answers) : answers_(std::move(answers)) {
+        int module_side = -1;
+        int router_side = -1;
+        std::array<char, 64> name{};
+        openpty(&module_side, &router_side, name.data(), nullptr, nullptr);
+        module_side_ = descriptor(module_side);
+        router_side_ = descriptor(router_side);
+        termios settings{};
+        tcgetattr(router_side, &settings);
+        cfmakeraw(&settings);
+        tcsetattr(router_side, TCSANOW, &settings);
+        name_ = name.data();
+        thread_ = std::jthread([this](const std::stop_token &stop) { answer(stop); });
+    }
+
+    const std::string &name() const { return name_; }
+
+private:
+    void answer(const std::stop_token &stop) {
+        std::string command;
+        while (!stop.stop_requested()) {
+            pollfd watched{module_side_.get(), POLLIN, 0};
+            char c = 0;
+            if (poll(&watched, 1, 50) <= 0 || read(module_side_.get(), &c, 1) != 1) {
+                continue;
+            }
+            if (c != '\r') {
+                command += c;
+            } else if (!answers_.empty()) {
+                const auto found = answers_.find(std::exchange(command, {}));
+                const std::string text = "\r\n" + (found != answers_.end() ? found->second : "ERROR") + "\r\n";
+                EXPECT_EQ(write(module_side_.get(), text.data(), text.size()), static_cast<ssize_t>(text.size()));
+            }
+        }
+    }
+
+    std::map<std::string, std::string> answers_;
+    descriptor module_side_;
+    descriptor router_side_;
+    std::string name_;
+    std::jthread thread_;  // last: it uses the others
+};
+
+std::string module_line(const std::string &port) {
+    return ZELT_SIM " module " + port + " --model EC25 --seconds 3 < /dev/null";
+}
+
+TEST_F(in_a_terminal, a_real_port_is_the_modules_port_in_the_box) {
+    const real_port port(
+        {{"at", "OK"},
+         {"at+qeng=\"servingcell\"", "+QENG: \"servingcell\",\"NOCONN\",\"LTE\",\"FDD\",001,01,1A2D001,120,"
+                                     "1300,3,5,5,7B0C,-82,-8,-52,21,46\r\n\r\nOK"}});
+    std::string output;
+    EXPECT_EQ(status_of(module_line(port.name()), output), 0) << output;
+    EXPECT_THAT(output, HasSubstr("CELL_RSRP = -82"));
+}
+
+TEST_F(in_a_terminal, a_silent_port_is_reported_as_no_at_port) {
+    const real_port port({});
+    std::string output;
+    EXPECT_EQ(status_of(module_line(port.name()), output), 2);
+    EXPECT_THAT(output, HasSubstr(port.name() + " is no AT port"));
+    EXPECT_THAT(output, HasSubstr("try the next one"));
+    EXPECT_THAT(output, Not(HasSubstr("cycle")));
+}
+
+TEST_F(in_a_terminal, what_is_no_port_is_reported) {
+    const std::pair<std::string, const char *> rows[] = {
+        {"/dev/no_such_port", "/dev/no_such_port: No such file or directory. Is the module plugged in?"},
+        {"/dev/null", "/dev/null is no serial port"},
+        {file("plain", ""), "plain is no serial port"},
+    };
+    for (const auto &[port, expected] : rows) {
+        std::string output;
+        EXPECT_EQ(status_of(module_line(port), output), 2) << port;
+        EXPECT_THAT(output, HasSubstr(expected));
+    }
+}
+
+}  // namespace
