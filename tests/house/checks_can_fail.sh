@@ -81,9 +81,9 @@ finds 'an include in angle brackets, which the table of arrows does not see' che
 finds 'the store'"'"'s library in the daemon' check_walls \
     'stats/map.cpp:1:' \
     'echo "#include <lmdb.h>" >stats/map.cpp'
-finds 'the broker'"'"'s library in the box' check_walls \
-    'sim/box.h:1:' \
-    'echo "#include <mosquitto.h>" >sim/box.h'
+finds 'the broker'"'"'s library in a tool' check_walls \
+    'tools/view.h:1:' \
+    'echo "#include <mosquitto.h>" >tools/view.h'
 finds 'a folder that is gone, so that nothing of it is checked' check_walls \
     'there is no folder platform' \
     'rm -r platform'
