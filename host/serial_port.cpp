@@ -3,10 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <optional>
-#include <set>
 #include <string_view>
 #include <utility>
 
@@ -15,6 +13,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include "host/say_once.h"
 #include "host/stop.h"
 #include "platform/module_access.h"
 
@@ -215,14 +214,6 @@ at_answer read_answer_in_doubt(port_stream &port, const std::string &command, co
                 last = std::move(answer);
             }
         }
-    }
-}
-
-// The reason is the message: a daemon that tries every few seconds says each one once.
-void say_once(const std::string &message) {
-    static std::set<std::string> said;
-    if (said.insert(message).second) {
-        std::fprintf(stderr, "%s\n", message.c_str());
     }
 }
 

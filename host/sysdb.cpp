@@ -8,15 +8,14 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <exception>
-#include <set>
 #include <string>
 #include <variant>
 
 #include <lmdb.h>
 
+#include "host/say_once.h"
 #include "host/sysdb_store.h"
 
 namespace {
@@ -44,15 +43,12 @@ sysdb_access access_of(int flags) {
 // 0 for success, else -1. The daemon meets the same fault in every cycle: each reason is told once in its life.
 // A missing key or named database is no fault, and a broken transaction was told when it broke.
 int told(int result, const char *key = "") {
-    static std::set<std::string> reasons;
     if (result != 0 && result != MDB_NOTFOUND && result != MDB_BAD_TXN) {
         std::string reason = sysdb_problem(shared().folder, result);
         if (result == SYSDB_FOREIGN_VALUE) {
             reason.append(" ").append(key);
         }
-        if (reasons.insert(reason).second) {
-            std::fprintf(stderr, "zelt: system database %s\n", reason.c_str());
-        }
+        say_once("zelt: system database " + reason);
     }
     return result == 0 ? 0 : -1;
 }
