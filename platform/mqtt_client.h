@@ -2,8 +2,10 @@
 //
 // Known of the device's library: the class, its virtual destructor, the constructor's four arguments, both
 // operations and the four result codes.
-// Assumed by this project: the boolean of the constructor asks for a clean session; a connection that is missing
-// or was lost is made again by the next send_message; both operations end within seconds whatever the broker does.
+// Assumed by this project: both operations are plain members, called by their names and not through a table of virtual
+// functions; an object has the size and layout of the one below (a table pointer and one pointer), which counts because
+// the daemon allocates it; the boolean of the constructor asks for a clean session; a connection that is missing or was
+// lost is made again by the next send_message; both operations end within seconds whatever the broker does.
 #pragma once
 
 #include <memory>
@@ -23,10 +25,10 @@ public:
     mqtt_brel &operator=(const mqtt_brel &) = delete;
 
     // Connects to the broker; an absent broker is no error.
-    virtual void start_mqtt_connection();
+    void start_mqtt_connection();
 
     // Publishes a NUL-terminated payload. Stores a BREL_MQTT_RC in *rc unless rc is null.
-    virtual void send_message(int *rc, const char *topic, const char *payload);
+    void send_message(int *rc, const char *topic, const char *payload);
 
 private:
     struct implementation;
