@@ -10,13 +10,16 @@
 #include "base/run_flag.h"
 #include "platform/config.h"
 
-int read_config(const std::string &key, Json::Value &out) {
+int read_config(const std::string &key, Json::Value &out) try {
     if (cmd_get_value_json(key.c_str(), out) != 0) {
         syslog(LOG_NOTICE, "Error reading configuration (%s)", key.c_str());
         return -1;
     }
     syslog(LOG_DEBUG, "Config:%s", json_line(out).c_str());
     return 0;
+} catch (const std::exception &e) {
+    log_exception(e, __func__);
+    return -1;
 }
 
 module_model get_module_model_from_hw_schema(Json::Value &cfg) try {

@@ -17,5 +17,6 @@ void update_event_log();
 
 // The time file, in seconds of fwtime_s(). Reading: 0, or -1 with *t left as it was when the file cannot be opened or
 // does not begin with a number. Writing: 0, or -1 when it cannot be opened; what a full disk takes away goes unnoticed.
+// What is no regular file, or has a second name, counts as one that cannot be opened.
 int read_last_connect_change_time(unsigned int *t);
 int write_last_connect_change_time(unsigned int t);

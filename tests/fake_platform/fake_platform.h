@@ -12,6 +12,8 @@
 #include <variant>
 #include <vector>
 
+#include <sys/socket.h>
+
 namespace fake {
 
 using value = std::variant<int, double, std::string>;
@@ -60,6 +62,7 @@ struct platform_state {
     std::string wwan_ip;                        // of "wwan0"; empty: none
     int link_error = 0;                         // of ip_link_set_interface_down and _up
     std::uint32_t now = 1000;                   // seconds; sleep() lets it pass
+    int log_socket_type = SOCK_DGRAM;           // on which the system log listens
 
     std::map<int, void (*)(int)> signal_handlers;  // those that signal() was given; none is really installed
 };

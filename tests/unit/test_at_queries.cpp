@@ -223,7 +223,7 @@ TEST_F(at_query_cycle, a_module_that_vanishes_clears_once_and_restarts_the_healt
     for (const std::string &line : journal_of_clearing()) {
         expected.push_back(line);
     }
-    expected.insert(expected.end(), {"log alert: Cell disconnected", "fopen /tmp/cell_last_connect_changed_time"});
+    expected.insert(expected.end(), {"log alert: Cell disconnected", "open /tmp/cell_last_connect_changed_time"});
     EXPECT_THAT(fake::platform().journal, ElementsAreArray(expected));
     EXPECT_FALSE(at_result_);
     EXPECT_EQ(health_counter_, 0U);

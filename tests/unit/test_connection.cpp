@@ -28,7 +28,7 @@ TEST(connection_check, publishes_before_it_logs_the_event) {
                 ElementsAre("check_interface_ip wwan0", "log debug: Check connection (ip:10.1.2.3):1",
                             "sysdb_namedb_write_int CELL CELL_CONNECTED int 1",
                             "log alert: Cell connected (10.00 minutes offline)",
-                            "fopen /tmp/cell_last_connect_changed_time"));
+                            "open /tmp/cell_last_connect_changed_time"));
 }
 
 TEST(connection_check, without_an_address_the_log_shows_an_empty_one) {
@@ -96,7 +96,7 @@ TEST(event_log, a_disconnect_after_the_first_event_always_carries_its_minutes) {
 }
 
 TEST(event_log, a_failed_write_of_the_time_file_is_ignored) {
-    fake::fail("fopen_write");
+    fake::fail("open_write");
     update_event_log();
     update_event_log();
     EXPECT_THAT(fake::log_lines(), ElementsAre("alert: Cell disconnected"));
@@ -115,11 +115,13 @@ TEST(event_log, minutes_of_every_kind_of_time_file) {
         const char *file;  // null: missing
         const char *minutes;
     };
-    static constexpr row ROWS[] = {
+    static const std::string BLANKS_AND_940 = std::string(5000, ' ') + "940";
+    static const row ROWS[] = {
         {"missing: since boot", nullptr, "16.67"},
         {"empty: since boot", "", "16.67"},
         {"text: since boot", "yesterday", "16.67"},
         {"leading blanks and line ends are skipped", " \n 940", "1.00"},
+        {"any number of them", BLANKS_AND_940.c_str(), "1.00"},
         {"what follows the number is ignored", "940 seconds", "1.00"},
         {"the same second", "1000", "0.00"},
         {"one second ahead: wraps to 2^32 - 1 s", "1001", "71582788.25"},
@@ -162,7 +164,7 @@ TEST(change_time_file, holds_the_number_without_a_line_end) {
 }
 
 TEST(change_time_file, cannot_be_opened_for_writing) {
-    fake::fail("fopen_write");
+    fake::fail("open_write");
     EXPECT_EQ(write_last_connect_change_time(1), -1);
 }
 

@@ -34,7 +34,7 @@ constexpr const char *IDLING = "debug: Idling waiting for zstats to continue to 
 TEST(clearing, whole_journal_of_the_first_one) {
     clear_values();
     std::vector<std::string> expected = journal_of_clearing();
-    expected.insert(expected.end(), {"log alert: Cell disconnected", "fopen /tmp/cell_last_connect_changed_time"});
+    expected.insert(expected.end(), {"log alert: Cell disconnected", "open /tmp/cell_last_connect_changed_time"});
     EXPECT_THAT(platform().journal, ElementsAreArray(expected));
 }
 

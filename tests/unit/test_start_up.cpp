@@ -72,7 +72,7 @@ TEST(start_up, runs_in_the_written_order_up_to_the_first_cycle) {
     const auto clearing = journal_of_clearing();
     expected.insert(expected.end(), clearing.begin(), clearing.end());
     expected.insert(expected.end(),
-                    {"log alert: Cell disconnected", "fopen /tmp/cell_last_connect_changed_time",
+                    {"log alert: Cell disconnected", "open /tmp/cell_last_connect_changed_time",
                      std::string("create_pidfile ") + PID_FILE, "log debug: Device model:fake board", "signal 15",
                      "signal 3", "signal 2", "mqtt_brel zstats 127.0.0.1 1883 true", "start_mqtt_connection"});
     EXPECT_THAT(journal_before("log info: Performing AT queries"), ElementsAreArray(expected));
@@ -229,11 +229,19 @@ TEST(hardware_wait, a_stopping_daemon_does_not_even_ask) {
 }
 
 TEST(hardware_wait, an_exception_is_logged_and_gives_no_module) {
-    fake::before("cmd_get_value_json", 1, [] { throw std::runtime_error("no store"); });
+    platform().config["hardware.wireless.cell"] = R"({"module":"EC25"})";
+    fake::before("config_get_string", 1, [] { throw std::runtime_error("no store"); });
     EXPECT_EQ(start({}), 0);
     EXPECT_THAT(fake::journal_of({"log alert: exception", "log alert: Module", std::string("delete_file ") + PID_FILE}),
                 ElementsAre("log alert: exception no store in get_module_model_from_hw_schema",
                             "log alert: Module model is unknown, quitting", std::string("delete_file ") + PID_FILE));
+}
+
+TEST(configuration_reading, an_exception_is_logged_under_its_name_and_is_a_failure) {
+    fake::before("cmd_get_value_json", 1, [] { throw std::runtime_error("no store"); });
+    Json::Value out;
+    EXPECT_EQ(read_config("some.path", out), -1);
+    EXPECT_THAT(fake::log_lines(), ElementsAre("alert: exception no store in read_config"));
 }
 
 TEST(configuration_reading, result_and_lines_of_success_and_failure) {
@@ -250,14 +258,14 @@ TEST(configuration_reading, result_and_lines_of_success_and_failure) {
 class stop_signal : public testing::TestWithParam<int> {};
 
 TEST_P(stop_signal, sends_the_sigterm_line_clears_the_flag_and_stops_the_library) {
-    fake::before("sendto", 1, [] { EXPECT_TRUE(keep_running); });
+    fake::before("send", 1, [] { EXPECT_TRUE(keep_running); });
     fake::before("stop_libzelt_funcs", 1, [] { EXPECT_FALSE(keep_running); });
     fake::before("sleep", 1, [] { platform().signal_handlers.at(GetParam())(GetParam()); });
     EXPECT_EQ(start(), 0);
     const auto &journal = platform().journal;
     ASSERT_GE(journal.size(), 4U);
     EXPECT_THAT(std::vector<std::string>(journal.end() - 4, journal.end()),
-                ElementsAre("sleep 4", "sendto /dev/log <129>cell: Zelt Stats received SIGTERM", "stop_libzelt_funcs",
+                ElementsAre("sleep 4", "send /dev/log <129>cell: Zelt Stats received SIGTERM", "stop_libzelt_funcs",
                             "~mqtt_brel"));
     EXPECT_TRUE(platform().files.contains(PID_FILE));
 }
@@ -267,10 +275,26 @@ INSTANTIATE_TEST_SUITE_P(each, stop_signal, testing::Values(SIGTERM, SIGQUIT, SI
 });
 
 TEST(stop_signal_handler, stops_the_daemon_although_the_line_cannot_be_sent) {
-    fake::fail("sendto");
+    fake::fail("send");
     on_signal(SIGTERM);
     EXPECT_FALSE(keep_running);
     EXPECT_EQ(platform().journal.back(), "stop_libzelt_funcs");
+}
+
+// In a stream the lines are told apart by the NUL behind each.
+TEST(stop_signal_handler, sends_the_line_with_its_end_to_a_log_that_listens_on_a_stream) {
+    platform().log_socket_type = SOCK_STREAM;
+    on_signal(SIGTERM);
+    EXPECT_THAT(
+        platform().journal,
+        ElementsAre(std::string("send /dev/log <129>cell: Zelt Stats received SIGTERM") + '\0', "stop_libzelt_funcs"));
+}
+
+TEST(stop_signal_handler, does_not_try_a_stream_when_there_is_no_log_at_all) {
+    fake::fail("connect");
+    fake::before("connect", 2, [] { FAIL() << "tried again"; });
+    on_signal(SIGTERM);
+    EXPECT_THAT(platform().journal, ElementsAre("stop_libzelt_funcs"));
 }
 
 TEST(stop_signal_handler, never_calls_syslog) {
@@ -279,7 +303,7 @@ TEST(stop_signal_handler, never_calls_syslog) {
 }
 
 TEST(stop_signal_handler, leaves_errno_of_the_interrupted_code) {
-    fake::before("sendto", 1, [] { errno = ECONNREFUSED; });
+    fake::before("send", 1, [] { errno = ECONNREFUSED; });
     errno = ERANGE;
     on_signal(SIGTERM);
     EXPECT_EQ(errno, ERANGE);
