@@ -1,14 +1,17 @@
 #include "base/target_arithmetic.h"
 
 #include <algorithm>
-#include <cerrno>
+#include <cctype>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <stdexcept>
 
 namespace {
 
 using int32_limits = std::numeric_limits<std::int32_t>;
+
+constexpr const char *BLANKS = " \t\n\v\f\r";  // of the C library, without a locale
 
 // strtoll clamps at 64 bits, far outside 32 bits, so what it yields is still on the right side of both limits.
 std::int32_t hex_int32(const std::string &text, const char *conversion) {
@@ -29,15 +32,24 @@ std::int32_t leading_int32(const char *text) {
     return clamp_int32(std::strtoll(text, nullptr, 10));
 }
 
-std::optional<std::uint32_t> leading_uint32(const char *text) {
-    char *end = nullptr;
-    const unsigned long long wide = std::strtoull(text, &end, 10);
-    if (end == text) {
+std::optional<std::uint32_t> leading_uint32(const char *text, int base) {
+    const char *digits = text + std::strspn(text, BLANKS);
+    const bool negated = *digits == '-';
+    if (negated || *digits == '+') {
+        ++digits;
+    }
+    // Behind the sign, and beginning with a digit: strtoull would take blanks and a second sign there.
+    if (std::isdigit(static_cast<unsigned char>(*digits)) == 0) {
         return std::nullopt;
     }
-    constexpr unsigned long long MAX = std::numeric_limits<std::uint32_t>::max();
-    const bool fits = wide <= MAX || 0 - wide <= MAX;  // the latter: a minus sign before a number that fits
-    return fits ? static_cast<std::uint32_t>(wide) : static_cast<std::uint32_t>(MAX);
+    // Without the sign an overflow of 64 bits is a number too large for 32, like any other.
+    const unsigned long long magnitude = std::strtoull(digits, nullptr, base);
+    constexpr std::uint32_t MAX = std::numeric_limits<std::uint32_t>::max();
+    if (magnitude > MAX) {
+        return MAX;
+    }
+    const auto number = static_cast<std::uint32_t>(magnitude);
+    return negated ? 0 - number : number;
 }
 
 std::int32_t stol_hex(const std::string &text) {

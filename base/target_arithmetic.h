@@ -8,9 +8,9 @@
 // strtol(text, nullptr, 10) of the target: the leading number, 0 without one, clamped to 32 bits signed.
 std::int32_t leading_int32(const char *text);
 
-// The leading unsigned number, as the target's scanf("%u") reads it: a minus sign negates within 32 bits, a number
-// beyond them clamps. Nothing without a digit.
-std::optional<std::uint32_t> leading_uint32(const char *text);
+// The leading unsigned number, as the target's strtoul reads it in base 10 (like scanf's "%u") or 0: a minus sign
+// negates within 32 bits, a magnitude beyond them clamps with either sign. Nothing without a digit.
+std::optional<std::uint32_t> leading_uint32(const char *text, int base = 10);
 
 // std::stol and std::stoi(text, nullptr, 16) of the target. Throw std::invalid_argument without a digit and
 // std::out_of_range beyond 32 bits signed; the message is "stol" or "stoi", for both.

@@ -1,19 +1,17 @@
 #include "daemon/options.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include <getopt.h>
+
+#include "base/target_arithmetic.h"
 
 namespace {
 
 // Base 0: decimal, 0x hexadecimal and leading-zero octal. Text that is no number counts as 0.
 unsigned int read_verbosity(const char *argument) {
-    const unsigned long long level = std::strtoull(argument, nullptr, 0);
-    constexpr unsigned long long LARGEST = 0xffffffff;           // what the target's unsigned long holds
-    const bool fits = level <= LARGEST || 0 - level <= LARGEST;  // the latter: a minus sign before a number that fits
-    return static_cast<unsigned int>(fits ? level : LARGEST);
+    return leading_uint32(argument, 0).value_or(0);
 }
 
 }  // namespace

@@ -1,12 +1,10 @@
 #include "decode/carrier_aggregation.h"
 
 #include <array>
-#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include <syslog.h>
 
@@ -20,20 +18,6 @@
 namespace {
 
 constexpr int SCC_MAX = 6;
-
-// -999: the module did not report the value; published as it stands.
-struct scc_info {
-    std::int32_t band = -999;
-    std::int32_t rsrp = -999;  // dBm
-    std::int32_t rsrq = -999;  // dB
-    std::int32_t rssi = -999;  // dBm
-    std::int32_t sinr = -999;
-    std::int32_t channel = -999;  // EARFCN
-    std::string bw_dl = "-999";   // MHz
-};
-
-// The carriers of the last answer; records behind its count are left over from earlier ones and never published.
-std::vector<scc_info> ca_vector;
 
 std::int32_t digits_of(char *field) {
     strip_not_in_range_list(field, "09", 1);
@@ -162,7 +146,7 @@ void save_carrier_aggregation_to_sysdb() try {
 int parse_ca_values_and_return_num_of_scc_info(char *answer) try {
     int count = 0;
     char *state = nullptr;
-    for (char *line = strtok_consecutive_r(answer, "\r\n", &state); line != nullptr && count < SCC_MAX;
+    for (char *line = strtok_consecutive_r(answer, "\r\n", &state); line != nullptr;
          line = strtok_consecutive_r(nullptr, "\r\n", &state)) {
         if (!is_lte_scc(line)) {
             continue;
@@ -170,7 +154,9 @@ int parse_ca_values_and_return_num_of_scc_info(char *answer) try {
         syslog(LOG_DEBUG, "Found SCC %d:%s", count + 1, line);
         if (const std::optional<scc_info> scc = decode_scc(line)) {
             ca_vector.at(static_cast<std::size_t>(count)) = *scc;
-            ++count;
+            if (++count == SCC_MAX) {
+                return count;
+            }
         }
     }
     return count;

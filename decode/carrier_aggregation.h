@@ -3,6 +3,24 @@
 // exceptions.
 #pragma once
 
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// -999: the module did not report the value; published as it stands.
+struct scc_info {
+    std::int32_t band = -999;
+    std::int32_t rsrp = -999;  // dBm
+    std::int32_t rsrq = -999;  // dB
+    std::int32_t rssi = -999;  // dBm
+    std::int32_t sinr = -999;
+    std::int32_t channel = -999;  // EARFCN
+    std::string bw_dl = "-999";   // MHz
+};
+
+// The carriers of the last answer; records behind its count are left over from earlier ones and never published.
+inline std::vector<scc_info> ca_vector;
+
 // Six empty carriers. Called once, before the first cycle.
 void init_ca_vector();
 

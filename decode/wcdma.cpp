@@ -21,7 +21,8 @@ constexpr wire_column WCDMA_COLUMNS[] = {
     {4, stol_hex_to_decimal, {"CELL_CID"}},
     {5, as_it_stands, {"CELL_UARFCN", "CELL_CHANNEL"}},
     {7, as_it_stands, {"CELL_RAC"}},
-    {8, rscp_field_to_sqi, {"CELL_SQI"}},  // the RSCP itself has no key: only its quality index is published
+    {8, as_it_stands, {"CELL_RSCP"}},  // outside the catalogue, so never published: see UNPUBLISHED_KEY
+    {8, rscp_field_to_sqi, {"CELL_SQI"}},
     {9, as_it_stands, {"CELL_ECIO"}},
 };
 static_assert(columns_ascend(WCDMA_COLUMNS) && keys_are_known(WCDMA_COLUMNS));

@@ -1,5 +1,6 @@
 // The AT port as a session: the lock file shared with other programs, then the serial device. A session serves one
-// exchange and is closed before its answer is decoded. Silent; waits for the lock as long as another program holds it.
+// exchange and is closed before its answer is decoded. Waits for the lock as long as another program holds it; logs
+// nothing but an exception of its own.
 #pragma once
 
 inline constexpr const char *MODEM_DEVICE = "/dev/ttyQSB3";
@@ -13,3 +14,22 @@ void acquire_modem_lock();
 int open_modem_port();
 
 void close_modem_port(int fd);
+
+// A session that ends with its scope, however the scope is left.
+class modem_session {
+public:
+    modem_session() : fd_(open_modem_port()) {}
+    ~modem_session() {
+        if (is_open()) {
+            close_modem_port(fd_);
+        }
+    }
+    modem_session(const modem_session &) = delete;
+    modem_session &operator=(const modem_session &) = delete;
+
+    bool is_open() const { return fd_ >= 0; }
+    int fd() const { return fd_; }
+
+private:
+    int fd_;
+};

@@ -11,16 +11,15 @@
 
 void update_registration_and_roaming() try {
     syslog(LOG_INFO, "Updating registration and roaming");
-    const int fd = open_modem_port();
-    if (fd < 0) {
+    const modem_session port;
+    if (!port.is_open()) {
         return;
     }
     bool roaming = false;
-    if (zelt_at_cmd_get_registration_and_roaming(fd, &cell_registered, &roaming) == 0) {
+    if (zelt_at_cmd_get_registration_and_roaming(port.fd(), &cell_registered, &roaming) == 0) {
         sysdb_namedb_write_int(nullptr, "CELL", "CELL_REGISTERED", cell_registered ? 1 : 0, 0);
         sysdb_namedb_write_int(nullptr, "CELL", "CELL_ROAMING", roaming ? 1 : 0, 0);
     }
-    close_modem_port(fd);
 } catch (const std::exception &e) {
     log_exception(e, __func__);
 }

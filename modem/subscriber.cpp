@@ -16,15 +16,14 @@ using subscriber_query = int (*)(int fd, char *buffer, unsigned int size);
 
 template <unsigned int size>
 void publish_answer(subscriber_query query, const char *key) {
-    const int fd = open_modem_port();
-    if (fd < 0) {
+    const modem_session port;
+    if (!port.is_open()) {
         return;
     }
     std::array<char, size> answer{};
-    if (query(fd, answer.data(), size) > 0) {
+    if (query(port.fd(), answer.data(), size) > 0) {
         sysdb_namedb_write_str(nullptr, "CELL", key, answer.data(), 0);
     }
-    close_modem_port(fd);
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include "stats/cell_stats_map.h"
 
 #include <cstdlib>
-#include <map>
 #include <vector>
 
 #include "base/exception_log.h"
@@ -11,32 +10,16 @@
 
 namespace {
 
-struct cell_stat {
-    explicit cell_stat(const cell_key &key) : kind(key.kind), default_number(key.default_number) {}
-
-    value_kind kind;
-    double default_number;
-    std::string default_text;
-    bool updated = false;  // since the last publication
-    int int_value = 0;
-    double real_value = 0.0;
-    std::string text_value;
-};
-
-using stats_map = std::map<std::string, cell_stat>;
-
-stats_map build_from_catalogue() {
-    stats_map map;
+std::map<std::string, cell_stat> build_from_catalogue() {
+    std::map<std::string, cell_stat> map;
     for (const cell_key &key : CELL_CATALOGUE) {
         map.emplace(key.name, key);
     }
     return map;
 }
 
-struct cell_stats_state {
-    stats_map map = build_from_catalogue();  // the keys never change
-    std::vector<cell_stat *> written;        // in a transaction that is not committed yet
-} cell_stats;
+// In a transaction that is not committed yet.
+std::vector<cell_stat *> written;
 
 void set_value(cell_stat &stat, const std::string &value) {
     switch (stat.kind) {
@@ -49,17 +32,19 @@ void set_value(cell_stat &stat, const std::string &value) {
     case VALUE_STRING:
         stat.text_value = value.empty() ? stat.default_text : value;
         break;
+    default:
+        return;
     }
     stat.updated = true;
 }
 
 // A transaction that was lost, by an exception too, takes its marks along; without them the values would never go out.
 struct lost_marks_return {
-    lost_marks_return() { cell_stats.written.clear(); }
+    lost_marks_return() { written.clear(); }
     lost_marks_return(const lost_marks_return &) = delete;
     lost_marks_return &operator=(const lost_marks_return &) = delete;
     ~lost_marks_return() {
-        for (cell_stat *stat : cell_stats.written) {
+        for (cell_stat *stat : written) {
             stat->updated = true;
         }
     }
@@ -81,9 +66,11 @@ void write_value(sysdb_handle *handle, const std::string &key, const cell_stat &
 
 }  // namespace
 
+std::map<std::string, cell_stat> cell_stats_map = build_from_catalogue();
+
 void update_cell_stats_map(const char *key, const char *value) try {
-    const auto found = cell_stats.map.find(std::string(key));
-    if (found != cell_stats.map.end()) {
+    const auto found = cell_stats_map.find(std::string(key));
+    if (found != cell_stats_map.end()) {
         set_value(found->second, std::string(value));
     }
 } catch (const std::exception &e) {
@@ -91,9 +78,9 @@ void update_cell_stats_map(const char *key, const char *value) try {
 }
 
 void save_cell_stats_map_to_sysdb_atomic(sysdb_handle *handle) try {
-    for (auto &[key, stat] : cell_stats.map) {
+    for (auto &[key, stat] : cell_stats_map) {
         if (stat.updated) {
-            cell_stats.written.push_back(&stat);
+            written.push_back(&stat);
             stat.updated = false;
             write_value(handle, key, stat);
         }
@@ -115,25 +102,31 @@ void save_cell_stats_map_to_sysdb_after(void (*write_first)(sysdb_handle *handle
         save_cell_stats_map_to_sysdb_atomic(handle);
     });
     if (committed) {
-        cell_stats.written.clear();
+        written.clear();
     }
 }
 
-void reset_lte_values() {
+void reset_lte_values() try {
     for (const char *key :
          {"CELL_LTE_RSRP", "CELL_LTE_SQI", "CELL_LTE_SINR", "CELL_LTE_RSRQ", "CELL_LTE_BAND", "CELL_LTE_RSSI"}) {
         update_cell_stats_map(key, "");
     }
+} catch (const std::exception &e) {
+    log_exception(e, __func__);
 }
 
-void reset_nr5g_values() {
+void reset_nr5g_values() try {
     for (const char *key : {"CELL_NR5G_RSRP", "CELL_NR5G_SQI", "CELL_NR5G_SINR", "CELL_NR5G_RSRQ", "CELL_NR5G_BAND"}) {
         update_cell_stats_map(key, "");
     }
+} catch (const std::exception &e) {
+    log_exception(e, __func__);
 }
 
-void reset_signal_values() {
+void reset_signal_values() try {
     for (const char *key : {"CELL_RSRP", "CELL_RSRQ", "CELL_RSSI", "CELL_SQI", "CELL_SINR", "CELL_BAND"}) {
         update_cell_stats_map(key, "");
     }
+} catch (const std::exception &e) {
+    log_exception(e, __func__);
 }

@@ -3,9 +3,27 @@
 // Every operation but one catches and logs its own exceptions.
 #pragma once
 
+#include <map>
 #include <string>
 
 #include "platform/sysdb.h"
+#include "stats/cell_catalogue.h"
+
+// One statistic: the value that its kind selects.
+struct cell_stat {
+    explicit cell_stat(const cell_key &key) : kind(key.kind), default_number(key.default_number) {}
+
+    value_kind kind;
+    double default_number;     // what an empty update puts in place
+    std::string default_text;  // the same of a string
+    bool updated = false;      // since the last publication
+    int int_value = 0;
+    double real_value = 0.0;
+    std::string text_value;
+};
+
+// By key; the keys never change. Read and written through the operations below.
+extern std::map<std::string, cell_stat> cell_stats_map;
 
 // Converts the text by the key's kind and marks the key for publication, also when the value stays the same.
 // An integer or real takes the leading number, 0 without one; an empty text selects the catalogue's default.

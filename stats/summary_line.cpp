@@ -11,50 +11,36 @@
 #include "stats/cell_catalogue.h"
 #include "stats/sysdb_transaction.h"
 
-namespace {
-
-struct rssimon_value {
-    rssimon_value(value_kind kind_read) : kind(kind_read) {}  // NOLINT(google-explicit-constructor): table rows
-
-    value_kind kind;
-    std::int32_t int_value = 0;
-    double dbl_value = 0.0;
-    std::string str_value;
-    bool valid = false;  // the last reading of this key succeeded
-};
-
-using rssimon_map = std::map<std::string, rssimon_value>;
-
 // CELL_SINR is read as an integer although it is published as a real: the line shows whole decibels.
-struct rssimon_state {
-    rssimon_map cell{
-        {"CELL_MODEL", VALUE_STRING},
-        {"CELL_SQI", VALUE_INTEGER},
-        {"CELL_RSSI", VALUE_INTEGER},
-        {"CELL_RSSI_SCC_1", VALUE_INTEGER},
-        {"CELL_RSCP", VALUE_INTEGER},
-        {"CELL_ECIO", VALUE_INTEGER},
-        {"CELL_SINR", VALUE_INTEGER},
-        {"CELL_RSRP", VALUE_INTEGER},
-        {"CELL_RSRP_SCC_1", VALUE_INTEGER},
-        {"CELL_RSRQ", VALUE_INTEGER},
-        {"CELL_CHANNEL", VALUE_INTEGER},
-        {"CELL_NET_TYPE", VALUE_STRING},
-        {"CELL_ROAMING", VALUE_INTEGER},
-        {"CELL_BAND", VALUE_INTEGER},
-        {"CELL_BAND_SCC_1", VALUE_INTEGER},
-        {"CELL_CHAN_BW_DL", VALUE_STRING},
-        {"CELL_CHAN_BW_DL_SCC_1", VALUE_STRING},
-        {"CELL_CID", VALUE_INTEGER},
-        {"CELL_TAC", VALUE_INTEGER},
-        {"CELL_LAC", VALUE_INTEGER},
-        {"CELL_MCC", VALUE_STRING},
-        {"CELL_MNC", VALUE_STRING},
-        {"CELL_ICCID", VALUE_STRING},
-        {"CELL_SIM_SEL", VALUE_INTEGER},
-    };
-    rssimon_map gpio{{"GPIO_TEMP", VALUE_REAL}};
-} rssimon;
+rssimon_map cell_rssimon_values{
+    {"CELL_MODEL", VALUE_STRING},
+    {"CELL_SQI", VALUE_INTEGER},
+    {"CELL_RSSI", VALUE_INTEGER},
+    {"CELL_RSSI_SCC_1", VALUE_INTEGER},
+    {"CELL_RSCP", VALUE_INTEGER},
+    {"CELL_ECIO", VALUE_INTEGER},
+    {"CELL_SINR", VALUE_INTEGER},
+    {"CELL_RSRP", VALUE_INTEGER},
+    {"CELL_RSRP_SCC_1", VALUE_INTEGER},
+    {"CELL_RSRQ", VALUE_INTEGER},
+    {"CELL_CHANNEL", VALUE_INTEGER},
+    {"CELL_NET_TYPE", VALUE_STRING},
+    {"CELL_ROAMING", VALUE_INTEGER},
+    {"CELL_BAND", VALUE_INTEGER},
+    {"CELL_BAND_SCC_1", VALUE_INTEGER},
+    {"CELL_CHAN_BW_DL", VALUE_STRING},
+    {"CELL_CHAN_BW_DL_SCC_1", VALUE_STRING},
+    {"CELL_CID", VALUE_INTEGER},
+    {"CELL_TAC", VALUE_INTEGER},
+    {"CELL_LAC", VALUE_INTEGER},
+    {"CELL_MCC", VALUE_STRING},
+    {"CELL_MNC", VALUE_STRING},
+    {"CELL_ICCID", VALUE_STRING},
+    {"CELL_SIM_SEL", VALUE_INTEGER},
+};
+rssimon_map gpio_rssimon_values{{"GPIO_TEMP", VALUE_REAL}};
+
+namespace {
 
 bool read_value(sysdb_handle *handle, const std::string &key, rssimon_value &value) {
     switch (value.kind) {
@@ -77,13 +63,14 @@ bool read_value(sysdb_handle *handle, const std::string &key, rssimon_value &val
 void read_back(rssimon_map &values, const char *named_database) {
     in_sysdb_transaction(named_database, SYSDB_READ_ONLY, [&values](sysdb_handle *handle) {
         for (auto &[key, value] : values) {
+            value.valid = false;  // first: a reading that throws must not leave an old value valid
             value.valid = read_value(handle, key, value);
         }
     });
 }
 
 const rssimon_value *find_valid(const char *key) {
-    for (const rssimon_map *map : {&rssimon.cell, &rssimon.gpio}) {
+    for (const rssimon_map *map : {&cell_rssimon_values, &gpio_rssimon_values}) {
         const auto found = map->find(key);
         if (found != map->end()) {
             return found->second.valid ? &found->second : nullptr;
@@ -173,8 +160,8 @@ std::string build_line() {
 }  // namespace
 
 void update_rssimon_sysdb_values() try {
-    read_back(rssimon.cell, "CELL");
-    read_back(rssimon.gpio, "GPIO");
+    read_back(cell_rssimon_values, "CELL");
+    read_back(gpio_rssimon_values, "GPIO");
     sysdb_namedb_write_str(nullptr, "CELL", "CELL_RSSIMON", build_line().c_str(), 0);
 } catch (const std::exception &e) {
     log_exception(e, __func__);

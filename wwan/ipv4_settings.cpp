@@ -1,9 +1,11 @@
 #include "wwan/ipv4_settings.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstring>
 #include <exception>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -93,6 +95,9 @@ void parse_ipv4_info(char *text, const Json::Value &config, module_model model) 
                 LABEL_HANDLERS.at(i).handle(found, context);
             }
         }
+        if (std::ranges::all_of(matched, std::identity{})) {
+            return;
+        }
     }
 } catch (const std::exception &e) {
     log_exception(e, __func__);
@@ -149,7 +154,8 @@ void parse_ipv4_type_string(const char *value, const char *key, const char *path
         dest[0] = '\0';
         withdraw(key);
     } else {
-        dest[text.copy(dest, static_cast<std::size_t>(size) - 1)] = '\0';
+        std::memset(dest, '\0', static_cast<std::size_t>(size));
+        text.copy(dest, static_cast<std::size_t>(size) - 1);
         publish(key, dest);
     }
     write_str_to_file(path, dest);
@@ -176,15 +182,19 @@ void calculate_bcast_and_save_to_sysdb(const char *ipv4, const char *mask) try {
     log_exception(e, __func__);
 }
 
-void delete_wwan_files() {
+void delete_wwan_files() try {
     for (const char *path : {"/var/run/wwan_ipv4", "/var/run/wwan_netmask", "/var/run/wwan_gw", "/var/run/wwan_mtu",
                              "/var/run/wwan_dns1", "/var/run/wwan_dns2"}) {
         delete_file(path);
     }
+} catch (const std::exception &e) {
+    log_exception(e, __func__);
 }
 
-void delete_wwan_sysdb_keys() {
+void delete_wwan_sysdb_keys() try {
     for (const char *key : {"CELL_IPV4", "CELL_MASK", "CELL_GATEWAY", "CELL_PRIMARY_DNS", "CELL_SECONDARY_DNS"}) {
         sysdb_namedb_del(nullptr, "CELL", key);
     }
+} catch (const std::exception &e) {
+    log_exception(e, __func__);
 }

@@ -408,6 +408,29 @@ TEST_F(carrier_aggregation, six_empty_carriers_are_ready_from_the_start) {
     }
 }
 
+TEST_F(carrier_aggregation, starts_with_exactly_six_empty_records_whatever_was_there) {
+    for (const std::size_t earlier : {0U, 3U, 6U, 9U}) {
+        SCOPED_TRACE(earlier);
+        ca_vector.assign(earlier, scc_info{.band = 7});
+        init_ca_vector();
+        ASSERT_EQ(ca_vector.size(), 6U);
+        for (const scc_info &scc : ca_vector) {
+            EXPECT_EQ(scc.band, -999);
+        }
+    }
+}
+
+TEST_F(carrier_aggregation, takes_no_line_after_the_sixth_carrier) {
+    std::string answer;
+    for (int i = 0; i < 6; ++i) {
+        answer += "+QCAINFO: \"SCC\",1,6,\"LTE BAND 3\"\n";
+    }
+    const std::size_t begin_of_the_rest = answer.size();
+    answer += "one\nmore\n";
+    EXPECT_EQ(parse_ca_values_and_return_num_of_scc_info(answer.data()), 6);
+    EXPECT_EQ(answer.substr(begin_of_the_rest), "one\nmore\n") << "not even split";
+}
+
 TEST_F(carrier_aggregation, deletes_from_a_number_to_the_sixth) {
     for (const int first : {1, 2, 6, 7, 8, 2147483647}) {
         SCOPED_TRACE(first);

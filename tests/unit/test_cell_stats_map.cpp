@@ -155,6 +155,17 @@ TEST(cell_catalogue, rscp_is_dropped_without_a_trace) {
     EXPECT_EQ(fake::cell("CELL_RSCP"), "");
 }
 
+TEST(cell_value, of_an_unknown_kind_is_neither_changed_nor_marked) {
+    cell_stat &stat = cell_stats_map.at("CELL_LAC");
+    stat.kind = static_cast<value_kind>(1);
+    update_cell_stats_map("CELL_LAC", "5");
+    EXPECT_FALSE(stat.updated);
+    EXPECT_EQ(stat.int_value, 0);
+    stat.updated = true;
+    save_cell_stats_map_to_sysdb();
+    EXPECT_EQ(fake::cell("CELL_LAC"), "");
+}
+
 TEST(cell_catalogue, nothing_is_marked_at_the_start) {
     EXPECT_THAT(publish(), IsEmpty());
 }

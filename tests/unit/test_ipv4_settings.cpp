@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <stdexcept>
 #include <string>
 
@@ -300,9 +301,41 @@ TEST(ipv4_settings, each_operation_logs_its_own_exception) {
         EXPECT_EQ(last_log(), each.log);
     }
 
+    // What withdraws the last answer logs for itself, and the new one is parsed all the same.
     fake::before("delete_file", 1, throws);
+    fake::before("sysdb_namedb_del", 1, throws);
+    platform().journal.clear();
     parse("IPv4 address: 10.1.2.3");
-    EXPECT_EQ(last_log(), "alert: exception disk gone in parse_ipv4_info");
+    EXPECT_THAT(fake::journal_of({"log alert:"}),
+                ElementsAre("log alert: exception disk gone in delete_wwan_files",
+                            "log alert: exception disk gone in delete_wwan_sysdb_keys"));
+    EXPECT_EQ(fake::cell("CELL_IPV4"), "string 10.1.2.3");
+
+    fake::before("write_str_to_file", 1, throws);
+    fake::before("syslog", 2, [] { throw std::runtime_error("no log"); });
+    fake::before("syslog", 3, [] { throw std::runtime_error("no log at all"); });
+    parse("IPv4 address: 10.1.2.3");
+    EXPECT_EQ(last_log(), "alert: exception no log at all in parse_ipv4_info");
+}
+
+TEST(ipv4_settings, nothing_is_split_behind_the_line_that_completes_the_six_labels) {
+    std::string text = "IPv4 address: 10.1.2.3\nIPv4 subnet mask: 255.0.0.0\nIPv4 gateway address: 10.1.2.4\n"
+                       "MTU: 1500\nIPv4 primary DNS: 1.1.1.1\nIPv4 secondary DNS: 2.2.2.2\n";
+    const std::size_t begin_of_the_rest = text.size();
+    text += "one\nmore\n";
+    parse_ipv4_info(text.data(), Json::Value(), MODULE_EC25);
+    EXPECT_EQ(text.substr(begin_of_the_rest), "one\nmore\n");
+}
+
+TEST(ipv4_settings, an_address_fills_its_buffer_up_to_the_last_byte) {
+    std::array<char, 16> buffer{};
+    buffer.fill('x');
+    parse_ipv4_type_string("10.1.2.3", "CELL_IPV4", "/var/run/wwan_ipv4", buffer.data(), 16);
+    EXPECT_STREQ(buffer.data(), "10.1.2.3");
+    EXPECT_EQ(buffer.back(), '\0');
+    buffer.fill('x');
+    parse_ipv4_type_string("a text of 23 characters", "CELL_IPV4", "/var/run/wwan_ipv4", buffer.data(), 16);
+    EXPECT_STREQ(buffer.data(), "a text of 23 ch");
 }
 
 }  // namespace

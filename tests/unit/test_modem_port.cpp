@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <stdexcept>
 
 #include "base/run_flag.h"
 #include "modem/at_exchange.h"
@@ -70,6 +71,26 @@ TEST(modem_lock, a_stop_together_with_the_release_does_not_take_the_lock) {
     EXPECT_FALSE(platform().files.contains("/tmp/zelt.cli"));
 }
 
+TEST(modem_lock, a_stop_during_the_last_look_does_not_take_the_lock) {
+    fake::before("access", 1, [] { keep_running = false; });
+    acquire_modem_lock();
+    EXPECT_THAT(platform().journal, IsEmpty());
+}
+
+TEST(modem_lock, a_stop_during_the_last_look_after_a_wait_does_not_take_the_lock) {
+    another_program_holds_the_lock();
+    fake::before("usleep", 1, the_lock_is_released);
+    fake::before("access", 2, [] { keep_running = false; });
+    acquire_modem_lock();
+    EXPECT_THAT(platform().journal, ElementsAre("usleep 50000"));
+}
+
+TEST(modem_lock, an_exception_is_logged_under_its_name) {
+    fake::before("create_empty_file", 1, [] { throw std::runtime_error("no file"); });
+    acquire_modem_lock();
+    EXPECT_THAT(fake::log_lines(), ElementsAre("alert: exception no file in acquire_modem_lock"));
+}
+
 TEST(modem_port, opening_takes_the_lock_and_then_the_device) {
     EXPECT_EQ(open_modem_port(), 7);
     EXPECT_THAT(platform().journal, ElementsAre("create_empty_file /tmp/zelt.cli", "ser_open /dev/ttyQSB3"));
@@ -95,6 +116,39 @@ TEST(modem_port, a_stop_during_the_wait_leaves_the_other_programs_lock) {
     EXPECT_EQ(open_modem_port(), -1);
     EXPECT_THAT(platform().journal, ElementsAre("usleep 50000"));
     EXPECT_TRUE(platform().files.contains("/tmp/zelt.cli"));
+}
+
+TEST(modem_port, a_stop_during_the_last_look_leaves_neither_lock_nor_device) {
+    fake::before("access", 1, [] { keep_running = false; });
+    EXPECT_EQ(open_modem_port(), -1);
+    EXPECT_THAT(platform().journal, IsEmpty());
+}
+
+TEST(modem_port, a_stop_right_after_the_lock_was_created_gives_it_back) {
+    fake::before("create_empty_file", 1, [] { keep_running = false; });
+    EXPECT_EQ(open_modem_port(), -1);
+    EXPECT_THAT(platform().journal, ElementsAre("create_empty_file /tmp/zelt.cli", "delete_file /tmp/zelt.cli"));
+    EXPECT_FALSE(platform().files.contains("/tmp/zelt.cli"));
+}
+
+TEST(modem_port, a_stop_while_the_device_opens_still_returns_it) {
+    fake::before("ser_open", 1, [] { keep_running = false; });
+    EXPECT_GE(open_modem_port(), 0);
+    EXPECT_TRUE(platform().files.contains("/tmp/zelt.cli")) << "the session is closed like any other";
+}
+
+TEST(modem_port, an_exception_of_the_device_gives_the_lock_back_and_is_logged_under_its_name) {
+    fake::before("ser_open", 1, [] { throw std::runtime_error("no device"); });
+    EXPECT_LT(open_modem_port(), 0);
+    EXPECT_FALSE(platform().files.contains("/tmp/zelt.cli"));
+    EXPECT_THAT(fake::log_lines(), ElementsAre("alert: exception no device in open_modem_port"));
+}
+
+TEST(modem_port, an_exception_of_the_closing_is_logged_under_its_name) {
+    const int fd = open_modem_port();
+    fake::before("delete_file", 1, [] { throw std::runtime_error("no folder"); });
+    close_modem_port(fd);
+    EXPECT_THAT(fake::log_lines(), ElementsAre("alert: exception no folder in close_modem_port"));
 }
 
 TEST(modem_port, closing_closes_the_device_and_then_gives_the_lock_back) {
@@ -131,6 +185,18 @@ TEST(at_exchange, of_all_lines_is_one_session_and_hands_the_librarys_result_thro
                                                     "ser_write_and_get_all_response_until_searchtxt at+qcainfo",
                                                     "ser_close", "delete_file /tmp/zelt.cli"));
     }
+}
+
+// Whatever leaves the exchange, the next one must not wait for its own lock.
+TEST(at_exchange, that_throws_is_closed_before_the_caller_sees_the_exception) {
+    const auto throws = [] { throw std::runtime_error("no answer"); };
+    std::array<char, 32> answer{};
+    fake::before("ser_write_and_wait_for_txt_get_line", 1, throws);
+    EXPECT_THROW(exchange_for_line("at+csq\r", "+CSQ:", answer), std::runtime_error);
+    fake::before("ser_write_and_get_all_response_until_searchtxt", 1, throws);
+    EXPECT_THROW(exchange_for_all_lines("at+qcainfo\r", answer), std::runtime_error);
+    EXPECT_THAT(fake::journal_of({"ser_close", "delete_file"}),
+                ElementsAre("ser_close", "delete_file /tmp/zelt.cli", "ser_close", "delete_file /tmp/zelt.cli"));
 }
 
 TEST(at_exchange, without_a_port_there_is_no_result_and_no_exchange) {

@@ -111,6 +111,7 @@ TEST(verbosity_option, a_level_above_2_is_stored_and_prints_the_usage_text) {
         {"one past the highest", "3", 3},
         {"octal 8, not decimal 10", "010", 8},
         {"hexadecimal", "0xff", 255},
+        {"just below 2^64 is no negated number", "18446744069414584322", 4294967295U},
         {"largest of 32 bits", "4294967295", 4294967295U},
         {"beyond 32 bits clamps instead of wrapping to 2", "4294967298", 4294967295U},
         {"beyond 64 bits", "99999999999999999999", 4294967295U},

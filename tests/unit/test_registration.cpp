@@ -95,6 +95,7 @@ TEST(registration, an_exception_of_the_query_is_logged) {
     update_registration_and_roaming();
     EXPECT_THAT(fake::log_lines(), ElementsAre("info: Updating registration and roaming",
                                                "alert: exception no answer in update_registration_and_roaming"));
+    EXPECT_FALSE(platform().files.contains("/tmp/zelt.cli"));
 }
 
 TEST(registration, an_exception_of_the_first_write_is_logged_and_skips_the_second) {
@@ -102,6 +103,7 @@ TEST(registration, an_exception_of_the_first_write_is_logged_and_skips_the_secon
     fake::before("sysdb_namedb_write_int", 1, [] { throw std::runtime_error("no database"); });
     update_registration_and_roaming();
     EXPECT_EQ(fake::log_lines().back(), "alert: exception no database in update_registration_and_roaming");
+    EXPECT_FALSE(platform().files.contains("/tmp/zelt.cli"));
     EXPECT_EQ(fake::cell("CELL_ROAMING"), "");
 }
 

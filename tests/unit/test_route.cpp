@@ -162,6 +162,14 @@ TEST_F(route_update, the_post_networkd_script_runs_after_five_seconds_when_it_is
     EXPECT_TRUE(route_updated);
 }
 
+TEST_F(route_update, an_exception_of_the_configuration_is_logged_under_the_name_of_its_reading) {
+    fake::before("cmd_get_value_json", 1, [] { throw std::runtime_error("no store"); });
+    Json::Value config = "as it was";
+    read_network_config(config);
+    EXPECT_THAT(fake::log_lines(), ElementsAre("alert: exception no store in read_network_config"));
+    EXPECT_EQ(config, "as it was");
+}
+
 TEST_F(route_update, an_exception_within_the_bring_up_makes_the_next_call_try_all_of_it_again) {
     platform().files["/var/run/post_networkd_start_actions_script"] = "";
     fake::before("system", 1, [] { throw std::runtime_error("no memory"); });

@@ -101,6 +101,7 @@ TEST_P(subscriber_query, an_exception_is_logged_with_the_operations_name) {
     self().operation();
     EXPECT_THAT(fake::log_lines(), ElementsAre(std::string("info: ") + self().log_line,
                                                std::string("alert: exception no answer in ") + self().name));
+    EXPECT_FALSE(platform().files.contains("/tmp/zelt.cli"));
 }
 
 INSTANTIATE_TEST_SUITE_P(each, subscriber_query, testing::ValuesIn(CASES),

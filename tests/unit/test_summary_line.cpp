@@ -362,6 +362,15 @@ TEST_F(summary_line, an_exception_is_logged_under_its_name_and_the_session_is_cl
                                                       "log alert: exception no memory in update_rssimon_sysdb_values"));
 }
 
+TEST_F(summary_line, a_reading_that_throws_leaves_no_old_value_valid) {
+    cell()["CELL_BAND"] = 3;
+    EXPECT_EQ(field(11), "Band: 3");
+    fake::before("sysdb_read_int", 1, [] { throw std::runtime_error("no memory"); });  // CELL_BAND, the first in order
+    line();
+    fake::fail("sysdb_init");  // the line is built from what the maps hold
+    EXPECT_EQ(field(11), "");
+}
+
 TEST_F(summary_line, an_exception_of_another_type_passes_through) {
     fake::before("sysdb_init", 1, [] { throw 42; });
     EXPECT_THROW(update_rssimon_sysdb_values(), int);

@@ -63,6 +63,14 @@ TEST(leading_uint32, takes_the_leading_number_and_tells_its_absence) {
         {"minus the highest", "-4294967295", 1U},
         {"minus one past the highest clamps", "-4294967296", 4294967295U},
         {"minus beyond 64 bits clamps", "-99999999999999999999", 4294967295U},
+        {"just below 2^64 is no negated number: 2^64 - 2^32 + 2", "18446744069414584322", 4294967295U},
+        {"2^64 - 1 clamps", "18446744073709551615", 4294967295U},
+        {"minus just below 2^64 clamps", "-18446744069414584322", 4294967295U},
+        {"minus 2^64 - 1 clamps", "-18446744073709551615", 4294967295U},
+        {"a plus sign", "+7", 7U},
+        {"two signs are no number", "+-7", std::nullopt},
+        {"a blank behind the sign is no number", "- 7", std::nullopt},
+        {"every kind of blank", " \t\n\v\f\r7", 7U},
         {"no number", "abc", std::nullopt},
         {"empty", "", std::nullopt},
         {"sign alone", "-", std::nullopt},
@@ -71,6 +79,15 @@ TEST(leading_uint32, takes_the_leading_number_and_tells_its_absence) {
         SCOPED_TRACE(each.why);
         EXPECT_EQ(leading_uint32(each.text), each.value);
     }
+}
+
+TEST(leading_uint32, in_base_0_takes_the_base_from_the_prefix) {
+    EXPECT_EQ(leading_uint32("0x10", 0), 16U);
+    EXPECT_EQ(leading_uint32("-0x1", 0), 4294967295U);
+    EXPECT_EQ(leading_uint32("010", 0), 8U);
+    EXPECT_EQ(leading_uint32("10", 0), 10U);
+    EXPECT_EQ(leading_uint32("0xFFFFFFFF00000002", 0), 4294967295U);
+    EXPECT_EQ(leading_uint32("0x10"), 0U) << "base 10 stops at the x";
 }
 
 TEST(hexadecimal_conversion, both_take_32_bits_signed) {
