@@ -9,9 +9,9 @@ namespace {
 
 void write_column(const wire_column &row, const char *field) {
     const std::string value = row.convert(field);
-    for (const char *key : row.keys) {
-        if (key != nullptr) {
-            update_cell_stats_map(key, value);
+    for (const cell_key key : row.keys) {
+        if (key.name() != nullptr) {
+            update_cell_stat(key, value);
         }
     }
 }

@@ -50,7 +50,7 @@ std::vector<std::string> differences(const expect_cell &expected, const cell_val
     for (const key_value &entry : expected.keys) {
         compare(wrong, entry.key, &entry.value, find(now, entry.key));
     }
-    for (const cell_key &entry : CELL_CATALOGUE) {
+    for (const catalogue_row &entry : CELL_CATALOGUE) {
         if (!is_listed(expected, entry.name)) {
             compare(wrong, entry.name, find(*before, entry.name), find(now, entry.name), " as before");
         }

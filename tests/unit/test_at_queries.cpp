@@ -7,6 +7,7 @@
 #include "base/run_flag.h"
 #include "decode/carrier_aggregation.h"
 #include "modem/at_queries.h"
+#include "stats/carriers.h"
 #include "tests/fake_platform/fake_platform.h"
 #include "tests/unit/clearing_journal.h"
 #include "wwan/connection.h"

@@ -1,5 +1,6 @@
 // Carrier aggregation: which lines of the answer are carriers, and the sessions in which their keys come and go.
 #include "decode/carrier_aggregation.h"
+#include "stats/carriers.h"
 
 #include <cstdlib>
 #include <new>

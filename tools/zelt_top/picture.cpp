@@ -36,7 +36,7 @@ unsigned technology_of(std::string_view net_type) {
 }
 
 // The keys that the daemon publishes besides the cell statistics, and those of other programs that belong to the view.
-constexpr std::array<cell_key, 16> MORE_KEYS{{
+constexpr std::array<catalogue_row, 16> MORE_KEYS{{
     {"CELL_REGISTERED", VALUE_INTEGER, 0},
     {"CELL_ROAMING", VALUE_INTEGER, 0},
     {"CELL_CONNECTED", VALUE_INTEGER, 0},
@@ -56,7 +56,7 @@ constexpr std::array<cell_key, 16> MORE_KEYS{{
 }};
 
 // The keys of a secondary carrier, without their number.
-constexpr std::array<cell_key, 7> CARRIER_KEYS{{
+constexpr std::array<catalogue_row, 7> CARRIER_KEYS{{
     {"CELL_CHAN_BW_DL_SCC_", VALUE_STRING, 0},
     {"CELL_CHANNEL_SCC_", VALUE_INTEGER, 0},
     {"CELL_BAND_SCC_", VALUE_INTEGER, 0},
@@ -79,8 +79,8 @@ bool has_kind(const value &stored, value_kind kind) {
 }
 
 bool expected(const std::string &key, const value &stored) {
-    const auto matches = [&](const cell_key &one) { return key == one.name && has_kind(stored, one.kind); };
-    const auto matches_carrier = [&](const cell_key &one) {
+    const auto matches = [&](const catalogue_row &one) { return key == one.name && has_kind(stored, one.kind); };
+    const auto matches_carrier = [&](const catalogue_row &one) {
         const std::size_t length = std::string_view(one.name).size();
         return key.size() == length + 1 && key.starts_with(one.name) && key.back() >= '1' &&
                key.back() < '1' + CARRIERS_MAX && has_kind(stored, one.kind);
@@ -162,8 +162,9 @@ constexpr std::array<fact_row, 2> NR_LEG_FACTS{
     {{"band", "band", "CELL_NR5G_BAND", NSA}, {"pci", "PCI", "CELL_PCID", NSA}}};
 
 bool is_text_key(const char *key) {
-    const auto *const found = std::find_if(CELL_CATALOGUE.begin(), CELL_CATALOGUE.end(),
-                                           [key](const cell_key &one) { return std::string_view(key) == one.name; });
+    const auto *const found =
+        std::find_if(CELL_CATALOGUE.begin(), CELL_CATALOGUE.end(),
+                     [key](const catalogue_row &one) { return std::string_view(key) == one.name; });
     return found != CELL_CATALOGUE.end() && found->kind == VALUE_STRING;
 }
 
@@ -283,7 +284,7 @@ carrier secondary_carrier(const snapshot &cell, int index) {
 std::vector<carrier> find_carriers(const snapshot &cell, unsigned technology) {
     std::vector<carrier> carriers;
     for (int index = 1; index <= CARRIERS_MAX; ++index) {
-        const bool there = std::any_of(CARRIER_KEYS.begin(), CARRIER_KEYS.end(), [&](const cell_key &one) {
+        const bool there = std::any_of(CARRIER_KEYS.begin(), CARRIER_KEYS.end(), [&](const catalogue_row &one) {
             return cell.contains(one.name + std::to_string(index));
         });
         if (there) {
