@@ -9,7 +9,6 @@
 #include <exception>
 #include <string>
 
-#include <fcntl.h>
 #include <langinfo.h>
 #include <unistd.h>
 
@@ -167,16 +166,6 @@ int run_screen(const options &chosen) {
     }
 }
 
-// A file opened later must not become a standard stream: messages would land in it.
-void fill_standard_descriptors() {
-    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        if (fcntl(fd, F_GETFD) < 0) {
-            // The wrong way round on purpose: writing to a closed output stays an error.
-            static_cast<void>(open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY));
-        }
-    }
-}
-
 int run(int argc, char **argv) {
     int exit_code = 0;
     const std::optional<options> chosen = parse_options(argc, argv, exit_code);
@@ -201,7 +190,6 @@ int run(int argc, char **argv) {
 }  // namespace zelt_top
 
 int main(int argc, char **argv) try {
-    zelt_top::fill_standard_descriptors();
     std::setlocale(LC_CTYPE, "");
     std::signal(SIGPIPE, SIG_IGN);
     zelt_top::expect_the_worst();
