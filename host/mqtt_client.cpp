@@ -11,6 +11,8 @@
 #include <fcntl.h>
 #include <mosquitto.h>
 
+#include "host/process_start.h"
+
 namespace {
 
 using clock_type = std::chrono::steady_clock;
@@ -70,6 +72,7 @@ std::unique_ptr<connection> connect(const std::string &client_name, const std::s
                                     bool clean_session) {
     auto broker = std::make_unique<connection>();
     broker->client.reset(mosquitto_new(client_name.c_str(), clean_session, broker.get()));
+    catch_broken_pipes();  // the library has just ignored them
     mosquitto *client = broker->client.get();
     if (client == nullptr) {
         return nullptr;

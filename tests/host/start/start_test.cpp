@@ -55,4 +55,25 @@ TEST_F(start, no_file_becomes_a_standard_stream) {
     }
 }
 
+// A child that ended in vain would have no status: every command would seem to fail.
+TEST_F(start, an_ignored_end_of_children_is_heard_again) {
+    EXPECT_EQ(run("env --ignore-signal=CHLD --ignore-signal=HUP", ">/dev/null"), 0);
+    EXPECT_FALSE(holds("SigIgn", SIGCHLD)) << report_;
+    EXPECT_TRUE(holds("SigIgn", SIGHUP)) << "as nohup left it";
+}
+
+TEST_F(start, no_signal_stays_blocked) {
+    EXPECT_EQ(run("env --block-signal", ">/dev/null"), 0);
+    EXPECT_THAT(report_, HasSubstr("SigBlk:\t0000000000000000\n"));
+}
+
+TEST_F(start, a_broken_pipe_is_an_error_of_the_write) {
+    const std::string pipe = folder_.path("pipe");
+    EXPECT_EQ(run("mkfifo " + pipe + "; exec 3<>" + pipe + " >" + pipe + " 3<&-; exec", ""), 1);
+    for (const char *prefix : {"", "env --ignore-signal=PIPE"}) {
+        run(prefix, ">/dev/null");
+        EXPECT_TRUE(holds("SigCgt", SIGPIPE)) << "what is caught is not inherited: " << prefix << report_;
+    }
+}
+
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <string>
@@ -389,6 +390,14 @@ TEST_F(mqtt, there_is_no_background_thread) {
     const real_broker broker(port_);
     EXPECT_EQ(send(client_, "payload"), BREL_MQTT_SUCCESS);
     EXPECT_THAT(content_of("/proc/self/status"), testing::HasSubstr("\nThreads:\t1\n"));
+}
+
+TEST_F(mqtt, no_command_inherits_an_ignored_signal) {
+    const real_broker broker(port_);
+    start(client_);
+    EXPECT_EQ(send(client_, "payload"), BREL_MQTT_SUCCESS);
+    // Of a command that we have no hand in, as the daemon runs one. The last four digits: the signals 1 to 16.
+    EXPECT_EQ(std::system("grep -q '^SigIgn:.*0000$' /proc/self/status"), 0);
 }
 
 TEST_F(mqtt, no_command_inherits_the_connection) {
