@@ -6,7 +6,8 @@
 
 #include <cstdint>
 
-// --- Files. Results: 0 on success; the daemon ignores them (assumed). ---
+// --- Files. Results: 0 on success; the daemon ignores them (assumed). A new file is readable by all and writable by
+// its owner, whatever the umask; one that exists keeps its mode (assumed). ---
 
 int create_pidfile(const char *path);     // holds the process id in decimal; replaces an older file (assumed)
 int create_empty_file(const char *path);  // an existing file is left as it is (assumed)

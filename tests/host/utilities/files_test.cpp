@@ -36,13 +36,44 @@ TEST_F(files, write_of_an_empty_text_leaves_an_empty_file) {
     EXPECT_EQ(content_of(path("old")), "");
 }
 
-TEST_F(files, written_files_are_readable_by_other_programs) {
-    const mode_t mask = umask(0022);
-    write_str_to_file(path("new").c_str(), "1");
-    umask(mask);
+class umask_of_the_parent {
+public:
+    explicit umask_of_the_parent(mode_t mask) : old_(umask(mask)) {}
+    ~umask_of_the_parent() { umask(old_); }
+    umask_of_the_parent(const umask_of_the_parent &) = delete;
+    umask_of_the_parent &operator=(const umask_of_the_parent &) = delete;
+
+private:
+    mode_t old_;
+};
+
+mode_t mode_of(const std::string &path) {
     struct stat status = {};
-    ASSERT_EQ(stat(path("new").c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777, 0644U);
+    return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777U : 0;
+}
+
+TEST_F(files, new_files_are_readable_by_all_and_writable_by_us_whatever_the_umask) {
+    for (const mode_t mask : {0000U, 0022U, 0077U, 0777U}) {
+        const umask_of_the_parent umask(mask);
+        EXPECT_EQ(write_str_to_file(path("text").c_str(), "1"), 0);
+        EXPECT_EQ(create_empty_file(path("lock").c_str()), 0);
+        EXPECT_EQ(create_pidfile(path("pid").c_str()), 0);
+        for (const char *name : {"text", "lock", "pid"}) {
+            EXPECT_EQ(mode_of(path(name)), 0644U) << name << " under " << std::oct << mask;
+            delete_file(path(name).c_str());
+        }
+    }
+}
+
+TEST_F(files, a_file_that_stands_there_keeps_its_mode) {
+    for (const mode_t mode : {0600U, 0666U}) {
+        folder_.write("theirs", "secret");
+        ASSERT_EQ(chmod(path("theirs").c_str(), mode), 0);
+        EXPECT_EQ(write_str_to_file(path("theirs").c_str(), "1"), 0);
+        EXPECT_EQ(create_empty_file(path("theirs").c_str()), 0);
+        EXPECT_EQ(mode_of(path("theirs")), mode);
+        EXPECT_EQ(content_of(path("theirs")), "1");
+    }
 }
 
 TEST_F(files, write_into_a_kernel_file_works) {
