@@ -7,7 +7,9 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
+#include <system_error>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -229,4 +231,15 @@ std::optional<std::string> collect_output(const std::vector<std::string> &progra
         return std::nullopt;
     }
     return std::move(program).text();
+}
+
+// Not close_range(), which older kernels do not have.
+void keep_descriptors_from_programs() {
+    std::error_code none_to_be_seen;
+    for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd", none_to_be_seen)) {
+        const int fd = std::stoi(entry.path().filename());
+        if (fd > STDERR_FILENO) {
+            fcntl(fd, F_SETFD, FD_CLOEXEC);
+        }
+    }
 }
