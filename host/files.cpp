@@ -6,13 +6,13 @@
 
 #include <cerrno>
 #include <cstring>
-#include <string>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "host/descriptor.h"
+#include "host/pid_file.h"
 
 namespace {
 
@@ -48,15 +48,15 @@ bool write_all(int fd, const char *text, std::size_t length) {
 
 }  // namespace
 
-int create_pidfile(const char *path) {
-    return write_str_to_file(path, std::to_string(getpid()).c_str());
-}
-
 int create_empty_file(const char *path) {
     return create_file(path).is_open() || errno == EEXIST ? 0 : -1;
 }
 
+// A daemon that gives up deletes its pid file: not the one of another daemon.
 int delete_file(const char *path) {
+    if (is_left_to_another_instance(path)) {
+        return -1;
+    }
     return unlink(path) == 0 || errno == ENOENT ? 0 : -1;
 }
 

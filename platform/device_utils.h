@@ -9,7 +9,11 @@
 // --- Files. Results: 0 on success; the daemon ignores them (assumed). A new file is readable by all and writable by
 // its owner, whatever the umask; one that exists keeps its mode (assumed). ---
 
-int create_pidfile(const char *path);     // holds the process id in decimal; replaces an older file (assumed)
+// The file holds the process id in decimal and replaces an older one. But while the process that an older one names
+// runs the same program, that file stays, also from this process's delete_file; the result is non-zero, and the library
+// says on standard error that two are running (assumed). It stops nobody: the caller goes on.
+int create_pidfile(const char *path);
+
 int create_empty_file(const char *path);  // an existing file is left as it is (assumed)
 int delete_file(const char *path);        // a missing file is not an error
 bool file_exists(const char *path);
