@@ -1,9 +1,8 @@
-// The carrier-aggregation query and the decoding of its answer: the LTE secondary component carriers (SCCs). Both
-// operations catch and log their own exceptions.
+// The carrier-aggregation query and the decoding of its answer: the LTE secondary component carriers (SCCs).
 #pragma once
 
 // Asks the module (blocks for one exchange), publishes the carriers it reports and deletes the keys of those it does
-// not report any longer. A failed exchange leaves the published keys as they are.
+// not report any longer. A failed exchange leaves the published keys as they are. Catches and logs its own exceptions.
 void save_carrier_aggregation_to_sysdb();
 
 // Stores the answer's LTE carriers in order, at most six, and returns how many. Splits the answer in place. Logs an

@@ -1,6 +1,7 @@
 #include "decode/wire_columns.h"
 
 #include <string>
+#include <string_view>
 
 #include "platform/device_utils.h"
 #include "stats/cell_stats_map.h"

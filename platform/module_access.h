@@ -5,9 +5,10 @@
 //
 // Known of the device's library: the names, the arguments and the meaning of the results given below; of the models,
 // what the numbers 0, 2, 3, 5 and 6 mean.
-// Assumed by this project: the names given to the models; that an exchange ends by itself when the module stays silent,
-// that buffers always hold a NUL-terminated text afterwards (empty without an answer), and that the two last arguments
-// of the exchanges, which the daemon passes as 1 and 1, need no other value.
+// Assumed by this project: the names given to the models; that stop_libzelt_funcs() is safe in a signal handler and
+// holds for the rest of the process; that an exchange ends by itself when the module stays silent, that buffers always
+// hold a NUL-terminated text afterwards (empty without an answer), and that the two last arguments of the exchanges,
+// which the daemon passes as 1 and 1, need no other value.
 #pragma once
 
 #include <string>

@@ -8,7 +8,6 @@
 
 #include "base/not_reported.h"
 
-// The numbers are those of the database's own type table.
 enum value_kind : int {
     VALUE_INTEGER = 2,
     VALUE_REAL = 3,

@@ -292,7 +292,8 @@ TEST_P(publication_exception, is_logged_and_keeps_the_marks) {
     EXPECT_THAT(publish(), ElementsAre("sysdb_write_int CELL_RSRP int -95"));
 }
 
-INSTANTIATE_TEST_SUITE_P(of, publication_exception, testing::Values("sysdb_init", "sysdb_txn_start", "sysdb_txn_end"),
+INSTANTIATE_TEST_SUITE_P(of, publication_exception,
+                         testing::Values("sysdb_init", "sysdb_txn_start", "sysdb_txn_end", "sysdb_exit"),
                          [](const auto &test) { return std::string(test.param); });
 
 // --- Group resets ---
@@ -402,7 +403,7 @@ TEST_P(clearing_exception, is_logged_under_the_name_of_the_clearing_and_skips_th
 // The first integers and strings are the registration, connection and address keys, which are no part of the map.
 INSTANTIATE_TEST_SUITE_P(of, clearing_exception,
                          testing::Values("sysdb_init", "sysdb_txn_start", "sysdb_write_int", "sysdb_write_str",
-                                         "sysdb_txn_end"),
+                                         "sysdb_txn_end", "sysdb_exit"),
                          [](const auto &test) { return std::string(test.param); });
 
 }  // namespace

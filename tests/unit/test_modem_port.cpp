@@ -91,6 +91,28 @@ TEST(modem_lock, an_exception_is_logged_under_its_name) {
     EXPECT_THAT(fake::log_lines(), ElementsAre("alert: exception no file in acquire_modem_lock"));
 }
 
+TEST(modem_port, an_exception_of_the_lock_is_logged_under_the_name_of_its_taking) {
+    fake::before("create_empty_file", 1, [] { throw std::runtime_error("no file"); });
+    EXPECT_EQ(open_modem_port(), -1);
+    EXPECT_THAT(platform().journal,
+                ElementsAre("create_empty_file /tmp/zelt.cli", "log alert: exception no file in acquire_modem_lock"));
+}
+
+TEST(modem_port, an_exception_while_the_lock_is_given_back_is_logged) {
+    fake::fail("ser_open");
+    fake::before("delete_file", 1, [] { throw std::runtime_error("no folder"); });
+    EXPECT_LT(open_modem_port(), 0);
+    EXPECT_THAT(fake::log_lines(), ElementsAre("alert: exception no folder in open_modem_port"));
+}
+
+TEST(modem_port, an_exception_of_the_closing_still_gives_the_lock_back) {
+    const int fd = open_modem_port();
+    fake::before("ser_close", 1, [] { throw std::runtime_error("no device"); });
+    close_modem_port(fd);
+    EXPECT_FALSE(platform().files.contains("/tmp/zelt.cli"));
+    EXPECT_THAT(fake::log_lines(), ElementsAre("alert: exception no device in close_modem_port"));
+}
+
 TEST(modem_port, opening_takes_the_lock_and_then_the_device) {
     EXPECT_EQ(open_modem_port(), 7);
     EXPECT_THAT(platform().journal, ElementsAre("create_empty_file /tmp/zelt.cli", "ser_open /dev/ttyQSB3"));
