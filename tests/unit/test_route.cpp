@@ -37,7 +37,7 @@ TEST_F(route_update, a_first_connection_brings_the_link_up_once) {
     EXPECT_THAT(fake::journal_of({"run_qmicli_and_get_result", "cmd_get_value_json", "brelsys",
                                   "sysdb_namedb_write_str", "sleep", "system", "delete_file /tmp/fail.cnt",
                                   "write_str_to_file /var/run/wwan_intf", "log info:"}),
-                ElementsAre("log info: Updating route", "run_qmicli_and_get_result --wds-get-current-settings",
+                ElementsAre("log info: Updating route", "run_qmicli_and_get_result --wds-get-current-settings 512",
                             "cmd_get_value_json network", "write_str_to_file /var/run/wwan_intf wwan0",
                             "sysdb_namedb_write_str CELL CELL_IPV4 string 10.1.2.1",
                             "sysdb_namedb_write_str CELL CELL_MASK string 255.255.255.252",
@@ -78,7 +78,7 @@ TEST_F(route_update, a_failed_tool_makes_the_cell_agent_restart_and_leaves_files
     platform().qmicli = {-1, ""};
     update();
     EXPECT_THAT(platform().journal,
-                ElementsAre("log info: Updating route", "run_qmicli_and_get_result --wds-get-current-settings",
+                ElementsAre("log info: Updating route", "run_qmicli_and_get_result --wds-get-current-settings 512",
                             "log debug: qmicli (len:-1):", "brelsys /etc/init.d/cell-agent kill"));
     EXPECT_EQ(platform().files["/var/run/wwan_ipv4"], "10.1.1.1");
     EXPECT_FALSE(route_updated);

@@ -51,7 +51,7 @@ TEST_F(serving_cell_5g, journal_of_an_en_dc_answer_is_in_the_written_order) {
     parse_rm5XX_stats();
     EXPECT_THAT(fake::platform().journal,
                 ElementsAre("log info: Parsing RM5XX stats", "create_empty_file /tmp/zelt.cli", "ser_open /dev/ttyQSB3",
-                            "ser_write_and_get_all_response_until_searchtxt at+qeng=\"servingcell\"", "ser_close",
+                            "ser_write_and_get_all_response_until_searchtxt 7 at+qeng=\"servingcell\"", "ser_close 7",
                             "delete_file /tmp/zelt.cli",
                             "log debug: SERVINGCELL:" + STATE_LINE + LTE_LINE + NSA_LINE + OK,
                             std::string("log debug: Parsing LTE:") + LTE_PART + "\r",
@@ -66,7 +66,6 @@ TEST_F(serving_cell_5g, asks_for_all_lines_into_512_bytes) {
     EXPECT_EQ(asked[0].command, "at+qeng=\"servingcell\"\r");
     EXPECT_THAT(asked[0].texts, ElementsAre("OK", "ERROR"));
     EXPECT_EQ(asked[0].buffer_size, 512U);
-    EXPECT_THAT(asked[0].flags, ElementsAre(1U, 1U));
 }
 
 TEST_F(serving_cell_5g, with_both_radios_up_the_nr_values_replace_the_anchor_s) {
@@ -202,8 +201,8 @@ TEST_F(serving_cell_4g, journal_of_one_answer_is_in_the_written_order) {
     parse_4g_module_stats();
     EXPECT_THAT(fake::platform().journal,
                 ElementsAre("log info: Parsing non-5G module stats", "create_empty_file /tmp/zelt.cli",
-                            "ser_open /dev/ttyQSB3", "ser_write_and_wait_for_txt_get_line at+qeng=\"servingcell\"",
-                            "ser_close", "delete_file /tmp/zelt.cli", "log debug: SERVINGCELL:" + text,
+                            "ser_open /dev/ttyQSB3", "ser_write_and_wait_for_txt_get_line 7 at+qeng=\"servingcell\"",
+                            "ser_close 7", "delete_file /tmp/zelt.cli", "log debug: SERVINGCELL:" + text,
                             std::string("log debug: Parsing LTE:") + LTE_PART,
                             "log debug: parse_lte_catm: update cell net type LTE"));
     EXPECT_THAT(keys_of(published()), testing::Not(testing::Contains(testing::StartsWith("CELL_NR5G"))));
@@ -216,7 +215,6 @@ TEST_F(serving_cell_4g, asks_for_one_line_into_256_bytes) {
     EXPECT_EQ(asked[0].command, "at+qeng=\"servingcell\"\r");
     EXPECT_THAT(asked[0].texts, ElementsAre("+QENG:", "OK", "ERROR"));
     EXPECT_EQ(asked[0].buffer_size, 256U);
-    EXPECT_THAT(asked[0].flags, ElementsAre(1U, 1U));
 }
 
 TEST_F(serving_cell_4g, result_0_is_a_closed_port_even_with_text_in_the_buffer) {
@@ -302,7 +300,7 @@ TEST_F(serving_cell, a_gsm_line_without_cell_identity_still_asks_for_the_strengt
     EXPECT_THAT(fake::journal_of({"log", "ser_open", "ser_close"}),
                 ElementsAre("log debug: Parsing GSM:\"GSM\",250,99,DC51,,26,50,900,-73,255",
                             "log alert: exception stol in parse_gsm", "log info: Getting RSSI for GSM",
-                            "ser_open /dev/ttyQSB3", "ser_close", "log debug: CSQ:+CSQ: 20,99",
+                            "ser_open /dev/ttyQSB3", "ser_close 7", "log debug: CSQ:+CSQ: 20,99",
                             "log debug: Parsed out 20"));
 }
 
