@@ -2,6 +2,7 @@
 #include "base/run_flag.h"
 #include "decode/follow_up_queries.h"
 #include "tests/unit/decoding_test.h"
+#include "tests/unit/update_record.h"
 
 namespace {
 
@@ -56,7 +57,9 @@ TEST_F(follow_up_queries, journal_of_the_band_query_is_in_the_written_order) {
 
 TEST_F(follow_up_queries, journal_of_the_strength_query_is_in_the_written_order) {
     fake::platform().at_answers["at+csq"] = {{1, "+CSQ: 10,99"}};
+    taken_updates();
     get_rssi_for_gsm();
+    EXPECT_THAT(taken_updates(), ElementsAre("CELL_RSSI -93", "CELL_SQI 30"));
     EXPECT_THAT(published(), ElementsAre("CELL_RSSI int -93", "CELL_SQI int 30"));
     EXPECT_THAT(fake::platform().journal,
                 ElementsAre("log info: Getting RSSI for GSM", "create_empty_file /tmp/zelt.cli",

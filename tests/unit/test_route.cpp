@@ -56,6 +56,40 @@ TEST_F(route_update, logs_the_tools_answer_with_its_length) {
         Contains("debug: qmicli (len:67):IPv4 address: 10.1.2.1\nIPv4 subnet mask: 255.255.255.252\nMTU: 1400\n"));
 }
 
+TEST_F(route_update, configuration_and_model_decide_the_mtu) {
+    struct row {
+        const char *why;
+        const char *config;
+        module_model model;
+        const char *mtu;
+    };
+    static constexpr const char *OVERRIDDEN = R"({"wireless":{"cell":{"mtu_override":true,"mtu":1300}}})";
+    static constexpr row ROWS[] = {
+        {"the module's", "{}", MODULE_EC25, "1400"},
+        {"the configured one", OVERRIDDEN, MODULE_EC25, "1300"},
+        {"one model less has no MTU of its own", OVERRIDDEN, MODULE_RM50X, "1300"},
+        {"has its own", OVERRIDDEN, MODULE_RM52X, "1500"},
+        {"one model more has not", OVERRIDDEN, static_cast<module_model>(7), "1300"},
+    };
+    for (const row &each : ROWS) {
+        SCOPED_TRACE(each.why);
+        platform().config["network"] = each.config;
+        update(each.model);
+        EXPECT_EQ(platform().files["/var/run/wwan_mtu"], each.mtu);
+    }
+}
+
+TEST_F(route_update, both_steps_of_the_bring_up_get_the_configuration) {
+    platform().config["network"] = R"({"wired":{"eth1":{"network":{"mode":"pass-through-auto"}}},
+                                       "ddns":{"enable":true}})";
+    update();
+    EXPECT_THAT(fake::journal_of({"brelsys", "ip_link_set_interface_down"}),
+                ElementsAre("brelsys /usr/bin/cmd_netgen wwan_apply", "brelsys /usr/bin/cmd_firewall passthrough",
+                            "brelsys /usr/bin/cmd_netgen dnsmasq", "ip_link_set_interface_down eth1",
+                            "brelsys /sbin/ip route flush cache", "brelsys /usr/sbin/conntrack -F",
+                            "brelsys /usr/bin/cmd_ddns restart"));
+}
+
 TEST_F(route_update, a_second_call_refreshes_files_and_keys_without_bringing_the_link_up_again) {
     update();
     platform().qmicli.text = "IPv4 address: 10.9.9.9\nIPv4 subnet mask: 255.255.255.0\n";
