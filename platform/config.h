@@ -3,7 +3,8 @@
 // Known of the device's library: the names, the arguments, 0 from cmd_get_value_json = success, true from the
 // readers = the key exists and the output is set.
 // Assumed by this project: a path that names nothing is a question answered, with null; a key whose value has another
-// JSON type counts as absent.
+// JSON type counts as absent; a number with a fraction or an exponent, 1.0 too, is no integer, nor is one that an int
+// cannot hold.
 #pragma once
 
 #include <string>

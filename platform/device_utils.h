@@ -41,14 +41,16 @@ void calculate_bcast_from_ipv4_and_mask(const char *ipv4, const char *mask, char
 // 0 when the interface has an IPv4 address, which is then written into ip; otherwise ip is left as it was (assumed).
 int check_interface_ip(const char *interface_name, char *ip);
 
-// Set the administrative state. 0 on success, otherwise an errno value (assumed).
+// Set the administrative state, also to what it is. 0 on success, otherwise an errno value: ENODEV when there is no
+// such interface (assumed).
 int ip_link_set_interface_down(const char *interface_name);
 int ip_link_set_interface_up(const char *interface_name);
 
 // --- Commands and time. ---
 
 // Formats a command line in the manner of printf, runs it through the shell, waits for its end and returns its exit
-// status: 0 = success, 127 = the shell found no such command, 128 + n = ended by signal n (assumed).
+// status: 0 = success, 127 = the shell found no such command or could not be run, 128 + n = ended by signal n
+// (assumed). The line may have any length.
 int brelsys(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 // Whole seconds of a clock that never steps back, since boot. The argument is always 0 (assumed: reserved).

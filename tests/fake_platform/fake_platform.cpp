@@ -558,6 +558,9 @@ int zelt_at_cmd_restore_factory_settings(int fd) {
 
 int run_qmicli_and_get_result(const char *arguments, char *output, int size) {
     const bool fails = enter(__func__, std::string(arguments) + " " + std::to_string(size));
+    if (size <= 0) {
+        return -1;
+    }
     if (fails || platform().qmicli.result < 0 || state().stopped) {
         give_text("", output, static_cast<unsigned int>(size));
         return -1;
@@ -594,18 +597,16 @@ bool parse_json(const std::string &text, Json::Value &value) {
 int cmd_get_value_json(const char *path, Json::Value &out) {
     const bool fails = enter("cmd_get_value_json", path);
     const auto subtree = platform().config.find(path);
-    const auto whole = platform().config.find("");
     const bool has_subtree = subtree != platform().config.end();
     Json::Value value;
-    if (fails || (!has_subtree && whole == platform().config.end()) ||
-        !parse_json(has_subtree ? subtree->second : whole->second, value)) {
+    if (fails || !parse_json(has_subtree ? subtree->second : platform().whole_config, value)) {
+        return -1;
+    }
+    if (!has_subtree && !value.isObject()) {
         return -1;
     }
     const Json::Value *found = has_subtree ? &value : at_dotted_key(value, path);
-    if (found == nullptr) {
-        return -1;
-    }
-    out = *found;
+    out = found != nullptr ? *found : Json::Value();
     return 0;
 }
 

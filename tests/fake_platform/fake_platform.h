@@ -67,7 +67,8 @@ struct platform_state {
     bool roaming = false;
     typed_answer carrier, imsi, mdn, cfun;
 
-    std::map<std::string, std::string> config;  // JSON text by path, such as "network"; "": the whole configuration
+    std::map<std::string, std::string> config;  // JSON text by path, such as "network"
+    std::string whole_config;                   // JSON text of everything, for paths that are not above
     typed_answer qmicli{-1, ""};                // a result of 0 or more gives the text, and returns what fits
     std::map<std::string, int> command_status;  // of brelsys, by command line; 0 without an entry
     std::string wwan_ip;                        // of "wwan0"; empty: none
