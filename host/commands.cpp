@@ -18,9 +18,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "host/descriptor.h"
 #include "host/stop.h"
 #include "platform/device_utils.h"
+#include "posix/descriptor.h"
 
 namespace {
 

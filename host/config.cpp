@@ -20,8 +20,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "host/descriptor.h"
 #include "host/say_once.h"
+#include "posix/descriptor.h"
 
 namespace {
 

@@ -11,8 +11,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "host/descriptor.h"
 #include "host/pid_file.h"
+#include "posix/descriptor.h"
 
 namespace {
 

@@ -13,7 +13,7 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
-#include "host/descriptor.h"
+#include "posix/descriptor.h"
 
 namespace {
 

@@ -8,9 +8,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "host/descriptor.h"
 #include "host/say_once.h"
 #include "platform/device_utils.h"
+#include "posix/descriptor.h"
 
 namespace {
 

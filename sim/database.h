@@ -4,8 +4,8 @@
 #include <map>
 #include <string>
 
-#include "host/sysdb_store.h"
 #include "sim/scenario.h"
+#include "store/environment.h"
 
 using cell_values = std::map<std::string, typed_value>;
 

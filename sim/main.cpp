@@ -14,7 +14,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "host/descriptor.h"
+#include "posix/descriptor.h"
 #include "sim/box.h"
 #include "sim/play.h"
 #include "sim/port_probe.h"

@@ -7,9 +7,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "host/descriptor.h"
 #include "host/serial_port.h"
 #include "platform/module_access.h"
+#include "posix/descriptor.h"
 
 namespace {
 

@@ -8,12 +8,12 @@ failed=0
 
 sound_tree() {
     rm -rf "${tree:?}"/*
-    mkdir "$tree"/{base,daemon,modem,decode,wwan,stats,platform,host,sim,tools,fuzz}
+    mkdir "$tree"/{base,daemon,modem,decode,wwan,stats,platform,posix,store,host,sim,tools,fuzz}
     touch "$tree/base/flag.h" "$tree/platform/store.h"
     printf '#include "base/flag.h"\n#include <string>\n' >"$tree/decode/lte.h"
     printf '#include "decode/lte.h"\n  #  include "platform/store.h"\n' >"$tree/decode/lte.cpp"
     printf '#include "decode/lte.h" // the one decoder\n' >"$tree/daemon/main.cpp"
-    printf '#include <lmdb.h>\n' >"$tree/host/store.cpp"
+    printf '#include <lmdb.h>\n' >"$tree/store/environment.cpp"
     printf '%s\n' '```text' 'daemon/main: not/this' '```' '```arrows' 'daemon/main: decode/lte' \
         'decode/lte: base/flag platform/store' 'base/flag:' 'platform/store:' '```' >"$tree/ARCHITECTURE.md"
 }
@@ -81,6 +81,9 @@ finds 'an include in angle brackets, which the table of arrows does not see' che
 finds 'the store'"'"'s library in the daemon' check_walls \
     'stats/map.cpp:1:' \
     'echo "#include <lmdb.h>" >stats/map.cpp'
+finds 'the store'"'"'s library in what uses the store' check_walls \
+    'host/sysdb.cpp:1:' \
+    'echo "#include <lmdb.h>" >host/sysdb.cpp'
 finds 'the broker'"'"'s library in a tool' check_walls \
     'tools/view.h:1:' \
     'echo "#include <mosquitto.h>" >tools/view.h'

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "host/sysdb_store.h"
+#include "store/environment.h"
 #include "tools/zelt_top/observation.h"
 
 namespace zelt_top {

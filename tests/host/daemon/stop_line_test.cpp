@@ -8,7 +8,7 @@
 #include <sys/un.h>
 
 #include "daemon/signals.h"
-#include "host/descriptor.h"
+#include "posix/descriptor.h"
 #include "tests/host/daemon/private_folders.h"
 
 namespace {

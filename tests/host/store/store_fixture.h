@@ -12,8 +12,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "host/sysdb_store.h"
 #include "platform/sysdb.h"
+#include "store/environment.h"
 #include "tests/host/utilities/surroundings.h"
 
 // A process beside this one. It runs body() and is killed at the latest when the test ends.

@@ -1,4 +1,4 @@
-#include "tools/output.h"
+#include "tools/sysdb/output.h"
 
 #include <cerrno>
 

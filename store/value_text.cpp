@@ -1,4 +1,4 @@
-#include "tools/sysdb_text.h"
+#include "store/value_text.h"
 
 #include <array>
 #include <charconv>

@@ -1,4 +1,4 @@
-#include "host/sysdb_store.h"
+#include "store/environment.h"
 
 #include <bit>
 #include <cerrno>
@@ -14,10 +14,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "host/descriptor.h"
+#include "posix/descriptor.h"
 
 namespace {
 
+static_assert(SYSDB_MISSING == MDB_NOTFOUND && SYSDB_BROKEN_TRANSACTION == MDB_BAD_TXN, "the codes are LMDB's");
 static_assert(std::endian::native == std::endian::little, "a value's payload is copied as it lies in memory");
 
 // The daemon's keys need some 10 kB, and a writer needs twice the changed pages. 4 MiB is far above that, a small piece

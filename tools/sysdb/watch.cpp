@@ -1,4 +1,4 @@
-#include "tools/sysdb_watch.h"
+#include "tools/sysdb/watch.h"
 
 #include <array>
 #include <cerrno>
@@ -10,10 +10,10 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
-#include "host/descriptor.h"
-#include "host/sysdb_store.h"
-#include "tools/output.h"
-#include "tools/sysdb_text.h"
+#include "posix/descriptor.h"
+#include "store/environment.h"
+#include "store/value_text.h"
+#include "tools/sysdb/output.h"
 
 namespace {
 

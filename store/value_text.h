@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "host/sysdb_store.h"
+#include "store/environment.h"
 
 // "int", "real" or "string".
 std::string_view type_name(const sysdb_value &value);

@@ -8,10 +8,10 @@
 #include <string_view>
 #include <vector>
 
-#include "host/sysdb_store.h"
-#include "tools/output.h"
-#include "tools/sysdb_text.h"
-#include "tools/sysdb_watch.h"
+#include "store/environment.h"
+#include "store/value_text.h"
+#include "tools/sysdb/output.h"
+#include "tools/sysdb/watch.h"
 
 namespace {
 

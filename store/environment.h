@@ -29,6 +29,10 @@ using sysdb_values = std::map<std::string, sysdb_value>;
 // The value has an unknown type byte or a length that its type cannot have. Outside both ranges of codes.
 inline constexpr int SYSDB_FOREIGN_VALUE = -1;
 
+// A key or a named database that is not there; a transaction in which an earlier write failed. LMDB's codes.
+inline constexpr int SYSDB_MISSING = -30798;
+inline constexpr int SYSDB_BROKEN_TRANSACTION = -30782;
+
 // Of a key or a named database, in bytes: LMDB's limit as it is built everywhere.
 inline constexpr std::size_t SYSDB_LONGEST_NAME = 511;
 
@@ -86,7 +90,7 @@ public:
     void drop();
 
     int put(const char *key, const sysdb_value &value);
-    int remove(const char *key);  // a missing key: the code of which sysdb_is_absent() is true
+    int remove(const char *key);  // SYSDB_MISSING when there is no such key
     int get(const char *key, sysdb_value *value) const;
 
     // Every key but those with a foreign value, whose names are set apart.
