@@ -6,11 +6,11 @@
 
 #include <sys/stat.h>
 
-#include "tests/host/store/store_fixture.h"
+#include "tests/host/sysdb/sysdb_fixture.h"
 
 namespace {
 
-using sysdb = store_test;
+using sysdb = sysdb_test;
 
 TEST_F(sysdb, values_lie_in_the_database_in_the_documented_form) {
     ASSERT_EQ(write([](sysdb_handle *handle) {

@@ -7,7 +7,7 @@
 
 #include <json/reader.h>
 
-#include "tests/host/store/tool_fixture.h"
+#include "tests/tools/sysdb/tool_fixture.h"
 
 namespace {
 

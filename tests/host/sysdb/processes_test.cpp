@@ -5,11 +5,11 @@
 
 #include <unistd.h>
 
-#include "tests/host/store/store_fixture.h"
+#include "tests/host/sysdb/sysdb_fixture.h"
 
 namespace {
 
-using sysdb_processes = store_test;
+using sysdb_processes = sysdb_test;
 
 int write_pair(int value) {
     sysdb_handle handle = {};

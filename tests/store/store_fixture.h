@@ -12,7 +12,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "platform/sysdb.h"
 #include "store/environment.h"
 #include "tests/host/utilities/surroundings.h"
 
@@ -74,30 +73,21 @@ class store_test : public testing::Test {
 protected:
     std::string file(const std::string &name) const { return directory_ + "/" + name; }
 
-    // One write through the platform: the shortest way to a value.
-    static int write(const std::function<int(sysdb_handle *)> &body, const char *database = "CELL") {
-        return in_transaction(0, body, database);
-    }
-    static int read(const std::function<int(sysdb_handle *)> &body, const char *database = "CELL") {
-        return in_transaction(SYSDB_READ_ONLY, body, database);
-    }
-    static int in_transaction(int flags, const std::function<int(sysdb_handle *)> &body, const char *database) {
-        sysdb_handle handle = {};
-        if (sysdb_init(&handle, flags) != 0) {
-            return 1;
+    // One commit through an environment of its own; nothing else may be open in the process. 0 or the fault.
+    int put(const sysdb_values &values, const char *database = "CELL") const {
+        sysdb_environment environment;
+        sysdb_transaction transaction;
+        int result = environment.open(directory_, sysdb_access::create);
+        result = result != 0 ? result : transaction.begin(environment, database, sysdb_access::create);
+        for (const auto &[key, value] : values) {
+            result = result != 0 ? result : transaction.put(key.c_str(), value);
         }
-        int result = sysdb_txn_start(&handle, database, flags) != 0 ? 2 : body(&handle) != 0 ? 3 : 0;
-        if (result == 0) {
-            result = sysdb_txn_end(&handle) != 0 ? 4 : 0;
-        }
-        sysdb_exit(&handle);
-        return result;
+        return result != 0 ? result : transaction.commit();
     }
 
-    static int read_int(const char *key, int if_missing = -7777) {
-        int value = if_missing;
-        read([&](sysdb_handle *handle) { return sysdb_read_int(handle, key, &value); });
-        return value;
+    // The same by another program.
+    void other_puts(const sysdb_values &values, const char *database = "CELL") const {
+        EXPECT_EQ(other_process([&] { return put(values, database); }).wait(), 0);
     }
 
     // Bytes as somebody else could have put them there.

@@ -9,11 +9,11 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
-#include "tests/host/store/store_fixture.h"
+#include "tests/host/sysdb/sysdb_fixture.h"
 
 namespace {
 
-using sysdb_faults = store_test;
+using sysdb_faults = sysdb_test;
 
 // Every way to the database is refused, twice, with one message.
 void expect_refused(const std::string &message, const char *why) {

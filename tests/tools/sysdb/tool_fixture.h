@@ -13,7 +13,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "tests/host/store/store_fixture.h"
+#include "tests/host/sysdb/sysdb_fixture.h"
 
 // Runs until it ends or is killed. Its standard output is a pipe to us, or the descriptor that is given.
 class running_tool {
@@ -87,7 +87,7 @@ private:
     int output_ = -1;
 };
 
-class tool_test : public store_test {
+class tool_test : public sysdb_test {
 protected:
     // The exit code; what it printed is in out_ and err_.
     int run(const std::vector<std::string> &arguments, int output = -1) {

@@ -1,7 +1,7 @@
 // sysdb watch: each change once, from databases that come and go, and every way in which it ends.
 #include <string>
 
-#include "tests/host/store/tool_fixture.h"
+#include "tests/tools/sysdb/tool_fixture.h"
 
 namespace {
 
