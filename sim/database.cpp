@@ -1,40 +1,19 @@
 #include "sim/database.h"
 
-#include <array>
-#include <charconv>
-#include <cstdlib>
-
 #include "sim/text.h"
+#include "store/value_text.h"
 
 namespace {
 
-std::string real_text(double value) {
-    std::array<char, 64> digits{};
-    const auto [end, error] = std::to_chars(digits.data(), digits.data() + digits.size(), value);
-    std::string text(digits.data(), end);
-    return text.find_first_of(".en") == std::string::npos ? text + ".0" : text;
-}
-
+// The type is right already, and the text of a string holds escapes for some bytes.
 sysdb_value to_sysdb_value(const typed_value &value) {
-    if (value.type == "int") {
-        return static_cast<std::int32_t>(std::strtol(value.text.c_str(), nullptr, 10));
-    }
-    if (value.type == "real") {
-        return std::strtod(value.text.c_str(), nullptr);
-    }
-    return bytes_of_lines({value.text}, "").value_or(value.text);
+    return parse_value(value.type, bytes_of_lines({value.text}, "").value_or(value.text)).value_or(value.text);
 }
 
 }  // namespace
 
 typed_value to_typed_value(const sysdb_value &value) {
-    if (const auto *integer = std::get_if<std::int32_t>(&value)) {
-        return {"int", std::to_string(*integer)};
-    }
-    if (const auto *real = std::get_if<double>(&value)) {
-        return {"real", real_text(*real)};
-    }
-    return {"string", printable(std::get<std::string>(value))};
+    return {std::string(type_name(value)), value_text(value)};
 }
 
 const cell_values &box_database::cell() {
@@ -61,7 +40,7 @@ const cell_values &box_database::cell() {
     seen_ = counter;
     values_.clear();
     for (const auto &[key, value] : found) {
-        values_.emplace(key, to_typed_value(value));
+        values_.emplace(escaped(key), to_typed_value(value));
     }
     return values_;
 }

@@ -2,6 +2,7 @@
 
 #include "sim/text.h"
 #include "stats/cell_catalogue.h"
+#include "store/value_text.h"
 
 namespace {
 
@@ -36,7 +37,7 @@ std::string journal_text(const log_line &line) {
 }
 
 std::string describe(const std::optional<mqtt_message> &message) {
-    return message ? message->topic + " \"" + printable(message->payload) + "\"" : "no message";
+    return message ? message->topic + " \"" + escaped(message->payload) + "\"" : "no message";
 }
 
 }  // namespace
@@ -140,6 +141,6 @@ std::vector<std::string> differences(const expect_file &expected, const std::opt
     if (found == expected.bytes) {
         return {};
     }
-    return {expected.path + ": expected \"" + printable(expected.bytes) + "\", found " +
-            (found ? "\"" + printable(*found) + "\"" : "no such file")};
+    return {expected.path + ": expected \"" + escaped(expected.bytes) + "\", found " +
+            (found ? "\"" + escaped(*found) + "\"" : "no such file")};
 }

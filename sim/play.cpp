@@ -21,6 +21,7 @@
 #include "sim/surroundings.h"
 #include "sim/system_log.h"
 #include "sim/text.h"
+#include "store/value_text.h"
 
 namespace {
 
@@ -390,7 +391,7 @@ void player::wait() {
     }
     if (watched[6].revents != 0) {
         for (const mqtt_message &message : broker_.receive()) {
-            journal_.story("mqtt", message.topic + " " + printable(message.payload));
+            journal_.story("mqtt", message.topic + " " + escaped(message.payload));
         }
     }
     check_limits();
@@ -422,8 +423,8 @@ void player::handle_commands() {
         if (!before_serving_cell_ && lower_case(command) == SERVING_CELL_QUERY) {
             before_serving_cell_ = database_.cell();
         }
-        journal_.detail("AT >", printable(command));
-        lines_.push_back({QUERY_PRIORITY, printable(command)});
+        journal_.detail("AT >", escaped(command));
+        lines_.push_back({QUERY_PRIORITY, escaped(command)});
     }
 }
 
@@ -436,7 +437,7 @@ void player::say_what_is_due() {
 
 void player::say_as_module(const std::string &bytes) {
     port_.write(bytes);
-    journal_.detail("AT <", printable(bytes));
+    journal_.detail("AT <", escaped(bytes));
 }
 
 void player::handle_log() {
@@ -472,7 +473,7 @@ void player::end_cycle() {
 void player::handle_output() {
     output_ += daemon_.read_output();
     for (auto end = output_.find('\n'); end != std::string::npos; end = output_.find('\n')) {
-        journal_.story("output", printable(output_.substr(0, end)));
+        journal_.story("output", escaped(output_.substr(0, end)));
         output_.erase(0, end + 1);
     }
 }

@@ -11,6 +11,7 @@
 
 #include "sim/system_log.h"
 #include "sim/text.h"
+#include "store/value_text.h"
 
 namespace {
 
@@ -148,13 +149,12 @@ std::string read_path(parser &in) {
 }
 
 bool is_type(std::string_view type, std::string_view text) {
-    if (type == "int") {
-        return whole_number<long long>(text).has_value();
-    }
-    double number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    const bool is_real = error == std::errc() && end == text.data() + text.size() && text.find('.') != text.npos;
-    return type == "string" || (type == "real" && is_real);
+    return parse_value(type, std::string(text)) && (type != "real" || text.find('.') != text.npos);
+}
+
+// However the file writes a string, the box compares it in the one form in which it is shown.
+std::string as_shown(std::string_view type, std::string text) {
+    return type == "string" ? escaped(bytes_of_lines({text}, "").value_or(text)) : text;
 }
 
 // One blank stands between type and value: further ones belong to the value.
@@ -169,7 +169,7 @@ std::optional<key_value> to_key_value(std::string_view text) {
     if (!is_type(type, value)) {
         return std::nullopt;
     }
-    return key_value{std::string(text.substr(0, key_end)), {std::string(type), std::string(value)}};
+    return key_value{std::string(text.substr(0, key_end)), {std::string(type), as_shown(type, std::string(value))}};
 }
 
 key_value read_key_value(parser &in) {

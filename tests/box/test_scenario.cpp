@@ -134,6 +134,8 @@ TEST(scenario, what_must_come_out) {
     EXPECT_EQ(cell.keys[1].value, (typed_value{"string", ""}));
     EXPECT_EQ(cell.keys[2].value, (typed_value{"real", "-999.0"}));
     EXPECT_TRUE(only<expect_cell>("after cycle 1\nexpect\n").keys.empty());
+    EXPECT_EQ(only<expect_key>("at 1s\nexpect-key A string \\x1b\\x41").what.value, (typed_value{"string", "\\x1BA"}))
+        << "in the form that is shown, however it is written";
     EXPECT_EQ(only<expect_key>("at 1s\nexpect-key A int -3").what.value, (typed_value{"int", "-3"}));
     EXPECT_EQ(only<expect_absent>("at 1s\nexpect-absent A").key, "A");
     const auto log = only<expect_log>("at 1s\nexpect-log local0.alert\n| one\n|  two");
@@ -199,6 +201,7 @@ TEST(scenario, errors_name_the_line) {
         {"key of an unknown type", "set CELL KEY float 1.0", 1},
         {"integer that is none", "set CELL KEY int 1.5", 1},
         {"integer with a blank more", "set CELL KEY int  1", 1},
+        {"integer that the database cannot hold", "set CELL KEY int 2147483648", 1},
         {"real without a point", "set CELL KEY real 1", 1},
         {"unknown signal", "at 1s\nsignal USR1", 2},
         {"signal without a name", "at 1s\nsignal", 2},

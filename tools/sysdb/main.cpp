@@ -10,6 +10,7 @@
 
 #include "store/environment.h"
 #include "store/value_text.h"
+#include "tools/sysdb/json.h"
 #include "tools/sysdb/output.h"
 #include "tools/sysdb/watch.h"
 
@@ -28,8 +29,10 @@ constexpr char HELP[] = R"(Reads and writes the router's system database.
   sysdb --help                  this text
 
 TYPE is int (32 bits, decimal), real (such as -3.5, 1e6, inf, nan) or string.
-In KEY and VALUE a tab, line feed, carriage return or backslash is printed as \t, \n, \r or \\, another control
-byte as \x1B. With --json list prints one object {"KEY": value, ...}, watch one object for each change:
+In KEY and VALUE a tab, line feed, carriage return or backslash is printed as \t, \n, \r or \\, each byte of another
+control character as \x1B. U+0080 to U+009F are control characters too (\xC2\x9B), and so is a byte from 80 to 9F that
+belongs to no UTF-8 character (\x9B).
+With --json list prints one object {"KEY": value, ...}, watch one object for each change:
 {"key": "KEY", "type": "TYPE", "value": value}; there nan and inf are null, and bytes that are no UTF-8 are U+FFFD.
 
 Environment: SYSDB_DIR   the folder of the database (default /run/sysdb)

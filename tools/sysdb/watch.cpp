@@ -13,6 +13,7 @@
 #include "posix/descriptor.h"
 #include "store/environment.h"
 #include "store/value_text.h"
+#include "tools/sysdb/json.h"
 #include "tools/sysdb/output.h"
 
 namespace {

@@ -122,13 +122,15 @@ TEST_F(sysdb_tool, a_string_never_breaks_its_line) {
           row{"terminal sequence", "\x1b[2J\x7f\x01", R"(\x1B[2J\x7F\x01)", R"("\u001b[2J\u007f\u0001")"},
           row{"UTF-8 of two, three, four bytes", "\u00e4\u20ac\U0001f4f6", "\u00e4\u20ac\U0001f4f6",
               "\"\u00e4\u20ac\U0001f4f6\""},
+          row{"a C1 control character, as UTF-8 and as a byte", "\xc2\x9b[2J\x9b[2J", R"(\xC2\x9B[2J\x9B[2J)",
+              "\"\\u009b[2J\ufffd[2J\""},
           row{"Latin-1 is no UTF-8", "M\xfcnchen", "M\xfcnchen", "\"M\ufffdnchen\""},
-          row{"character cut at the end", "a\xe2\x82", "a\xe2\x82", "\"a\ufffd\ufffd\""},
+          row{"character cut at the end", "a\xe2\x82", "a\xe2\\x82", "\"a\ufffd\ufffd\""},
           row{"overlong slash", "\xc0\xaf", "\xc0\xaf", "\"\ufffd\ufffd\""},
-          row{"surrogate", "\xed\xa0\x80", "\xed\xa0\x80", "\"\ufffd\ufffd\ufffd\""},
+          row{"surrogate", "\xed\xa0\x80", "\xed\xa0\\x80", "\"\ufffd\ufffd\ufffd\""},
           row{"last character of all", "\xf4\x8f\xbf\xbf", "\xf4\x8f\xbf\xbf", "\"\xf4\x8f\xbf\xbf\""},
-          row{"one past it", "\xf4\x90\x80\x80", "\xf4\x90\x80\x80", "\"\ufffd\ufffd\ufffd\ufffd\""},
-          row{"continuation missing in the third place", "\xe2\x82x", "\xe2\x82x", "\"\ufffd\ufffdx\""}}) {
+          row{"one past it", "\xf4\x90\x80\x80", "\xf4\\x90\\x80\\x80", "\"\ufffd\ufffd\ufffd\ufffd\""},
+          row{"continuation missing in the third place", "\xe2\x82x", "\xe2\\x82x", "\"\ufffd\ufffdx\""}}) {
         EXPECT_EQ(run({"set", "CELL", "K", "string", c.given}), 0) << c.why;
         EXPECT_EQ(run({"get", "CELL", "K"}), 0) << c.why;
         EXPECT_EQ(out_, std::string(c.printed) + "\n") << c.why;
@@ -140,11 +142,11 @@ TEST_F(sysdb_tool, a_string_never_breaks_its_line) {
 }
 
 TEST_F(sysdb_tool, a_key_never_breaks_its_line_either) {
-    EXPECT_EQ(run({"set", "CELL", "a\tb\"\n", "int", "1"}), 0);
+    EXPECT_EQ(run({"set", "CELL", "a\tb\"\n\xc2\x9b", "int", "1"}), 0);
     EXPECT_EQ(run({"list", "CELL"}), 0);
-    EXPECT_EQ(out_, "a\\tb\"\\n\tint\t1\n");
+    EXPECT_EQ(out_, "a\\tb\"\\n\\xC2\\x9B\tint\t1\n");
     EXPECT_EQ(run({"list", "CELL", "--json"}), 0);
-    EXPECT_EQ(out_, R"({"a\u0009b\"\u000a": 1})"
+    EXPECT_EQ(out_, R"({"a\u0009b\"\u000a\u009b": 1})"
                     "\n");
 }
 
