@@ -17,27 +17,14 @@ typed_value to_typed_value(const sysdb_value &value) {
 }
 
 const cell_values &box_database::cell() {
-    if (environment_.is_open() && environment_.is_stale()) {
-        environment_.close();
-        values_.clear();
-    }
-    if (!environment_.is_open()) {
-        seen_ = 0;
-        if (environment_.open(sysdb_folder(), sysdb_access::read) != 0) {
-            return values_;
-        }
-    }
-    const std::size_t counter = environment_.change_counter();
-    if (counter == seen_) {
-        return values_;
-    }
-    sysdb_transaction transaction;
     sysdb_values found;
-    std::vector<std::string> foreign;
-    if (transaction.begin(environment_, "CELL", sysdb_access::read) != 0 || transaction.list(&found, &foreign) != 0) {
+    std::vector<std::string> foreign_keys;
+    if (!reader_.has_changed()) {
         return values_;
     }
-    seen_ = counter;
+    if (const int result = reader_.list(&found, &foreign_keys); result != 0 && !sysdb_is_absent(result)) {
+        return values_;
+    }
     values_.clear();
     for (const auto &[key, value] : found) {
         values_.emplace(escaped(key), to_typed_value(value));
@@ -46,8 +33,7 @@ const cell_values &box_database::cell() {
 }
 
 std::string box_database::write(const set_key &what) {
-    environment_.close();  // one environment may be open only once in a process
-    seen_ = 0;
+    reader_.close();
     sysdb_environment writer;
     int result = writer.open(sysdb_folder(), sysdb_access::create);
     sysdb_transaction transaction;

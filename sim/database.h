@@ -5,11 +5,11 @@
 #include <string>
 
 #include "sim/scenario.h"
-#include "store/environment.h"
+#include "store/reader.h"
 
+// Keys, types and values as `sysdb list` prints them.
 using cell_values = std::map<std::string, typed_value>;
 
-// As `sysdb list` prints it.
 typed_value to_typed_value(const sysdb_value &value);
 
 class box_database {
@@ -21,7 +21,6 @@ public:
     std::string write(const set_key &what);
 
 private:
-    sysdb_environment environment_;
-    std::size_t seen_ = 0;  // the change counter of values_
+    sysdb_reader reader_{sysdb_folder(), "CELL"};
     cell_values values_;
 };

@@ -261,6 +261,7 @@ int sysdb_transaction::begin(const sysdb_environment &environment, const char *n
     if (result != 0) {
         return result;
     }
+    commit_read_ = mdb_txn_id(txn_);
     result = mdb_dbi_open(txn_, named_database, access == sysdb_access::create ? MDB_CREATE : 0U, &database_);
     unsigned int flags = 0;
     if (result == 0 && mdb_dbi_flags(txn_, database_, &flags) == 0 && flags != 0) {

@@ -62,7 +62,8 @@ public:
     // Grows by one with each committed transaction that wrote something. Cheap: no lock, no transaction.
     std::size_t change_counter() const;
 
-    // The folder was removed or made anew since open(): what is open here has no name any more.
+    // The folder was removed or made anew since the last open(), which may be closed again: what was opened has no name
+    // any more. Also before the first open().
     bool is_stale() const;
 
 private:
@@ -85,6 +86,10 @@ public:
     int begin(const sysdb_environment &environment, const char *named_database, sysdb_access access);
     bool is_open() const { return txn_ != nullptr; }
 
+    // What change_counter() said when what is read here was committed. Also known when begin() met no such named
+    // database. The counter may be ahead: a commit shows there a moment before it can be read.
+    std::size_t commit_read() const { return commit_read_; }
+
     // Ends the transaction whatever the result.
     int commit();
     void drop();
@@ -98,5 +103,6 @@ public:
 
 private:
     MDB_txn *txn_ = nullptr;
+    std::size_t commit_read_ = 0;
     unsigned int database_ = 0;
 };

@@ -11,81 +11,55 @@
 #include <unistd.h>
 
 #include "posix/descriptor.h"
-#include "store/environment.h"
+#include "store/reader.h"
 #include "store/value_text.h"
 #include "tools/sysdb/json.h"
 #include "tools/sysdb/output.h"
 
 namespace {
 
-// Below what a person notices; a look costs one stat() and one word of mapped memory.
-constexpr int LOOK_EVERY_MS = 50;
+// Writers commit a cycle in many small transactions. One look is for all of those within this time, which is below what
+// a person notices.
+constexpr int GATHER_MS = 50;
 
 // Each key with what is printed behind it. Compared as text, so that a nan is equal to itself.
 using shown_values = std::map<std::string, std::string>;
 
-class watched_database {
+class printed_form {
 public:
-    watched_database(std::string folder, const char *named_database, bool json)
-        : folder_(std::move(folder)), named_database_(named_database), json_(json) {}
-
-    bool has_changed() {
-        if (environment_.is_open() && environment_.is_stale()) {
-            environment_.close();
-        }
-        return !environment_.is_open() || environment_.change_counter() != seen_;
-    }
-
-    int read(shown_values *shown) {
-        sysdb_values values;
-        const int result = read_values(&values);
-        if (result != 0 && !sysdb_is_absent(result)) {
-            return result;
-        }
-        for (const auto &[key, value] : values) {
-            shown->emplace(key, tail(value));
-        }
-        return 0;
-    }
+    explicit printed_form(bool json) : json_(json) {}
 
     std::string line(const std::string &key, const std::string &tail) const {
         return json_ ? "{\"key\": " + json_string(key) + ", " + tail + "}\n" : escaped(key) + "\t" + tail + "\n";
     }
 
-    const char *deleted_tail() const { return json_ ? R"("type": "deleted", "value": null)" : "deleted\t"; }
-
-private:
     std::string tail(const sysdb_value &value) const {
         const std::string type(type_name(value));
         return json_ ? R"("type": ")" + type + R"(", "value": )" + json_value(value) : type + "\t" + value_text(value);
     }
 
-    int read_values(sysdb_values *values) {
-        if (!environment_.is_open()) {
-            if (const int result = environment_.open(folder_, sysdb_access::read); result != 0) {
-                return result;
-            }
-        }
-        seen_ = environment_.change_counter();  // before the look: a commit in between is looked at twice, not missed
-        sysdb_transaction transaction;
-        const int result = transaction.begin(environment_, named_database_.c_str(), sysdb_access::read);
-        std::vector<std::string> foreign_keys;
-        return result != 0 ? result : transaction.list(values, &foreign_keys);
-    }
+    const char *deleted_tail() const { return json_ ? R"("type": "deleted", "value": null)" : "deleted\t"; }
 
-    std::string folder_;
-    std::string named_database_;
+private:
     bool json_;
-    sysdb_environment environment_;
-    std::size_t seen_ = 0;
 };
 
+int read(sysdb_reader *reader, const printed_form &form, shown_values *shown) {
+    sysdb_values values;
+    std::vector<std::string> foreign_keys;
+    const int result = reader->list(&values, &foreign_keys);
+    for (const auto &[key, value] : values) {
+        shown->emplace(key, form.tail(value));
+    }
+    return sysdb_is_absent(result) ? 0 : result;
+}
+
 // In the order of the keys, deletions in their place.
-std::string differences(const watched_database &database, const shown_values &before, const shown_values &after) {
+std::string differences(const printed_form &form, const shown_values &before, const shown_values &after) {
     shown_values changed;
     for (const auto &[key, tail] : before) {
         if (!after.contains(key)) {
-            changed.emplace(key, database.deleted_tail());
+            changed.emplace(key, form.deleted_tail());
         }
     }
     for (const auto &[key, tail] : after) {
@@ -96,7 +70,7 @@ std::string differences(const watched_database &database, const shown_values &be
     }
     std::string lines;
     for (const auto &[key, tail] : changed) {
-        lines += database.line(key, tail);
+        lines += form.line(key, tail);
     }
     return lines;
 }
@@ -111,34 +85,39 @@ descriptor stop_signals() {
 }
 
 // False when it is time to end: a signal, or nobody at the other end of the output, which poll() reports unasked.
-bool wait_for_next_look(const descriptor &signals) {
-    std::array<pollfd, 2> watched = {{{signals.get(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
-    const int ready = poll(watched.data(), watched.size(), LOOK_EVERY_MS);
-    return ready == 0 || (ready < 0 && errno == EINTR);
+bool wait(const descriptor &signals, const sysdb_wait &until) {
+    std::array<pollfd, 3> watched = {{{signals.get(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}, {until.fd, POLLIN, 0}}};
+    const int ready = poll(watched.data(), watched.size(), until.at_most_ms);
+    return ready < 0 ? errno == EINTR : watched[0].revents == 0 && watched[1].revents == 0;
+}
+
+bool wait_for_change(const descriptor &signals, sysdb_reader *reader) {
+    do {
+        if (!wait(signals, reader->wait())) {
+            return false;
+        }
+    } while (!reader->has_changed());
+    return wait(signals, {-1, GATHER_MS});
 }
 
 }  // namespace
 
 watch_end watch_changes(const std::string &folder, const char *named_database, bool json) {
     const descriptor signals = stop_signals();
-    watched_database database(folder, named_database, json);
+    const printed_form form(json);
+    sysdb_reader reader(folder, named_database);
     shown_values shown;
-    if (const int problem = database.read(&shown); problem != 0) {
-        return {problem, 0};
-    }
-    while (wait_for_next_look(signals)) {
-        if (!database.has_changed()) {
-            continue;
-        }
+    int problem = read(&reader, form, &shown);
+    while (problem == 0 && wait_for_change(signals, &reader)) {
         shown_values now;
-        if (const int problem = database.read(&now); problem != 0) {
-            return {problem, 0};
+        problem = read(&reader, form, &now);
+        if (problem != 0) {
+            break;
         }
-        const int error = print(differences(database, shown, now));
-        if (error != 0) {
+        if (const int error = print(differences(form, shown, now)); error != 0) {
             return {0, error == EPIPE ? 0 : error};  // nobody reads: the usual end of "watch | head"
         }
         shown.swap(now);
     }
-    return {};
+    return {problem, 0};
 }

@@ -12,17 +12,6 @@ namespace {
 
 using sysdb = sysdb_test;
 
-TEST_F(sysdb, values_lie_in_the_database_in_the_documented_form) {
-    ASSERT_EQ(write([](sysdb_handle *handle) {
-                  return sysdb_write_int(handle, "I", -2, 0) + sysdb_write_dbl(handle, "D", 1.0, 0) +
-                         sysdb_write_str(handle, "S", "ab", 0);
-              }),
-              0);
-    EXPECT_EQ(raw("I"), "i\xfe\xff\xff\xff");
-    EXPECT_EQ(raw("D"), std::string("r\0\0\0\0\0\0\xf0\x3f", 9));
-    EXPECT_EQ(raw("S"), "sab");
-}
-
 constexpr int unread = 4711;
 
 TEST_F(sysdb, missing_keys_and_null_arguments_are_refused_and_leave_the_output) {
@@ -154,28 +143,6 @@ TEST_F(sysdb, a_second_transaction_is_refused_and_the_first_goes_on) {
     testing::internal::GetCapturedStderr();
     EXPECT_EQ(read_int("K"), 1);
     EXPECT_EQ(read_int("OTHER", unread), unread);
-}
-
-TEST_F(sysdb, a_list_is_in_the_order_of_the_bytes) {
-    ASSERT_EQ(write([](sysdb_handle *handle) {
-                  return sysdb_write_int(handle, "b", 1, 0) + sysdb_write_int(handle, "B", 2, 0) +
-                         sysdb_write_int(handle, "\xc3\xa4", 3, 0) + sysdb_write_int(handle, "A_1", 4, 0) +
-                         sysdb_write_int(handle, "A", 5, 0);
-              }),
-              0);
-    sysdb_environment environment;
-    sysdb_transaction transaction;
-    ASSERT_EQ(environment.open(directory_, sysdb_access::read), 0);
-    ASSERT_EQ(transaction.begin(environment, "CELL", sysdb_access::read), 0);
-    sysdb_values values;
-    std::vector<std::string> foreign_keys;
-    ASSERT_EQ(transaction.list(&values, &foreign_keys), 0);
-    std::vector<std::string> keys;
-    for (const auto &[key, value] : values) {
-        keys.push_back(key);
-    }
-    EXPECT_EQ(keys, (std::vector<std::string>{"A", "A_1", "B", "b", "\xc3\xa4"}));
-    EXPECT_TRUE(foreign_keys.empty());
 }
 
 TEST_F(sysdb, a_session_uses_sixteen_named_databases_and_no_more) {

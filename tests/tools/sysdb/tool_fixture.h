@@ -77,6 +77,13 @@ public:
         return poll(&readable, 1, 250) == 0;
     }
 
+    // How often it has gone to sleep by itself: with each wake-up once more.
+    std::string sleeps() const {
+        const std::string status = content_of("/proc/" + std::to_string(pid_) + "/status");
+        const std::size_t at = status.find("\nvoluntary_ctxt_switches:");
+        return status.substr(at + 1, status.find('\n', at + 1) - at - 1);
+    }
+
     void close_output() {
         close(output_);
         output_ = -1;

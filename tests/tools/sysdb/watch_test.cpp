@@ -67,6 +67,16 @@ TEST_F(sysdb_watch, prints_one_json_object_for_each_change) {
                                                "\n");
 }
 
+TEST_F(sysdb_watch, sleeps_while_nothing_changes) {
+    running_tool watcher({"watch", "CELL"});
+    await_first_look(watcher);
+    ASSERT_TRUE(watcher.is_silent()) << "time for what the first look has left";
+    const std::string before = watcher.sleeps();
+    ASSERT_TRUE(before.starts_with("voluntary_ctxt_switches:")) << before;
+    ASSERT_TRUE(watcher.is_silent());
+    EXPECT_EQ(watcher.sleeps(), before);
+}
+
 TEST_F(sysdb_watch, waits_for_the_folder_and_for_the_named_database_and_makes_neither) {
     running_tool watcher({"watch", "CELL"});
     EXPECT_TRUE(watcher.is_silent());
