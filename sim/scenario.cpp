@@ -153,7 +153,7 @@ bool is_type(std::string_view type, std::string_view text) {
 }
 
 // However the file writes a string, the box compares it in the one form in which it is shown.
-std::string as_shown(std::string_view type, std::string text) {
+std::string as_shown(std::string_view type, const std::string &text) {
     return type == "string" ? escaped(bytes_of_lines({text}, "").value_or(text)) : text;
 }
 
