@@ -39,11 +39,32 @@ constexpr unsigned int ENVIRONMENT_FLAGS = MDB_NOSYNC | MDB_NOTLS;
 // LMDB's lock file with its default of 126 readers.
 constexpr off_t LOCK_FILE_BYTES = 8192;
 
+// A new file gets its mode whatever the umask: it is there for other programs. One that exists keeps its own.
+descriptor open_or_create(const std::string &file) {
+    constexpr int FLAGS = O_RDWR | O_CLOEXEC | O_NONBLOCK;
+    descriptor created(::open(file.c_str(), FLAGS | O_CREAT | O_EXCL, FILE_MODE));
+    if (!created.is_open() && errno == EEXIST) {
+        return descriptor(::open(file.c_str(), FLAGS));
+    }
+    if (created.is_open()) {
+        fchmod(created.get(), FILE_MODE);
+    }
+    return created;
+}
+
+// 0, or an errno value.
+int make_folder(const std::string &folder) {
+    if (mkdir(folder.c_str(), FOLDER_MODE) != 0) {
+        return errno == EEXIST ? 0 : errno;
+    }
+    return chmod(folder.c_str(), FOLDER_MODE) == 0 ? 0 : errno;
+}
+
 // Takes the first bytes of the file from the file system now, without changing its length. LMDB writes the lock file
 // through a mapping: on a full file system that would be SIGBUS. And a first page without the second would be taken
 // for a foreign file ever after. Only a lack of space counts here; any other trouble LMDB meets and reports itself.
 int reserve(const std::string &file, off_t bytes) {
-    const descriptor fd(::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, FILE_MODE));
+    const descriptor fd = open_or_create(file);
     const bool full = (fd.is_open() ? fallocate(fd.get(), FALLOC_FL_KEEP_SIZE, 0, bytes) != 0 : true) &&
                       (errno == ENOSPC || errno == EDQUOT);
     return full ? ENOSPC : 0;
@@ -63,10 +84,11 @@ int look_at_data_file(const std::string &file) {
 }
 
 int prepare_files(const std::string &folder, const std::string &data_file, sysdb_access access) {
-    if (access == sysdb_access::create && mkdir(folder.c_str(), FOLDER_MODE) != 0 && errno != EEXIST) {
-        return errno;
+    int result = access == sysdb_access::create ? make_folder(folder) : 0;
+    if (result != 0) {
+        return result;
     }
-    int result = look_at_data_file(data_file);
+    result = look_at_data_file(data_file);
     if (access == sysdb_access::create && result == ENOENT) {
         result = reserve(data_file, 2 * sysconf(_SC_PAGESIZE));
     }
@@ -96,6 +118,10 @@ int open_environment(const std::string &folder, sysdb_access access, MDB_env **o
         mdb_env_close(env);
         return result;
     }
+    // LMDB leaves its data file open to every program that this one starts.
+    mdb_filehandle_t data = -1;
+    mdb_env_get_fd(env, &data);
+    fcntl(data, F_SETFD, FD_CLOEXEC);
     *opened = env;
     return 0;
 }

@@ -2,7 +2,11 @@
 #include "store/environment.h"
 
 #include <string>
+#include <system_error>
 #include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
 
 #include "tests/store/store_fixture.h"
 
@@ -49,6 +53,34 @@ TEST_F(environment, a_transaction_reads_one_commit_whatever_comes_after_it) {
     sysdb_transaction missing;
     EXPECT_EQ(missing.begin(opened, "GPIO", sysdb_access::read), SYSDB_MISSING);
     EXPECT_EQ(missing.commit_read(), first + 1) << "known although there is nothing to read";
+}
+
+TEST_F(environment, is_for_other_programs_whatever_the_umask) {
+    namespace fs = std::filesystem;
+    for (const mode_t mask : {0077U, 0000U}) {
+        SCOPED_TRACE(mask);
+        fs::remove_all(directory_);
+        const mode_t earlier = umask(mask);
+        EXPECT_EQ(put({{"K", 1}}), 0);
+        umask(earlier);
+        EXPECT_EQ(fs::status(directory_).permissions(), fs::perms(0755));
+        EXPECT_EQ(fs::status(directory_ + "/data.mdb").permissions(), fs::perms(0644));
+        EXPECT_EQ(fs::status(directory_ + "/lock.mdb").permissions(), fs::perms(0644));
+    }
+}
+
+TEST_F(environment, leaves_no_descriptor_to_a_program_that_is_started) {
+    ASSERT_EQ(put({{"K", 1}}), 0);
+    sysdb_environment opened;
+    ASSERT_EQ(opened.open(directory_, sysdb_access::modify), 0);
+    for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;  // the one with which the folder is read
+        const std::string file = std::filesystem::read_symlink(entry, gone).string();
+        if (file.starts_with(directory_)) {
+            const int fd = std::stoi(entry.path().filename().string());
+            EXPECT_EQ(fcntl(fd, F_GETFD), FD_CLOEXEC) << file;
+        }
+    }
 }
 
 TEST_F(environment, is_stale_once_its_file_lost_its_name) {
