@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "store/reader.h"
-#include "tools/zelt_top/observation.h"
+#include "view/observation.h"
 
 namespace zelt_top {
 

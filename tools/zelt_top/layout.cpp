@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <limits>
 
-#include "tools/zelt_top/text.h"
+#include "view/text.h"
 
 namespace zelt_top {
 

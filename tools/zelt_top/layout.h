@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "tools/zelt_top/memory.h"
-#include "tools/zelt_top/picture.h"
+#include "view/picture.h"
 
 namespace zelt_top {
 

@@ -14,13 +14,13 @@
 
 #include "tools/zelt_top/database.h"
 #include "tools/zelt_top/events.h"
-#include "tools/zelt_top/json.h"
 #include "tools/zelt_top/last_resort.h"
 #include "tools/zelt_top/layout.h"
 #include "tools/zelt_top/options.h"
+#include "tools/zelt_top/runtime_state.h"
 #include "tools/zelt_top/screen.h"
-#include "tools/zelt_top/surroundings.h"
 #include "tools/zelt_top/terminal.h"
+#include "view/json.h"
 
 namespace zelt_top {
 namespace {
@@ -34,7 +34,7 @@ double now_seconds() {
 struct view {
     void refresh() {
         latest = source.read();
-        const surroundings around = look_around({});
+        const runtime_state around = read_runtime_state({});
         known = build_picture(latest, around, past.note(latest, around, now_seconds()));
         past.note_signals(known);
         ++refreshes;

@@ -28,7 +28,7 @@ std::string course_key(const leg &of, quantity what) {
 
 }  // namespace
 
-ages memory::note(const reading &database, const surroundings &around, double now) {
+ages memory::note(const reading &database, const runtime_state &around, double now) {
     if (database.cell) {
         if (!started_ || database.commits != last_.commits) {
             // Without a commit of its own to go by, the first reading relies on what the file system recorded.

@@ -7,8 +7,8 @@
 #include <map>
 #include <string>
 
-#include "tools/zelt_top/observation.h"
-#include "tools/zelt_top/picture.h"
+#include "view/observation.h"
+#include "view/picture.h"
 
 namespace zelt_top {
 
@@ -18,7 +18,7 @@ using course = std::deque<double>;
 class memory {
 public:
     // Takes a new reading; now is in seconds and never steps back.
-    ages note(const reading &database, const surroundings &around, double now);
+    ages note(const reading &database, const runtime_state &around, double now);
 
     void note_signals(const picture &known);
     const course &course_of(const leg &of, quantity what) const;

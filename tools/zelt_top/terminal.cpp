@@ -8,7 +8,7 @@
 #include <langinfo.h>
 #include <unistd.h>
 
-#include "tools/zelt_top/text.h"
+#include "view/text.h"
 
 // After everything else: its macros have the names of half the dictionary.
 #define NCURSES_NOMACROS

@@ -6,9 +6,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/tools/zelt_top/samples.h"
-#include "tools/zelt_top/json.h"
-#include "tools/zelt_top/text.h"
+#include "tests/tools/zelt_top/page_text.h"
+#include "tests/view/samples.h"
+#include "view/json.h"
+#include "view/text.h"
 
 namespace {
 

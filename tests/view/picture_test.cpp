@@ -1,9 +1,9 @@
-#include "tools/zelt_top/picture.h"
+#include "view/picture.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/tools/zelt_top/samples.h"
+#include "tests/view/samples.h"
 
 namespace {
 
@@ -152,12 +152,12 @@ TEST(Picture, ForeignKeysAndTypesAreSetApart) {
 }
 
 TEST(Picture, StateSaysTheFirstThingThatIsWrong) {
-    const auto process_gone = surroundings::process::gone;
-    const auto no_pid_file = surroundings::process::no_pid_file;
+    const auto process_gone = runtime_state::process::gone;
+    const auto no_pid_file = runtime_state::process::no_pid_file;
     struct row {
         const char *why;
         snapshot changes;
-        surroundings around;
+        runtime_state around;
         double written;
         condition state;
         const char *sentence;
@@ -180,13 +180,13 @@ TEST(Picture, StateSaysTheFirstThingThatIsWrong) {
          "No news for 16 s: the daemon hangs or waits for the module."},
         {"module unplugged",
          {{"CELL_REGISTERED", 0}},
-         {surroundings::process::running, false, false, {}},
+         {runtime_state::process::running, false, false, {}},
          60,
          condition::module_gone,
          "Module gone (no /dev/ttyQSB3)."},
         {"paused, and the module gone besides",
          {},
-         {surroundings::process::running, true, false, {}},
+         {runtime_state::process::running, true, false, {}},
          60,
          condition::paused,
          "Daemon paused (no /tmp/zstats.running)."},

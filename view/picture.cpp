@@ -1,4 +1,4 @@
-#include "tools/zelt_top/picture.h"
+#include "view/picture.h"
 
 #include <algorithm>
 #include <array>
@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "stats/cell_catalogue.h"
-#include "tools/zelt_top/text.h"
+#include "view/text.h"
 
 namespace zelt_top {
 
@@ -322,11 +322,11 @@ phrase tidy_summary(const phrase &line) {
 // A cycle takes 4 s and a few exchanges with the module; three of them are no news any more but a fault.
 constexpr double STALE_SECONDS = 15;
 
-condition judge(const picture &known, const reading &database, const surroundings &around) {
+condition judge(const picture &known, const reading &database, const runtime_state &around) {
     if (!database.cell) {
         return condition::no_database;
     }
-    if (around.daemon != surroundings::process::running) {
+    if (around.daemon != runtime_state::process::running) {
         return condition::daemon_absent;
     }
     if (around.paused) {
@@ -341,13 +341,13 @@ condition judge(const picture &known, const reading &database, const surrounding
     return known.registered.known() && known.registered.value ? condition::well : condition::not_registered;
 }
 
-std::string sentence_of(const picture &known, const reading &database, const surroundings &around) {
+std::string sentence_of(const picture &known, const reading &database, const runtime_state &around) {
     switch (known.state) {
     case condition::no_database:
         return printable(database.problem);
     case condition::daemon_absent:
-        return around.daemon == surroundings::process::gone ? "Daemon not running: its process has gone."
-                                                            : "Daemon not running (no /var/run/zelt-stats.pid).";
+        return around.daemon == runtime_state::process::gone ? "Daemon not running: its process has gone."
+                                                             : "Daemon not running (no /var/run/zelt-stats.pid).";
     case condition::paused:
         return "Daemon paused (no /tmp/zstats.running).";
     case condition::module_gone:
@@ -372,7 +372,7 @@ const char *name_of(condition state) {
     return NAMES.at(static_cast<std::size_t>(state));
 }
 
-picture build_picture(const reading &database, const surroundings &around, const ages &age) {
+picture build_picture(const reading &database, const runtime_state &around, const ages &age) {
     picture known;
     snapshot cell = database.cell.value_or(snapshot{});
     known.other = split_off_others(cell);

@@ -1,4 +1,4 @@
-#include "tools/zelt_top/surroundings.h"
+#include "tools/zelt_top/runtime_state.h"
 
 #include <cstdlib>
 #include <ctime>
@@ -13,18 +13,18 @@ namespace {
 
 using namespace zelt_top;
 
-class Surroundings : public testing::Test {
+class RuntimeState : public testing::Test {
 public:
-    ~Surroundings() override { std::filesystem::remove_all(folder_); }
+    ~RuntimeState() override { std::filesystem::remove_all(folder_); }
 
 protected:
-    Surroundings() {
+    RuntimeState() {
         std::string name = (std::filesystem::temp_directory_path() / "zelt-top-XXXXXX").string();
         folder_ = mkdtemp(name.data());
         files_ = {folder_ / "pid", folder_ / "running", folder_ / "change", folder_ / "module"};
     }
-    Surroundings(const Surroundings &) = delete;
-    Surroundings &operator=(const Surroundings &) = delete;
+    RuntimeState(const RuntimeState &) = delete;
+    RuntimeState &operator=(const RuntimeState &) = delete;
 
     static void write(const std::string &path, const std::string &text) { std::ofstream(path) << text; }
 
@@ -41,15 +41,15 @@ pid_t process_that_has_gone() {
     return child;
 }
 
-TEST_F(Surroundings, NothingThere) {
-    const surroundings around = look_around(files_);
-    EXPECT_EQ(around.daemon, surroundings::process::no_pid_file);
+TEST_F(RuntimeState, NothingThere) {
+    const runtime_state around = read_runtime_state(files_);
+    EXPECT_EQ(around.daemon, runtime_state::process::no_pid_file);
     EXPECT_TRUE(around.paused);
     EXPECT_FALSE(around.module_present);
     EXPECT_FALSE(around.seconds_since_link_change);
 }
 
-TEST_F(Surroundings, EverythingThere) {
+TEST_F(RuntimeState, EverythingThere) {
     write(files_.pid_file, std::to_string(getpid()) + "\n");
     write(files_.running, "");
     write(files_.module_device, "");
@@ -57,15 +57,15 @@ TEST_F(Surroundings, EverythingThere) {
     clock_gettime(CLOCK_BOOTTIME, &now);
     ASSERT_GT(now.tv_sec, 10);
     write(files_.link_change, std::to_string(now.tv_sec - 10));
-    const surroundings around = look_around(files_);
-    EXPECT_EQ(around.daemon, surroundings::process::running);
+    const runtime_state around = read_runtime_state(files_);
+    EXPECT_EQ(around.daemon, runtime_state::process::running);
     EXPECT_FALSE(around.paused);
     EXPECT_TRUE(around.module_present);
     ASSERT_TRUE(around.seconds_since_link_change);
     EXPECT_GE(*around.seconds_since_link_change, 10);
 }
 
-TEST_F(Surroundings, PidFileThatNamesNoProcess) {
+TEST_F(RuntimeState, PidFileThatNamesNoProcess) {
     struct row {
         const char *why;
         std::string content;
@@ -80,18 +80,18 @@ TEST_F(Surroundings, PidFileThatNamesNoProcess) {
     };
     for (const row &one : rows) {
         write(files_.pid_file, one.content);
-        EXPECT_EQ(look_around(files_).daemon, surroundings::process::gone) << one.why;
+        EXPECT_EQ(read_runtime_state(files_).daemon, runtime_state::process::gone) << one.why;
     }
 }
 
-TEST_F(Surroundings, LinkChangeThatCannotBe) {
+TEST_F(RuntimeState, LinkChangeThatCannotBe) {
     struct row {
         const char *why;
         const char *content;
     };
     for (const row &one : {row{"empty", ""}, row{"no number", "soon"}, row{"of another boot", "4294967295"}}) {
         write(files_.link_change, one.content);
-        EXPECT_FALSE(look_around(files_).seconds_since_link_change) << one.why;
+        EXPECT_FALSE(read_runtime_state(files_).seconds_since_link_change) << one.why;
     }
 }
 

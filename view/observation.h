@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/zelt_top/snapshot.h"
+#include "view/snapshot.h"
 
 namespace zelt_top {
 
@@ -21,7 +21,7 @@ struct reading {
 };
 
 // What the run-time files tell of the daemon and of the module.
-struct surroundings {
+struct runtime_state {
     enum class process { running, no_pid_file, gone };
     process daemon = process::running;
     bool paused = false;

@@ -1,4 +1,4 @@
-#include "tools/zelt_top/signals.h"
+#include "view/quantity.h"
 
 #include <cmath>
 

@@ -7,8 +7,8 @@
 #include <variant>
 #include <vector>
 
-#include "tools/zelt_top/observation.h"
-#include "tools/zelt_top/signals.h"
+#include "view/observation.h"
+#include "view/quantity.h"
 
 namespace zelt_top {
 
@@ -85,6 +85,6 @@ struct picture {
     bool current() const { return state == condition::well; }
 };
 
-picture build_picture(const reading &database, const surroundings &around, const ages &age);
+picture build_picture(const reading &database, const runtime_state &around, const ages &age);
 
 }  // namespace zelt_top

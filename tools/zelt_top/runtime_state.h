@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "tools/zelt_top/observation.h"
+#include "view/observation.h"
 
 namespace zelt_top {
 
@@ -15,6 +15,6 @@ struct runtime_files {
     std::string module_device = "/dev/ttyQSB3";
 };
 
-surroundings look_around(const runtime_files &files);
+runtime_state read_runtime_state(const runtime_files &files);
 
 }  // namespace zelt_top

@@ -1,4 +1,4 @@
-#include "tools/zelt_top/json.h"
+#include "view/json.h"
 
 #include <array>
 #include <cmath>
@@ -7,7 +7,7 @@
 #include <json/json.h>
 
 #include "stats/cell_catalogue.h"
-#include "tools/zelt_top/text.h"
+#include "view/text.h"
 
 namespace zelt_top {
 

@@ -1,4 +1,4 @@
-#include "tools/zelt_top/json.h"
+#include "view/json.h"
 
 #include <memory>
 
@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
-#include "tests/tools/zelt_top/samples.h"
+#include "tests/view/samples.h"
 
 namespace {
 

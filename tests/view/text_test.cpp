@@ -1,4 +1,4 @@
-#include "tools/zelt_top/text.h"
+#include "view/text.h"
 
 #include <limits>
 

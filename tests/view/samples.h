@@ -3,9 +3,7 @@
 
 #include <string>
 
-#include "tools/zelt_top/layout.h"
-#include "tools/zelt_top/memory.h"
-#include "tools/zelt_top/picture.h"
+#include "view/picture.h"
 
 namespace samples {
 
@@ -140,21 +138,9 @@ inline zelt_top::reading read_from(snapshot cell) {
     return reading;
 }
 
-inline zelt_top::picture picture_of(snapshot cell, const zelt_top::surroundings &around = {},
+inline zelt_top::picture picture_of(snapshot cell, const zelt_top::runtime_state &around = {},
                                     const zelt_top::ages &age = {2.0, 2.0, 3725.0}) {
     return zelt_top::build_picture(read_from(std::move(cell)), around, age);
-}
-
-inline std::string text_of(const std::vector<zelt_top::line> &lines) {
-    std::string text;
-    for (const zelt_top::line &one : lines) {
-        text += one.plain_text() + '\n';
-    }
-    return text;
-}
-
-inline std::string page_of(const zelt_top::picture &known, const zelt_top::page &on = {}) {
-    return text_of(lay_out(known, zelt_top::memory(), on));
 }
 
 }  // namespace samples

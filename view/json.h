@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "tools/zelt_top/observation.h"
-#include "tools/zelt_top/picture.h"
+#include "view/observation.h"
+#include "view/picture.h"
 
 namespace zelt_top {
 
