@@ -17,19 +17,25 @@ typed_value to_typed_value(const sysdb_value &value) {
 }
 
 const cell_values &box_database::cell() {
-    sysdb_values found;
     std::vector<std::string> foreign_keys;
     if (!reader_.has_changed()) {
         return values_;
     }
+    sysdb_values found;
     if (const int result = reader_.list(&found, &foreign_keys); result != 0 && !sysdb_is_absent(result)) {
         return values_;
     }
+    stored_ = std::move(found);
     values_.clear();
-    for (const auto &[key, value] : found) {
+    for (const auto &[key, value] : stored_) {
         values_.emplace(escaped(key), to_typed_value(value));
     }
     return values_;
+}
+
+const sysdb_values &box_database::stored() {
+    cell();
+    return stored_;
 }
 
 std::string box_database::write(const set_key &what) {

@@ -17,10 +17,14 @@ public:
     // What "CELL" holds now; empty while nothing was ever written there.
     const cell_values &cell();
 
+    // The same with the types and values of the database.
+    const sysdb_values &stored();
+
     // Another program writes one key. Empty on success, else what went wrong.
     std::string write(const set_key &what);
 
 private:
     sysdb_reader reader_{sysdb_folder(), "CELL"};
     cell_values values_;
+    sysdb_values stored_;
 };

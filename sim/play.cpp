@@ -12,7 +12,6 @@
 
 #include "sim/broker.h"
 #include "sim/child.h"
-#include "sim/cycle_line.h"
 #include "sim/database.h"
 #include "sim/expectations.h"
 #include "sim/module.h"
@@ -22,6 +21,7 @@
 #include "sim/system_log.h"
 #include "sim/text.h"
 #include "store/value_text.h"
+#include "view/line.h"
 
 namespace {
 
@@ -466,7 +466,7 @@ void player::handle_log_line(const log_line &line) {
 
 void player::end_cycle() {
     ++cycles_;
-    journal_.story("cycle", std::to_string(cycles_) + "  " + cycle_line(database_.cell()));
+    journal_.story("cycle", std::to_string(cycles_) + "  " + view::line_of(database_.stored()));
     show_changes();
 }
 

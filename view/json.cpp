@@ -6,10 +6,10 @@
 
 #include <json/json.h>
 
-#include "stats/cell_catalogue.h"
-#include "view/text.h"
+#include "view/characters.h"
+#include "view/words.h"
 
-namespace zelt_top {
+namespace view {
 
 namespace {
 
@@ -35,11 +35,19 @@ Json::Value json(const std::string &text) {
 
 template <typename T>
 Json::Value json(const maybe<T> &stored) {
-    return stored.known() ? json(stored.value) : Json::Value();
+    return stored.told() ? json(stored.value) : Json::Value();
 }
 
 Json::Value json(const std::optional<double> &seconds) {
     return seconds ? json(std::floor(*seconds)) : Json::Value();
+}
+
+Json::Value json_as_stored(const any_value &stored) {
+    if (const auto *text = std::get_if<std::string>(&stored)) {
+        return harmless(*text);
+    }
+    const auto *integer = std::get_if<int>(&stored);
+    return integer != nullptr ? Json::Value(*integer) : json(std::get<double>(stored));
 }
 
 void put_facts(Json::Value &object, const std::vector<fact> &facts) {
@@ -52,9 +60,7 @@ Json::Value json(const signal_value &one) {
     Json::Value object;
     object["value"] = json(one.value);
     object["unit"] = scale_of(one.what).unit;
-    object["rating"] = one.value.known()                           ? word(rate(one.what, one.value.value))
-                       : one.value.state == presence::not_reported ? "not reported"
-                                                                   : "unknown";
+    object["rating"] = rating_word(one);
     return object;
 }
 
@@ -72,13 +78,10 @@ Json::Value json(const leg &one) {
 Json::Value json(const carrier &one) {
     Json::Value object;
     object["name"] = one.name;
-    object["band"] = json(one.band);
-    object["channel"] = json(one.channel);
-    object["bandwidth_down_mhz"] = json(one.bandwidth);
-    object["rsrp"] = json(one.rsrp);
-    object["rsrq"] = json(one.rsrq);
-    object["rssi"] = json(one.rssi);
-    object["sinr"] = json(one.sinr);
+    put_facts(object, one.facts);
+    for (const signal_value &each : one.signals) {
+        object[scale_of(each.what).name] = json(each.value);
+    }
     return object;
 }
 
@@ -98,18 +101,10 @@ Json::Value json_cell(const picture &known) {
 Json::Value json_other(const picture &known) {
     Json::Value other = Json::objectValue;
     for (const auto &[key, stored] : known.other) {
-        Json::Value &place = other[printable(key)];
-        const auto *words = std::get_if<std::string>(&stored);
-        if (words != nullptr) {
-            place = *words == "-999" ? Json::Value() : Json::Value(printable(*words));
-            continue;
-        }
-        const auto *whole = std::get_if<int>(&stored);
-        const double amount = whole != nullptr ? *whole : std::get<double>(stored);
-        place = amount == NOT_REPORTED ? Json::Value() : json(amount);
+        other[harmless(key)] = is_not_reported(stored) ? Json::Value() : json_as_stored(stored);
     }
     for (const std::string &key : known.foreign_keys) {
-        other[printable(key)] = Json::nullValue;
+        other[harmless(key)] = Json::nullValue;
     }
     return other;
 }
@@ -118,7 +113,7 @@ Json::Value json_other(const picture &known) {
 
 std::string to_json(const picture &known, const reading &database) {
     Json::Value object;
-    object["database"] = printable(database.folder);
+    object["database"] = harmless(database.folder);
     object["state"] = name_of(known.state);
     object["sentence"] = known.sentence;
     object["technology"] = known.technology.empty() ? Json::Value() : Json::Value(known.technology);
@@ -149,4 +144,4 @@ std::string to_json(const picture &known, const reading &database) {
     return Json::writeString(builder, object);
 }
 
-}  // namespace zelt_top
+}  // namespace view

@@ -6,9 +6,9 @@
 #include "view/observation.h"
 #include "view/picture.h"
 
-namespace zelt_top {
+namespace view {
 
 // A value that nobody reported is null. Without a line feed at the end.
 std::string to_json(const picture &known, const reading &database);
 
-}  // namespace zelt_top
+}  // namespace view

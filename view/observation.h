@@ -8,7 +8,7 @@
 
 #include "view/snapshot.h"
 
-namespace zelt_top {
+namespace view {
 
 // One consistent reading of the database.
 struct reading {
@@ -36,4 +36,4 @@ struct ages {
     std::optional<double> link;     // since the link went up or down
 };
 
-}  // namespace zelt_top
+}  // namespace view

@@ -1,5 +1,5 @@
 // What is known of the radio and of the link, as a model for people: which values belong to the technology of the
-// moment, what a missing one means, and how current all of it is. Pure: knows the keys, no database, file or terminal.
+// moment, what a missing one means, and how current all of it is. Pure; knows no database, file or terminal.
 #pragma once
 
 #include <optional>
@@ -7,37 +7,24 @@
 #include <variant>
 #include <vector>
 
+#include "view/lookup.h"
 #include "view/observation.h"
-#include "view/quantity.h"
+#include "view/technology.h"
 
-namespace zelt_top {
+namespace view {
 
-// unknown: the key is not there (or has a foreign type). not_reported: the daemon says that the module did not tell.
-enum class presence { unknown, not_reported, known };
-
-template <typename T>
-struct maybe {
-    presence state = presence::unknown;
-    T value{};
-
-    bool known() const { return state == presence::known; }
-};
-using number = maybe<double>;
-using phrase = maybe<std::string>;
-
-struct fact {
-    const char *name;   // for programs
-    const char *label;  // for people
+struct fact : fact_key {
     std::variant<number, phrase> value;
-    const char *unit = "";
+
+    bool known() const {
+        return std::visit([](const auto &stored) { return stored.known(); }, value);
+    }
 };
 
-struct signal_value {
-    quantity what;
+struct signal_value : signal_key {
     number value;
 };
 
-// One radio connection: alone, or the LTE anchor and the NR leg of a non-standalone 5G connection.
 struct leg {
     const char *name;         // for programs
     const char *heading;      // for people
@@ -45,15 +32,11 @@ struct leg {
     std::vector<signal_value> signals;
 };
 
+// One carrier of an aggregation.
 struct carrier {
     std::string name;
-    number band;
-    number channel;
-    phrase bandwidth;  // MHz
-    number rsrp;
-    number rsrq;
-    number rssi;
-    number sinr;
+    std::vector<fact> facts;            // band, channel, bandwidth
+    std::vector<signal_value> signals;  // RSRP, RSRQ, SINR, RSSI
 };
 
 // The first one that holds.
@@ -78,7 +61,7 @@ struct picture {
     phrase address;
     ages age;
     phrase summary;
-    snapshot other;  // keys that this view does not know, or of a type that it does not expect
+    snapshot other;  // keys that are not known, or of a type that is not theirs
     std::vector<std::string> foreign_keys;
 
     // Whether the values tell of now; otherwise they are the last ones that were known.
@@ -87,4 +70,4 @@ struct picture {
 
 picture build_picture(const reading &database, const runtime_state &around, const ages &age);
 
-}  // namespace zelt_top
+}  // namespace view

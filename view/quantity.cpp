@@ -4,15 +4,14 @@
 #include <array>
 #include <cstddef>
 
-namespace zelt_top {
+namespace view {
 
 namespace {
 
 // In the order of the enumeration.
 constexpr std::array<scale, 9> SCALES{{
     // Good: the edge of the inner half of a cell; -105 is the usual planning level inside houses; below -120 most
-    // modules
-    // lose the cell. The bar has the ends of the quality index, so that both tell the same story.
+    // modules lose the cell. The bar has the ends of the quality index, so that both tell the same story.
     {quantity::rsrp, "rsrp", "RSRP", "dBm", -90, -105, -120, -133, -69, -156, -31, "strength of the cell's own signal"},
     // -10: a cell without much traffic; -15: a full one, or a neighbour as strong; -20: the end of the LTE scale.
     {quantity::rsrq, "rsrq", "RSRQ", "dB", -10, -15, -20, -23, -3, -43, 20, "the cell against all on its channel"},
@@ -46,15 +45,21 @@ static_assert(scales_hold());
 
 }  // namespace
 
+std::span<const scale> scales() {
+    return SCALES;
+}
+
 const scale &scale_of(quantity what) {
     return SCALES.at(static_cast<std::size_t>(what));
 }
 
+bool measurable(quantity what, double value) {
+    const scale &limits = scale_of(what);
+    return value >= limits.lowest && value <= limits.highest;  // false for "not a number" as well
+}
+
 rating rate(quantity what, double value) {
     const scale &limits = scale_of(what);
-    if (!(value >= limits.lowest && value <= limits.highest)) {  // so that "not a number" falls out as well
-        return rating::out_of_range;
-    }
     return value >= limits.good   ? rating::good
            : value >= limits.fair ? rating::fair
            : value >= limits.weak ? rating::weak
@@ -67,8 +72,8 @@ double fill(quantity what, double value) {
 }
 
 const char *word(rating grade) {
-    constexpr std::array<const char *, 5> WORDS{"out of range", "bad", "weak", "fair", "good"};
+    constexpr std::array<const char *, 4> WORDS{"bad", "weak", "fair", "good"};
     return WORDS.at(static_cast<std::size_t>(grade));
 }
 
-}  // namespace zelt_top
+}  // namespace view

@@ -1,12 +1,14 @@
-// The signal values: their units, what is good and what is bad, where their bars begin and end.
+// The quantities that a receiver measures: their units, what is good and what is bad, where their bars begin and end.
 // Knows no key and no terminal; never logs.
 #pragma once
 
-namespace zelt_top {
+#include <span>
+
+namespace view {
 
 enum class quantity { rsrp, rsrq, sinr, rssi, gsm_rssi, rxlev, rscp, ecio, sqi };
 
-enum class rating { out_of_range, bad, weak, fair, good };
+enum class rating { bad, weak, fair, good };
 
 struct scale {
     quantity what;
@@ -23,7 +25,14 @@ struct scale {
     const char *meaning;
 };
 
+// In the order of the enumeration.
+std::span<const scale> scales();
+
 const scale &scale_of(quantity what);
+
+bool measurable(quantity what, double value);
+
+// Of a measurable value.
 rating rate(quantity what, double value);
 
 // How much of the bar is filled, 0 to 1.
@@ -31,4 +40,4 @@ double fill(quantity what, double value);
 
 const char *word(rating grade);
 
-}  // namespace zelt_top
+}  // namespace view

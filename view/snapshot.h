@@ -1,13 +1,11 @@
-// What the database held at one moment. Knows no key and no meaning; never logs.
+// What the database held at one moment, as the store gives it. Knows no key and no meaning.
 #pragma once
 
-#include <map>
-#include <string>
-#include <variant>
+#include "host/sysdb_store.h"
 
-namespace zelt_top {
+namespace view {
 
-using value = std::variant<int, double, std::string>;
-using snapshot = std::map<std::string, value>;
+using any_value = sysdb_value;
+using snapshot = sysdb_values;
 
-}  // namespace zelt_top
+}  // namespace view

@@ -10,7 +10,7 @@
 
 namespace {
 
-using namespace zelt_top;
+using namespace view;
 using samples::operator+;  // NOLINT(misc-unused-using-decls): for maps, whose own namespace has none
 using testing::HasSubstr;
 using testing::Not;

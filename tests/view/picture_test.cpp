@@ -7,7 +7,7 @@
 
 namespace {
 
-using namespace zelt_top;
+using namespace view;
 using samples::operator+;  // NOLINT(misc-unused-using-decls): for maps, whose own namespace has none
 using samples::picture_of;
 using testing::ElementsAre;
@@ -110,22 +110,36 @@ TEST(Picture, TellsMissingFromNotReported) {
     EXPECT_EQ(picture_of(without).legs[0].signals[0].value.state, presence::unknown);
 }
 
+TEST(Picture, ColumnThatHeldNoNumberIsNoMeasurement) {
+    const signal_value rsrp = picture_of(samples::lte() + snapshot{{"CELL_RSRP", 0}}).legs[0].signals[0];
+    EXPECT_EQ(rsrp.value.state, presence::out_of_range);
+    EXPECT_EQ(rsrp.value.value, 0) << "as it was published, for programs";
+}
+
+TEST(Picture, UnfamiliarTechnologyShowsWhatIsThere) {
+    const picture known = picture_of({{"CELL_NET_TYPE", std::string("6G")}, {"CELL_RSRP", -95}, {"CELL_BAND", -999}});
+    EXPECT_EQ(known.technology, "6G");
+    EXPECT_THAT(signals_of(known.legs[0]), ElementsAre("RSRP"));
+    EXPECT_THAT(known.radio, IsEmpty());
+}
+
 TEST(Picture, CarriersComeWithThePrimaryOneInFront) {
     const picture known = picture_of(samples::lte() + samples::secondary(1, "20", 3050, 7, -101, -13, -70, 8) +
                                      samples::secondary(2, "-999", 300, 1, -999, -999, -999, -999));
     ASSERT_EQ(known.carriers.size(), 3U);
     EXPECT_EQ(known.carriers[0].name, "primary");
-    EXPECT_EQ(known.carriers[0].rsrp.value, -95);
+    EXPECT_EQ(known.carriers[0].signals[0].value.value, -95);
     EXPECT_EQ(known.carriers[1].name, "SCC 1");
-    EXPECT_EQ(known.carriers[1].channel.value, 3050);
-    EXPECT_EQ(known.carriers[2].rsrp.state, presence::not_reported);
-    EXPECT_EQ(known.carriers[2].bandwidth.state, presence::not_reported);
+    EXPECT_THAT(names_of(known.carriers[1].facts), ElementsAre("band", "channel", "bandwidth_down_mhz"));
+    EXPECT_EQ(std::get<number>(known.carriers[1].facts[1].value).value, 3050);
+    EXPECT_EQ(known.carriers[2].signals[0].value.state, presence::not_reported);
+    EXPECT_EQ(std::get<phrase>(known.carriers[2].facts[2].value).state, presence::not_reported);
 }
 
 TEST(Picture, PrimaryCarrierOfNsaIsTheAnchor) {
     const picture known = picture_of(samples::nsa() + samples::secondary(1, "20", 3050, 7, -101, -13, -70, 8));
-    EXPECT_EQ(known.carriers[0].band.value, 3);
-    EXPECT_EQ(known.carriers[0].rsrp.value, -95);
+    EXPECT_EQ(std::get<number>(known.carriers[0].facts[0].value).value, 3);
+    EXPECT_EQ(known.carriers[0].signals[0].value.value, -95);
 }
 
 TEST(Picture, NoAggregationNoTable) {

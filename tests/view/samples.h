@@ -7,7 +7,7 @@
 
 namespace samples {
 
-using zelt_top::snapshot;
+using view::snapshot;
 
 inline snapshot operator+(snapshot left, const snapshot &right) {
     for (const auto &[key, stored] : right) {
@@ -131,16 +131,16 @@ inline snapshot crowded() {
                                                        "Temp: 41.500000")}};
 }
 
-inline zelt_top::reading read_from(snapshot cell) {
-    zelt_top::reading reading;
+inline view::reading read_from(snapshot cell) {
+    view::reading reading;
     reading.folder = "/run/sysdb";
     reading.cell = std::move(cell);
     return reading;
 }
 
-inline zelt_top::picture picture_of(snapshot cell, const zelt_top::runtime_state &around = {},
-                                    const zelt_top::ages &age = {2.0, 2.0, 3725.0}) {
-    return zelt_top::build_picture(read_from(std::move(cell)), around, age);
+inline view::picture picture_of(snapshot cell, const view::runtime_state &around = {},
+                                const view::ages &age = {2.0, 2.0, 3725.0}) {
+    return view::build_picture(read_from(std::move(cell)), around, age);
 }
 
 }  // namespace samples

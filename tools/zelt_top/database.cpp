@@ -28,10 +28,10 @@ std::optional<double> seconds_since_commit(const std::string &folder) {
 
 }  // namespace
 
-reading database::read() {
-    reading result;
+view::reading database::read() {
+    view::reading result;
     result.folder = folder_;
-    snapshot cell;
+    view::snapshot cell;
     if (const int failed = reader_.list(&cell, &result.foreign_keys); failed == 0) {
         result.cell = std::move(cell);
     } else {

@@ -14,7 +14,7 @@ public:
     explicit database(std::string folder) : folder_(folder), reader_(std::move(folder), "CELL") {}
 
     // All keys as of one commit. Finds the database again when its folder was made anew.
-    reading read();
+    view::reading read();
 
 private:
     std::string folder_;

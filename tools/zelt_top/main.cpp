@@ -31,19 +31,19 @@ double now_seconds() {
 }
 
 // What one refresh after the other knows.
-struct view {
+struct watch {
     void refresh() {
         latest = source.read();
-        const runtime_state around = read_runtime_state({});
-        known = build_picture(latest, around, past.note(latest, around, now_seconds()));
+        const view::runtime_state around = read_runtime_state({});
+        known = view::build_picture(latest, around, past.note(latest, around, now_seconds()));
         past.note_signals(known);
         ++refreshes;
     }
 
     database source{sysdb_folder()};
-    reading latest;
+    view::reading latest;
     memory past;
-    picture known;
+    view::picture known;
     unsigned long refreshes = 0;
 };
 
@@ -52,16 +52,16 @@ bool wants_colour(const options &chosen) {
     return chosen.colour && (refused == nullptr || *refused == '\0');
 }
 
-page plain_page(const view &of) {
+page plain_page(const watch &of) {
     page on;
     on.utf8 = isatty(STDOUT_FILENO) != 0 ? terminal_shows_utf8() : std::string(nl_langinfo(CODESET)) == "UTF-8";
     on.history = of.refreshes > 1;
     return on;
 }
 
-std::string as_text(const view &of, const options &chosen) {
+std::string as_text(const watch &of, const options &chosen) {
     if (chosen.json) {
-        return to_json(of.known, of.latest) + '\n';
+        return view::to_json(of.known, of.latest) + '\n';
     }
     std::string text;
     for (const line &one : lay_out(of.known, of.past, plain_page(of))) {
@@ -81,7 +81,7 @@ bool print(const std::string &text) {
 }
 
 int run_once(const options &chosen) {
-    view of;
+    watch of;
     of.refresh();
     if (!of.latest.cell) {
         std::fprintf(stderr, "zelt-top: %s\n", of.known.sentence.c_str());
@@ -92,7 +92,7 @@ int run_once(const options &chosen) {
 
 int run_stream(const options &chosen) {
     const events waiting(false);
-    view of;
+    watch of;
     while (true) {
         of.refresh();
         const std::string gap = chosen.json || of.refreshes == 1 ? "" : "\n";
@@ -112,7 +112,7 @@ int run_stream(const options &chosen) {
     }
 }
 
-void draw(screen &terminal, const view &of, bool paused, bool help) {
+void draw(screen &terminal, const watch &of, bool paused, bool help) {
     page on;
     on.width = terminal.width();
     on.height = terminal.height();
@@ -126,7 +126,7 @@ void draw(screen &terminal, const view &of, bool paused, bool help) {
 int run_screen(const options &chosen) {
     const events waiting(true);  // before the screen: the terminal library sets its own handlers where none are set
     screen terminal(wants_colour(chosen));
-    view of;
+    watch of;
     bool paused = false;
     bool help = false;
     double next = now_seconds();

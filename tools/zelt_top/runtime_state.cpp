@@ -16,16 +16,16 @@ bool exists(const std::string &path) {
     return access(path.c_str(), F_OK) == 0;
 }
 
-runtime_state::process look_for_daemon(const std::string &pid_file) {
+view::runtime_state::process look_for_daemon(const std::string &pid_file) {
     std::ifstream file(pid_file);
     if (!file) {
-        return runtime_state::process::no_pid_file;
+        return view::runtime_state::process::no_pid_file;
     }
     pid_t pid = 0;
     file >> pid;
     // 0 and negative numbers would ask for whole process groups. A process of another user refuses, and lives.
     const bool lives = file && pid > 0 && (kill(pid, 0) == 0 || errno == EPERM);
-    return lives ? runtime_state::process::running : runtime_state::process::gone;
+    return lives ? view::runtime_state::process::running : view::runtime_state::process::gone;
 }
 
 // The daemon writes whole seconds since boot, 32 bits.
@@ -41,7 +41,7 @@ std::optional<double> seconds_since(const std::string &path) {
 
 }  // namespace
 
-runtime_state read_runtime_state(const runtime_files &files) {
+view::runtime_state read_runtime_state(const runtime_files &files) {
     return {look_for_daemon(files.pid_file), !exists(files.running), exists(files.module_device),
             seconds_since(files.link_change)};
 }

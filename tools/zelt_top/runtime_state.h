@@ -15,6 +15,6 @@ struct runtime_files {
     std::string module_device = "/dev/ttyQSB3";
 };
 
-runtime_state read_runtime_state(const runtime_files &files);
+view::runtime_state read_runtime_state(const runtime_files &files);
 
 }  // namespace zelt_top

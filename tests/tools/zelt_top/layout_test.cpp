@@ -5,10 +5,11 @@
 
 #include "tests/tools/zelt_top/page_text.h"
 #include "tests/view/samples.h"
-#include "view/text.h"
+#include "tools/zelt_top/columns.h"
 
 namespace {
 
+using namespace view;
 using namespace zelt_top;
 using samples::operator+;  // NOLINT(misc-unused-using-decls): for maps, whose own namespace has none
 using samples::page_of;

@@ -8,6 +8,7 @@
 
 namespace {
 
+using namespace view;
 using namespace zelt_top;
 using samples::operator+;  // NOLINT(misc-unused-using-decls): for maps, whose own namespace has none
 

@@ -17,7 +17,7 @@ inline std::string text_of(const std::vector<zelt_top::line> &lines) {
     return text;
 }
 
-inline std::string page_of(const zelt_top::picture &known, const zelt_top::page &on = {}) {
+inline std::string page_of(const view::picture &known, const zelt_top::page &on = {}) {
     return text_of(lay_out(known, zelt_top::memory(), on));
 }
 

@@ -9,10 +9,10 @@
 #include "tests/tools/zelt_top/page_text.h"
 #include "tests/view/samples.h"
 #include "view/json.h"
-#include "view/text.h"
 
 namespace {
 
+using namespace view;
 using namespace zelt_top;
 using testing::HasSubstr;
 using testing::Not;

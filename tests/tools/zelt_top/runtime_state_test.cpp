@@ -11,6 +11,7 @@
 
 namespace {
 
+using namespace view;
 using namespace zelt_top;
 
 class RuntimeState : public testing::Test {

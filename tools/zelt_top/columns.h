@@ -1,4 +1,4 @@
-// Texts for people: made harmless, measured in terminal columns, cut, and durations in words.
+// Harmless texts in terminal columns: measured, cut, filled and broken into lines.
 // Knows no key and no terminal; never logs.
 #pragma once
 
@@ -9,17 +9,13 @@
 
 namespace zelt_top {
 
-// Valid UTF-8 without anything that a terminal could obey: a control character, an invisible one that turns or joins
-// text, and a byte that is no UTF-8 each become "?"; blanks at both ends go.
-std::string printable(std::string_view text);
-
-// Every character outside ASCII becomes "?": what a terminal without UTF-8 can show. The text must be printable().
+// Every character outside ASCII becomes "?": what a terminal without UTF-8 can show.
 std::string ascii_only(std::string_view text);
 
-// Terminal columns of a printable text: a CJK character takes two, an accent that joins its letter none.
+// Terminal columns of a text: a CJK character takes two, an accent that joins its letter none.
 std::size_t columns(std::string_view text);
 
-// The longest beginning of a printable text that fits; a character is never torn.
+// The longest beginning of a text that fits; a character is never torn.
 std::string fit(std::string_view text, std::size_t width);
 
 // Fills with blanks to the width, at the right or at the left end; cuts what is longer.
@@ -28,8 +24,5 @@ std::string pad_left(std::string_view text, std::size_t width);
 
 // Lines no wider than the width (at least 1), broken at blanks; a longer word is broken where the line ends.
 std::vector<std::string> wrap(std::string_view text, std::size_t width);
-
-// "7 s", "12 min 5 s", "3 h 12 min", "2 d 5 h".
-std::string duration(double seconds);
 
 }  // namespace zelt_top
