@@ -81,7 +81,7 @@ std::vector<carrier> find_carriers(const snapshot &cell, const technology &radio
     for (int index = 1; index <= CARRIERS_MAX; ++index) {
         const std::string number = std::to_string(index);
         const bool there = std::ranges::any_of(
-            CARRIER_KEYS, [&](const known_key &one) { return cell.contains(std::string(one.name) + number); });
+            CARRIER_KEYS, [&](const carrier_key &one) { return cell.contains(std::string(one.stem) + number); });
         if (there) {
             carriers.push_back(find_carrier(cell, "SCC " + number, secondary_carrier(), number));
         }

@@ -81,7 +81,8 @@ constexpr std::array<signal_key, 3> WCDMA_SIGNALS{{
 constexpr std::array<leg_keys, 1> WCDMA_LEGS{{{"WCDMA", "", {}, WCDMA_SIGNALS}}};
 
 constexpr std::array GSM_CELL{ID, LAC, BSIC};
-constexpr std::array GSM_RADIO{BAND, channel("ARFCN"), TX_LEVEL};
+// The module numbers GSM's bands in its own way, from 0: no news for a short line.
+constexpr std::array GSM_RADIO{fact_key{"band", "band", "CELL_BAND"}, channel("ARFCN"), TX_LEVEL};
 constexpr std::array<signal_key, 3> GSM_SIGNALS{{
     {quantity::gsm_rssi, "CELL_RSSI"},
     {quantity::rxlev, "CELL_RXLEV", showing::in_full},
@@ -144,9 +145,9 @@ constexpr bool technology_holds(const technology &one) {
 constexpr bool secondary_holds() {
     return SECONDARY_FACTS.size() + SECONDARY_SIGNALS.size() == CARRIER_KEYS.size() &&
            std::ranges::all_of(SECONDARY_FACTS,
-                               [](const fact_key &one) { return kind_in(CARRIER_KEYS, one.key).has_value(); }) &&
+                               [](const fact_key &one) { return kind_of_stem(one.key).has_value(); }) &&
            std::ranges::all_of(SECONDARY_SIGNALS,
-                               [](const signal_key &one) { return is_number(kind_in(CARRIER_KEYS, one.key)); });
+                               [](const signal_key &one) { return is_number(kind_of_stem(one.key)); });
 }
 
 static_assert(std::ranges::all_of(TECHNOLOGIES, technology_holds));

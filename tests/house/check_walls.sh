@@ -26,8 +26,10 @@ wall() {
     wall 'the daemon must not know what surrounds it' '["<](\.\./)*(posix|store|view|host|sim|tools|tests|fuzz)/' $daemon
     wall 'the project'"'"'s own files are included as "folder/file.h", from the root' \
         '("([^/"]*|\.[^"]*)"|<(base|daemon|modem|decode|wwan|stats|platform)/)' $daemon
-    wall 'only store/ may use this library' '["<](\.\./)*lmdb\.h' $daemon posix host sim tools fuzz
+    wall 'view/ knows the values of the store, and nothing else of the house' \
+        '["<](\.\./)*(base|daemon|modem|decode|wwan|stats|platform|posix|host|sim|tools|tests|fuzz)/' view
+    wall 'only store/ may use this library' '["<](\.\./)*lmdb\.h' $daemon posix view host sim tools fuzz
     # The box's broker has a subscriber of its own.
-    wall 'only host/ and the box may use this library' '["<](\.\./)*mosquitto\.h' $daemon posix store tools fuzz
+    wall 'only host/ and the box may use this library' '["<](\.\./)*mosquitto\.h' $daemon posix store view tools fuzz
 }
 exit "$faults"

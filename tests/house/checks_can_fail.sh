@@ -8,7 +8,7 @@ failed=0
 
 sound_tree() {
     rm -rf "${tree:?}"/*
-    mkdir "$tree"/{base,daemon,modem,decode,wwan,stats,platform,posix,store,host,sim,tools,fuzz}
+    mkdir "$tree"/{base,daemon,modem,decode,wwan,stats,platform,posix,store,view,host,sim,tools,fuzz}
     touch "$tree/base/flag.h" "$tree/platform/store.h"
     printf '#include "base/flag.h"\n#include <string>\n' >"$tree/decode/lte.h"
     printf '#include "decode/lte.h"\n  #  include "platform/store.h"\n' >"$tree/decode/lte.cpp"
@@ -105,6 +105,9 @@ finds 'the store'"'"'s library in what uses the store' check_walls \
 finds 'the broker'"'"'s library in a tool' check_walls \
     'tools/view.h:1:' \
     'echo "#include <mosquitto.h>" >tools/view.h'
+finds 'what the keys mean depending on who shows them' check_walls \
+    'view/picture.h:1:' \
+    'echo "#include \"tools/top/page.h\"" >view/picture.h'
 finds 'a folder that is gone, so that nothing of it is checked' check_walls \
     'there is no folder platform' \
     'rm -r platform'

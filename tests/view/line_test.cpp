@@ -26,7 +26,7 @@ TEST(Line, EachTechnologyHasTheValuesThatItsDecoderWrites) {
         {"SA: the LTE band in the database is an older cell's", samples::sa(),
          "5G SA  band 78  RSRP -85 dBm  RSRQ -16 dB  SINR 20 dB  SQI 76 %  registered"},
         {"WCDMA", samples::wcdma(), "WCDMA  band 900  channel 3037 (UARFCN)  Ec/Io -15 dB  SQI 50 %  registered"},
-        {"GSM", samples::gsm(), "GSM  band 900  channel 50 (ARFCN)  RSSI -93 dBm  SQI 30 %  registered"},
+        {"GSM", samples::gsm(), "GSM  channel 50 (ARFCN)  RSSI -93 dBm  SQI 30 %  registered"},
         {"no technology", {}, "no cell"},
         {"an unfamiliar one", {{"CELL_NET_TYPE", std::string("6G")}, {"CELL_RSRP", -95}}, "6G  RSRP -95 dBm"},
     };
