@@ -153,6 +153,7 @@ TEST_F(reader, follows_a_folder_that_is_removed_and_made_anew) {
     other_puts({{"OLD", 1}});
     ASSERT_EQ(list(), 0);
     std::filesystem::remove_all(directory_);
+    EXPECT_TRUE(is_woken());
     EXPECT_GT(await_change(), 0);
     EXPECT_TRUE(sysdb_is_absent(list()));
     EXPECT_FALSE(is_woken());
@@ -172,10 +173,26 @@ TEST_F(reader, follows_a_folder_that_gives_its_name_to_another) {
     other_puts({{"K", 1}});
     ASSERT_EQ(list(), 0);
     std::filesystem::rename(directory_, folder_.path("old"));
+    EXPECT_TRUE(is_woken());
     other_puts({{"K", 2}});
     EXPECT_GT(await_change(), 0);
     ASSERT_EQ(list(), 0);
     EXPECT_EQ(values_, (sysdb_values{{"K", 2}}));
+}
+
+TEST_F(reader, watches_the_folder_in_which_its_file_is_now) {
+    other_puts({{"K", 1}});
+    ASSERT_EQ(list(), 0);
+    std::filesystem::rename(directory_, folder_.path("old"));
+    std::filesystem::create_directory(directory_);
+    std::filesystem::rename(folder_.path("old/data.mdb"), file("data.mdb"));
+    EXPECT_TRUE(reader_.has_changed());
+    ASSERT_EQ(list(), 0);
+    reader_.has_changed();  // the reader's own lock file is a new name in this folder
+    ASSERT_EQ(list(), 0);
+    EXPECT_FALSE(is_woken());
+    std::filesystem::rename(directory_, folder_.path("older"));
+    EXPECT_TRUE(is_woken());
 }
 
 TEST_F(reader, counts_the_states_that_it_met) {
