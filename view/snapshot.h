@@ -1,7 +1,7 @@
 // What the database held at one moment, as the store gives it. Knows no key and no meaning.
 #pragma once
 
-#include "host/sysdb_store.h"
+#include "store/environment.h"
 
 namespace view {
 

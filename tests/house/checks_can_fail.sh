@@ -73,7 +73,7 @@ finds 'an include of a folder that the table does not have' check_arrows \
     'echo "#include \"store/environment.h\"" >tools/view.cpp; sed -i "s|^host:|tools:\n&|" ARCHITECTURE.md'
 finds 'a folder without a line' check_arrows \
     'view has no line' \
-    'mkdir view && touch view/keys.h'
+    'touch view/keys.h'
 finds 'a folder that a folder does not include any more' check_arrows \
     'store does not include posix' \
     'echo >store/environment.cpp'

@@ -27,7 +27,7 @@ TEST(Technology, EveryOneOfTheDaemonHasARow) {
 }
 
 TEST(Technology, EveryKeyOfTheCatalogueIsKnownWithItsType) {
-    for (const cell_key &key : CELL_CATALOGUE) {
+    for (const catalogue_row &key : CELL_CATALOGUE) {
         const kind expected = key.kind == VALUE_INTEGER ? kind::integer
                               : key.kind == VALUE_REAL  ? kind::real
                                                         : kind::text;
@@ -85,7 +85,7 @@ TEST(Technology, EveryKeyOfTheCatalogueIsShownSomewhere) {
         const std::multiset<std::string> keys = keys_of(radio);
         shown.insert(keys.begin(), keys.end());
     }
-    for (const cell_key &key : CELL_CATALOGUE) {
+    for (const catalogue_row &key : CELL_CATALOGUE) {
         EXPECT_TRUE(shown.contains(key.name)) << key.name;
     }
 }
