@@ -106,7 +106,9 @@ public:
     void perform(const expect_interface &what) { judge(differences(what, is_interface_up(what.name))); }
     void perform(const expect_message &what);
     void perform(const expect_no_message &what) { judge(differences(what, broker_.next_message())); }
-    void perform(const expect_file &what) { judge(differences(what, file_content(what.path))); }
+    void perform(const expect_file &what) {
+        judge(differences(expect_file{what.path, with_process_id(what.bytes)}, file_content(what.path)));
+    }
     void perform(const end_scenario &what);
     void perform(const repeat_scenario &what);
     template <typename Surrounding>
