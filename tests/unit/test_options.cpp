@@ -34,11 +34,11 @@ std::vector<char *> argument_vector(std::vector<std::string> &arguments) {
     return pointers;
 }
 
-outcome parse(std::vector<std::string> arguments) {
+outcome parse(std::vector<std::string> arguments, int with_complaints = 0) {
     arguments.insert(arguments.begin(), "/usr/bin/zelt-stats");
     std::vector<char *> argv = argument_vector(arguments);
     optind = 0;  // getopt begins anew
-    opterr = 0;  // its own complaints are not looked at
+    opterr = with_complaints;
     testing::internal::CaptureStdout();
     const auto options = parse_options(static_cast<int>(arguments.size()), argv.data());
     return {options, testing::internal::GetCapturedStdout()};
@@ -149,12 +149,34 @@ TEST(options, that_end_with_the_usage_text) {
         {"--device without its argument", {"--device"}},
         {"help with an argument that it does not take", {"--help=yes"}},
         {"an unknown option behind a good one", {"-d", "EC25", "-x"}},
+        {"a name with a letter too many is no other name shortened", {"--devicex=EC25"}},
+        {"the same of the level", {"--verbosex=1"}},
     };
     for (const row &each : rows) {
         SCOPED_TRACE(each.why);
         const outcome result = parse(each.arguments);
         EXPECT_FALSE(result.options.has_value());
         EXPECT_EQ(result.printed, USAGE);
+    }
+}
+
+// Help prints the same text as a mistake does; getopt complains of the mistake only.
+TEST(options, of_the_usage_text_are_no_mistakes_and_the_others_are) {
+    struct row {
+        const char *why;
+        const char *argument;
+        bool complains;
+    };
+    static constexpr row ROWS[] = {
+        {"help", "-h", false},        {"help, long", "--help", false},
+        {"unknown", "-x", true},      {"a letter too many", "--helpx", true},
+        {"another case", "-H", true}, {"another case, long", "--HELP", true},
+    };
+    for (const row &each : ROWS) {
+        SCOPED_TRACE(each.why);
+        testing::internal::CaptureStderr();
+        parse({each.argument}, 1);
+        EXPECT_EQ(!testing::internal::GetCapturedStderr().empty(), each.complains);
     }
 }
 

@@ -8,6 +8,9 @@
 #include <cstdio>
 #include <stdexcept>
 
+#include <sys/socket.h>
+#include <sys/time.h>
+
 #include <json/value.h>
 
 #include "base/run_flag.h"
@@ -317,9 +320,40 @@ TEST(stop_signal_handler, never_calls_syslog) {
 
 TEST(stop_signal_handler, leaves_errno_of_the_interrupted_code) {
     fake::before("send", 1, [] { errno = ECONNREFUSED; });
+    fake::before("stop_libzelt_funcs", 1, [] { errno = EINTR; });
     errno = ERANGE;
     on_signal(SIGTERM);
     EXPECT_EQ(errno, ERANGE);
+}
+
+// EPROTOTYPE sends the line again, to a stream; the interrupted code's own EPROTOTYPE must not.
+TEST(stop_signal_handler, sends_the_line_once_whatever_errno_it_interrupts) {
+    errno = EPROTOTYPE;
+    on_signal(SIGTERM);
+    EXPECT_THAT(fake::journal_of({"send"}), SizeIs(1));
+}
+
+// What each open socket waits for at most when it sends, in microseconds.
+std::vector<std::int64_t> send_timeouts() {
+    std::vector<std::int64_t> found;
+    for (int fd = 0; fd < 64; ++fd) {
+        timeval timeout{};
+        socklen_t size = sizeof timeout;
+        if (getsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &timeout, &size) == 0) {
+            found.push_back(timeout.tv_sec * 1'000'000 + timeout.tv_usec);
+        }
+    }
+    return found;
+}
+
+TEST(stop_signal_handler, waits_for_a_log_that_does_not_read_one_second_at_most_and_leaves_no_socket) {
+    const auto before = send_timeouts();
+    auto expected = before;
+    expected.push_back(1'000'000);
+    fake::before("connect", 1,
+                 [expected] { EXPECT_THAT(send_timeouts(), testing::UnorderedElementsAreArray(expected)); });
+    on_signal(SIGTERM);
+    EXPECT_EQ(send_timeouts(), before);
 }
 
 // --- Main loop ---
