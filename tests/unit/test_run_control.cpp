@@ -55,6 +55,13 @@ TEST(clearing, resets_the_link_state_in_memory) {
     EXPECT_EQ(cell_connected, 0);
 }
 
+TEST(clearing, resets_the_link_state_behind_the_commands_and_before_the_database) {
+    cell_registered = true;
+    fake::before("brelsys", 2, [] { EXPECT_TRUE(cell_registered); });
+    fake::before("sysdb_init", 1, [] { EXPECT_FALSE(cell_registered); });
+    clear_values();
+}
+
 TEST(clearing, leaves_the_run_time_files) {
     platform().files["/var/run/wwan_ipv4"] = "10.1.2.1";
     clear_values();
