@@ -4,7 +4,7 @@
 #include <charconv>
 #include <cstdlib>
 
-#include "sim/text.h"
+#include "sim/scenario/line_text.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "host/sysdb_store.h"
-#include "sim/scenario.h"
+#include "sim/scenario/scenario.h"
 
 using cell_values = std::map<std::string, typed_value>;
 

@@ -15,14 +15,14 @@
 #include <unistd.h>
 
 #include "host/descriptor.h"
-#include "sim/box.h"
-#include "sim/play.h"
-#include "sim/port_probe.h"
-#include "sim/request.h"
-#include "sim/stand_ins.h"
-#include "sim/surroundings.h"
-#include "sim/terminal_guard.h"
-#include "sim/terminal_program.h"
+#include "sim/inside/player.h"
+#include "sim/inside/port_probe.h"
+#include "sim/inside/router_files.h"
+#include "sim/inside/terminal_program.h"
+#include "sim/outside/box.h"
+#include "sim/outside/command_line.h"
+#include "sim/outside/terminal_guard.h"
+#include "sim/stand_ins/stand_ins.h"
 
 namespace {
 
