@@ -13,14 +13,16 @@
 #include "sim/child.h"
 #include "sim/cycle_line.h"
 #include "sim/database.h"
+#include "sim/handover.h"
 #include "sim/inside/broker.h"
 #include "sim/inside/expectations.h"
+#include "sim/inside/interfaces.h"
 #include "sim/inside/module_port.h"
 #include "sim/inside/router_files.h"
+#include "sim/inside/router_programs.h"
 #include "sim/inside/simulated_module.h"
 #include "sim/inside/system_log.h"
 #include "sim/scenario/line_text.h"
-#include "sim/stand_ins/stand_ins.h"
 
 namespace {
 
@@ -50,14 +52,6 @@ std::vector<step> to_steps(const scenario &story) {
     return steps;
 }
 
-std::optional<std::string> file_content(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        return std::nullopt;
-    }
-    return std::string(std::istreambuf_iterator<char>(file), {});
-}
-
 std::string describe_exit(const std::string &status) {
     return signal_number(status) ? "by signal " + status : "with exit status " + status;
 }
@@ -79,7 +73,7 @@ class player {
 public:
     player(const scenario &story, const play_options &options)
         : options_(options), steps_(to_steps(story)), preamble_(story.sections.front().statements.size()),
-          journal_(options.level), log_("/dev/log"), port_("/dev/ttyQSB3") {}
+          journal_(options.level), log_("/dev/log"), port_(MODULE_PORT) {}
 
     int play();
 
@@ -108,9 +102,15 @@ public:
     void perform(const expect_file &what) { judge(differences(what, file_content(what.path))); }
     void perform(const end_scenario &what);
     void perform(const repeat_scenario &what);
-    template <typename Surrounding>
-    void perform(const Surrounding &what) {
-        report_problem(apply(what));
+    void perform(const write_config_statement &what) { report_problem(::write_config(what.json)); }
+    void perform(const touch_file_statement &what) { report_problem(::touch_file(what.path)); }
+    void perform(const remove_file_statement &what) { report_problem(::remove_file(what.path)); }
+    void perform(const make_directory_statement &what) { report_problem(::make_directory(what.path)); }
+    void perform(const write_file_statement &what) { report_problem(::write_file(what.path, what.bytes)); }
+    void perform(const write_uptime_statement &what) { report_problem(::write_uptime(what.path, what.offset_seconds)); }
+    void perform(const set_address_statement &what) { report_problem(::set_address(what.address)); }
+    void perform(const install_program_statement &what) {
+        report_problem(::install_program(what.path, {what.status, what.delay, what.output}));
     }
 
 private:
@@ -176,7 +176,7 @@ int player::play() {
     if (!options_.real_module) {
         port_.plug();
     }
-    report_problem(apply(touch_file{"/tmp/zstats.running"}));
+    report_problem(::touch_file("/tmp/zstats.running"));
     while (next_step_ < preamble_) {
         carry_out(std::get<statement>(steps_[next_step_++]));
     }

@@ -1,26 +1,24 @@
-// What the daemon finds around it in the box besides the module: folders, network, files. Runs inside the box. Silent.
+// The router's files in the box: its configuration, markers, and whatever a scenario writes. Silent. What returns a
+// text says what went wrong, and nothing on success.
 #pragma once
 
 #include <optional>
 #include <string>
-#include <string_view>
-#include <variant>
 
-#include "sim/scenario/scenario.h"
+// The daemon writes below both names of the folder, "/run" and "/var/run". Throws std::system_error.
+void join_run_folders();
 
-inline constexpr const char *BOX_CONFIG_FILE = "/run/zelt/config.json";
+// Makes the configuration's folder, and tells the programs of the box where it is. There is no configuration yet.
+void prepare_config();
+std::string write_config(const std::string &json);
 
-// Makes them, and tells the programs of the box where they are. Throws std::system_error.
-void prepare_surroundings();
+std::string touch_file(const std::string &path);
+std::string remove_file(const std::string &path);  // a folder with all that is in it
+std::string make_directory(const std::string &path);
+std::string write_file(const std::string &path, const std::string &bytes);  // makes its folder too
 
-// Each returns what went wrong, empty on success.
-std::string apply(const write_config &what);
-std::string apply(const touch_file &what);
-std::string apply(const remove_file &what);
-std::string apply(const make_directory &what);
-std::string apply(const write_file &what);
-std::string apply(const write_uptime &what);
-std::string apply(const set_address &what);
+// The whole seconds since the machine was started, so many later.
+std::string write_uptime(const std::string &path, long long offset_seconds);
 
-// Whether an interface is up, as its owner set it; nothing when there is none.
-std::optional<bool> is_interface_up(const std::string &name);
+// Nothing when it cannot be read.
+std::optional<std::string> file_content(const std::string &path);

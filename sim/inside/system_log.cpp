@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "sim/scenario/line_text.h"
+#include "sim/stand_ins/stand_in.h"
 
 namespace {
 

@@ -5,8 +5,6 @@
 #include <string>
 #include <string_view>
 
-// A datagram that begins so is no log line: a stand-in of the box tells how it was called.
-inline constexpr std::string_view CALL_MARK = "\001call ";
 inline constexpr const char *CALL_PRIORITY = "run";
 inline constexpr const char *QUERY_PRIORITY = "asked";  // no log line either: a command that the module was given
 

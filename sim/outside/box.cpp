@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <optional>
 #include <string_view>
@@ -125,11 +124,6 @@ int wait_for_end(pid_t pid, descriptor control) {
     }
 }
 
-int refuse(const char *message) {
-    std::fprintf(stderr, "zelt-sim: %s\n", message);
-    return EXIT_NO_BOX;
-}
-
 }  // namespace
 
 std::vector<std::string> box_command(const box_request &request) {
@@ -174,7 +168,7 @@ std::vector<std::string> box_command(const box_request &request) {
 int run_in_box(const box_request &request, const std::string &text) {
     const auto bwrap = find_program("bwrap");
     if (!bwrap) {
-        return refuse("bwrap is missing; install it with: sudo apt-get install bubblewrap");
+        return refuse("bwrap is missing; install it with: sudo apt-get install bubblewrap", EXIT_NO_BOX);
     }
     const descriptor text_file = text_descriptor(text);
     pipe_ends control;
@@ -183,7 +177,7 @@ int run_in_box(const box_request &request, const std::string &text) {
     sigprocmask(SIG_BLOCK, &signals, nullptr);
     const pid_t pid = fork();
     if (pid < 0) {
-        return refuse("no new process can be made; end some programs and try again");
+        return refuse("no new process can be made; end some programs and try again", EXIT_NO_BOX);
     }
     if (pid == 0) {
         become(*bwrap, box_command(request), text_file.get(), control.read_end.get(), ready.write_end.get());
@@ -199,5 +193,6 @@ int run_in_box(const box_request &request, const std::string &text) {
         "the box could not be made (bwrap's own message stands above, if there is one). The kernel may forbid\n"
         "user namespaces: /proc/sys/kernel/unprivileged_userns_clone must be 1 where it exists,\n"
         "/proc/sys/kernel/apparmor_restrict_unprivileged_userns 0, and /proc/sys/user/max_user_namespaces\n"
-        "not 0. Inside a container, the container must be allowed to make them.");
+        "not 0. Inside a container, the container must be allowed to make them.",
+        EXIT_NO_BOX);
 }

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "sim/handover.h"
+
 struct box_device {
     std::string host_name;
     std::string name;  // in the box
@@ -19,15 +21,7 @@ struct box_request {
 // The command line that makes the box. Pure.
 std::vector<std::string> box_command(const box_request &request);
 
-// Inside, the command finds the text that it is given on this descriptor, ...
-inline constexpr int BOX_TEXT = 3;
-// ... a pipe that is closed when it shall end, ...
-inline constexpr int BOX_CONTROL = 4;
-// ... and one in which it writes a byte as soon as the box stands.
-inline constexpr int BOX_READY = 5;
-
-inline constexpr int EXIT_NO_BOX = 3;
-
-// Runs the command in a box until it ends; SIGINT, SIGTERM and SIGHUP make it end. Its exit status, or EXIT_NO_BOX
-// with a message on standard error. When this process is killed, everything in the box is too.
+// Runs the command in a box, with the three descriptors of the handover, until it ends; SIGINT, SIGTERM and SIGHUP make
+// it end. Its exit status, or EXIT_NO_BOX with a message on standard error. When this process is killed, everything in
+// the box is too.
 int run_in_box(const box_request &request, const std::string &text);

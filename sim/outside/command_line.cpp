@@ -1,110 +1,127 @@
 #include "sim/outside/command_line.h"
 
-#include <charconv>
-#include <initializer_list>
-#include <string_view>
-#include <system_error>
+#include <getopt.h>
 
 #include "platform/module_access.h"
+#include "sim/scenario/line_text.h"
 
 namespace {
 
 using words = std::vector<std::string>;
 
+constexpr unsigned int LONGEST_SECONDS = 99'999'999;  // three years
 // Beyond it the exchanges with the module take longer than the daemon's pauses: nothing more is gained.
 constexpr unsigned int FASTEST = 100;
 
-unsigned int number_from_1_to(unsigned int greatest, const std::string &text) {
-    unsigned int number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    const bool fine = error == std::errc() && end == text.data() + text.size() && number <= greatest;
-    return fine ? number : 0;
+constexpr int POSITIONAL = 1;  // what getopt_long returns for a word that is no option
+
+enum choice { SECONDS = 's', QUIET = 'q', VERBOSE = 'v', VIEW = 'w', SPEED = 'x', MODEL = 'm' };
+
+constexpr option WITH_SECONDS{"seconds", required_argument, nullptr, SECONDS};
+constexpr option WITH_QUIET{"quiet", no_argument, nullptr, QUIET};
+constexpr option WITH_VERBOSE{"verbose", no_argument, nullptr, VERBOSE};
+constexpr option WITH_VIEW{"view", no_argument, nullptr, VIEW};
+constexpr option WITH_SPEED{"speed", required_argument, nullptr, SPEED};
+constexpr option WITH_MODEL{"model", required_argument, nullptr, MODEL};
+constexpr option LAST{};
+
+constexpr option RUN_OPTIONS[] = {WITH_SECONDS, WITH_QUIET, WITH_VERBOSE, WITH_VIEW, WITH_SPEED, LAST};
+constexpr option SHELL_OPTIONS[] = {WITH_SECONDS, WITH_SPEED, LAST};
+constexpr option MODULE_OPTIONS[] = {WITH_SECONDS, WITH_QUIET, WITH_VERBOSE, WITH_VIEW, WITH_MODEL, LAST};
+
+[[noreturn]] void fail(const std::string &expected) {
+    throw request_error{"expected " + expected};
 }
 
-// Takes the options that it is allowed to take, one after the other.
-class reader {
-public:
-    reader(const words &arguments, std::initializer_list<std::string_view> allowed)
-        : arguments_(arguments), allowed_(allowed) {}
+[[noreturn]] void refuse_word(const std::string &word) {
+    throw request_error{"did not expect \"" + word + "\"; see zelt-sim --help"};
+}
 
-    play_request read() {
-        for (next_ = 0; next_ < arguments_.size(); ++next_) {
-            const std::string &word = arguments_[next_];
-            if (word == "--" && allows("--")) {
-                request_.command.assign(arguments_.begin() + static_cast<std::ptrdiff_t>(next_) + 1, arguments_.end());
-                if (request_.command.empty()) {
-                    throw request_error{"expected a command behind --"};
-                }
-                break;
-            }
-            if (word.starts_with('-') && allows(word)) {
-                read_option(word);
-            } else if (word.starts_with('-') || !request_.scenario.empty()) {
-                throw request_error{"did not expect \"" + word + "\"; see zelt-sim --help"};
-            } else {
-                request_.scenario = word;
-            }
-        }
-        return request_;
+std::string wanted_behind(int which) {
+    switch (which) {
+    case SECONDS:
+        return "a number of seconds behind --seconds";
+    case SPEED:
+        return "a number from 1 to " + std::to_string(FASTEST) + " behind --speed";
+    default:
+        return "a module such as EC25 behind --model";
     }
+}
 
-private:
-    bool allows(std::string_view word) const {
-        for (const std::string_view one : allowed_) {
-            if (one == word) {
-                return true;
-            }
-        }
-        return false;
+unsigned int number_from_1_to(unsigned int greatest, const char *text, int which) {
+    const auto number = whole_number<unsigned int>(text);
+    if (!number || *number == 0 || *number > greatest) {
+        fail(wanted_behind(which));
     }
+    return *number;
+}
 
-    void read_option(const std::string &word) {
-        if (word == "--quiet" || word == "--verbose") {
-            request_.level = word.substr(2);
-        } else if (word == "--view") {
-            request_.beside = companion::view;
-        } else if (word == "--model") {
-            request_.model = value("a module such as EC25 behind --model");
-        } else if (word == "--seconds") {
-            request_.seconds = std::to_string(number(99'999'999, "a number of seconds behind --seconds"));
+void take_option(play_request &request, int which) {
+    switch (which) {
+    case SECONDS:
+        request.seconds = std::to_string(number_from_1_to(LONGEST_SECONDS, optarg, which));
+        break;
+    case SPEED:
+        request.speed = number_from_1_to(FASTEST, optarg, which);
+        break;
+    case MODEL:
+        request.model = optarg;
+        break;
+    case VIEW:
+        request.beside = companion::view;
+        break;
+    default:
+        request.level = which == QUIET ? "quiet" : "verbose";
+    }
+}
+
+// The one word that is no option becomes the scenario, what stands behind "--" the command.
+play_request read(words arguments, const option *allowed, bool takes_command) {
+    std::vector<char *> argv{nullptr};  // in place of the program's name, which getopt_long passes over
+    for (std::string &word : arguments) {
+        argv.push_back(word.data());
+    }
+    const int count = static_cast<int>(argv.size());
+    argv.push_back(nullptr);
+    play_request request;
+    optind = 0;  // not 1: the C library begins anew
+    int at = 1;
+    // "-": in their order, so that argv[at] is what a call was about; ":": it prints nothing.
+    for (int found = 0; (found = getopt_long(count, argv.data(), "-:", allowed, nullptr)) >= 0; at = optind) {
+        const std::string word = argv.at(static_cast<std::size_t>(at));
+        if (found == ':') {
+            fail(wanted_behind(optopt));
+        } else if (found == '?' || (found == POSITIONAL && (word.starts_with('-') || !request.scenario.empty()))) {
+            refuse_word(word);
+        } else if (found == POSITIONAL) {
+            request.scenario = word;
         } else {
-            request_.speed = number(FASTEST, "a number from 1 to " + std::to_string(FASTEST) + " behind --speed");
+            take_option(request, found);
         }
     }
-
-    const std::string &value(const std::string &expected) {
-        if (++next_ >= arguments_.size()) {
-            throw request_error{"expected " + expected};
-        }
-        return arguments_[next_];
+    const bool has_dashes = optind > at;
+    if (has_dashes && !takes_command) {
+        refuse_word("--");
     }
-
-    unsigned int number(unsigned int greatest, const std::string &expected) {
-        const unsigned int found = number_from_1_to(greatest, value(expected));
-        if (found == 0) {
-            throw request_error{"expected " + expected};
-        }
-        return found;
+    request.command.assign(arguments.begin() + (optind - 1), arguments.end());
+    if (has_dashes && request.command.empty()) {
+        fail("a command behind --");
     }
-
-    const words &arguments_;
-    std::vector<std::string_view> allowed_;
-    std::size_t next_ = 0;
-    play_request request_;
-};
+    return request;
+}
 
 }  // namespace
 
 play_request read_run_request(const words &arguments) {
-    play_request request = reader(arguments, {"--seconds", "--quiet", "--verbose", "--view", "--speed", "--"}).read();
+    play_request request = read(arguments, RUN_OPTIONS, true);
     if (request.scenario.empty()) {
-        throw request_error{"expected a scenario behind run; `zelt-sim list` names the shipped ones"};
+        fail("a scenario behind run; `zelt-sim list` names the shipped ones");
     }
     return request;
 }
 
 play_request read_shell_request(const words &arguments) {
-    play_request request = reader(arguments, {"--seconds", "--speed"}).read();
+    play_request request = read(arguments, SHELL_OPTIONS, false);
     if (request.scenario.empty()) {
         request.scenario = "drive";
     }
@@ -113,41 +130,14 @@ play_request read_shell_request(const words &arguments) {
 }
 
 play_request read_module_request(const words &arguments) {
-    play_request request = reader(arguments, {"--seconds", "--quiet", "--verbose", "--view", "--model"}).read();
+    play_request request = read(arguments, MODULE_OPTIONS, false);
     request.port.swap(request.scenario);
     if (request.port.empty()) {
-        throw request_error{"expected the module's AT port behind module, such as /dev/ttyUSB2"};
+        fail("the module's AT port behind module, such as /dev/ttyUSB2");
     }
     if (get_module_model_from_config_string(request.model.c_str()) == MODULE_UNKNOWN) {
-        throw request_error{"expected --model with one of EC21, EC25, BG96, RM500Q, RM520N or another RM5xx" +
-                            (request.model.empty() ? "" : ", found \"" + request.model + "\"")};
+        fail("--model with one of EC21, EC25, BG96, RM500Q, RM520N or another RM5xx" +
+             (request.model.empty() ? "" : ", found \"" + request.model + "\""));
     }
     return request;
-}
-
-words to_words(const play_request &request) {
-    words all{request.scenario,
-              request.port,
-              request.model,
-              request.seconds,
-              request.level,
-              std::to_string(request.speed),
-              std::to_string(static_cast<int>(request.beside))};
-    all.insert(all.end(), request.command.begin(), request.command.end());
-    return all;
-}
-
-play_request from_words(const words &all) {
-    constexpr std::size_t FIELDS = 7;
-    if (all.size() <= FIELDS) {
-        throw request_error{"\"inside\" is for zelt-sim itself"};
-    }
-    return {.scenario = all[0],
-            .port = all[1],
-            .model = all[2],
-            .seconds = all[3],
-            .level = all[4],
-            .speed = number_from_1_to(FASTEST, all[5]),
-            .beside = static_cast<companion>(number_from_1_to(static_cast<unsigned int>(companion::shell), all[6])),
-            .command = {all.begin() + FIELDS, all.end()}};
 }

@@ -1,9 +1,11 @@
 // Bytes as text on one line, and back. Silent.
 #pragma once
 
+#include <charconv>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 // CR, LF, TAB, "\" and other control characters as \r, \n, \t, \\ and \xHH; everything else as it stands.
@@ -24,3 +26,11 @@ std::string replace_all(std::string text, std::string_view what, std::string_vie
 std::string lower_case(std::string_view text);
 
 std::string join(const std::vector<std::string> &parts, std::string_view separator);
+
+// The number that is the whole of the text.
+template <typename Number>
+std::optional<Number> whole_number(std::string_view text) {
+    Number number{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
+}

@@ -117,13 +117,6 @@ private:
     std::string_view rest_;
 };
 
-template <typename Number>
-std::optional<Number> whole_number(std::string_view text) {
-    Number number{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
-}
-
 scenario_time read_time(parser &in) {
     const std::string text = in.word();
     const std::string_view unit = text.ends_with("ms") ? "ms" : "s";
@@ -219,7 +212,7 @@ action read_unsolicited(parser &in) {
 }
 
 action read_config(parser &in) {
-    return write_config{join(in.block_or_fail(), "\n") + "\n"};
+    return write_config_statement{join(in.block_or_fail(), "\n") + "\n"};
 }
 
 template <typename Action>
@@ -229,7 +222,7 @@ action read_path_only(parser &in) {
 
 action read_write(parser &in) {
     std::string path = read_path(in);
-    return write_file{std::move(path), in.block_bytes("\n")};
+    return write_file_statement{std::move(path), in.block_bytes("\n")};
 }
 
 // "600s ago", "10s ahead"; nothing: now.
@@ -238,7 +231,7 @@ action read_uptime(parser &in) {
     const std::string form = "expected a path, and behind it nothing or TIME ago or TIME ahead, in whole seconds";
     const auto rest = in.take_rest();
     if (rest.empty()) {
-        return write_uptime{std::move(path), 0};
+        return write_uptime_statement{std::move(path), 0};
     }
     const auto unit = rest.find("s ");
     const auto seconds = whole_number<unsigned int>(rest.substr(0, unit));
@@ -246,11 +239,11 @@ action read_uptime(parser &in) {
     if (!seconds || (direction != "ago" && direction != "ahead")) {
         in.fail(form);
     }
-    return write_uptime{std::move(path), direction == "ago" ? -static_cast<long long>(*seconds) : *seconds};
+    return write_uptime_statement{std::move(path), direction == "ago" ? -static_cast<long long>(*seconds) : *seconds};
 }
 
 action read_program(parser &in) {
-    install_program program{.path = read_path(in)};
+    install_program_statement program{.path = read_path(in)};
     bool has_status = false;
     bool has_delay = false;
     for (std::string option = in.word(); !option.empty(); option = in.word()) {
@@ -271,7 +264,7 @@ action read_program(parser &in) {
 
 // The tool that tells the connection's settings: what it prints, or how it goes wrong.
 action read_qmicli(parser &in) {
-    install_program tool{.path = "/usr/bin/qmicli"};
+    install_program_statement tool{.path = "/usr/bin/qmicli"};
     const std::string fault = in.word();
     if (fault.empty()) {
         tool.output = in.block_bytes("\n");
@@ -296,7 +289,7 @@ action read_broker(parser &in) {
 action read_address(parser &in) {
     const std::string text = in.word_or_fail("an address such as 10.1.2.3/30, or none");
     if (text == "none") {
-        return set_address{};
+        return set_address_statement{};
     }
     const auto slash = text.find('/');
     in_addr address{};
@@ -304,7 +297,7 @@ action read_address(parser &in) {
     if (!bits || *bits > 32 || inet_pton(AF_INET, text.substr(0, slash).c_str(), &address) != 1) {
         in.fail("expected an address such as 10.1.2.3/30, or none, found \"" + text + "\"");
     }
-    return set_address{text};
+    return set_address_statement{text};
 }
 
 action read_set(parser &in) {
@@ -424,9 +417,9 @@ constexpr statement_form STATEMENTS[] = {
     {"vanish", read_nothing<unplug_module>},
     {"return", read_nothing<plug_module>},
     {"config", read_config},
-    {"touch", read_path_only<touch_file>},
-    {"remove", read_path_only<remove_file>},
-    {"directory", read_path_only<make_directory>},
+    {"touch", read_path_only<touch_file_statement>},
+    {"remove", read_path_only<remove_file_statement>},
+    {"directory", read_path_only<make_directory_statement>},
     {"write", read_write},
     {"uptime", read_uptime},
     {"address", read_address},

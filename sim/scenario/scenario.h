@@ -45,30 +45,30 @@ struct unplug_module {};
 struct plug_module {};
 
 // --- What the router does ---
-struct write_config {
+struct write_config_statement {
     std::string json;
 };
-struct touch_file {
+struct touch_file_statement {
     std::string path;
 };
-struct remove_file {
+struct remove_file_statement {
     std::string path;
 };
-struct make_directory {
+struct make_directory_statement {
     std::string path;
 };
-struct write_file {
+struct write_file_statement {
     std::string path;
     std::string bytes;
 };
-struct write_uptime {
+struct write_uptime_statement {
     std::string path;
     long long offset_seconds;  // negative: ago
 };
-struct set_address {
+struct set_address_statement {
     std::string address;  // "10.1.2.3/30"; empty: loses all
 };
-struct install_program {
+struct install_program_statement {
     std::string path;
     int status = 0;
     scenario_time delay{0};  // between the call and everything else
@@ -128,11 +128,13 @@ struct expect_no_message {};
 struct end_scenario {};
 struct repeat_scenario {};
 
-using action = std::variant<set_answer, set_silence, set_echo, unsolicited, unplug_module, plug_module, write_config,
-                            touch_file, remove_file, make_directory, write_file, write_uptime, set_address,
-                            install_program, set_broker, set_key, send_signal, start_daemon, say, set_mark, expect_cell,
-                            expect_key, expect_absent, expect_log, expect_journal, expect_file, expect_no_file,
-                            expect_interface, expect_message, expect_no_message, end_scenario, repeat_scenario>;
+using action =
+    std::variant<set_answer, set_silence, set_echo, unsolicited, unplug_module, plug_module, write_config_statement,
+                 touch_file_statement, remove_file_statement, make_directory_statement, write_file_statement,
+                 write_uptime_statement, set_address_statement, install_program_statement, set_broker, set_key,
+                 send_signal, start_daemon, say, set_mark, expect_cell, expect_key, expect_absent, expect_log,
+                 expect_journal, expect_file, expect_no_file, expect_interface, expect_message, expect_no_message,
+                 end_scenario, repeat_scenario>;
 
 struct statement {
     action what;

@@ -27,10 +27,16 @@ const refused REFUSED[] = {
     {"no port", read_module_request, {"--model", "EC25"}, "AT port"},
     {"no model", read_module_request, {"/dev/ttyUSB2"}, "expected --model with one of"},
     {"unknown model", read_module_request, {"/dev/ttyUSB2", "--model", "EC99"}, "found \"EC99\""},
+    {"a single dash is no scenario", read_run_request, {"-"}, "did not expect \"-\""},
+    {"no short options", read_run_request, {"a", "-vq"}, "did not expect \"-vq\""},
+    {"a value that nobody asked for", read_run_request, {"a", "--quiet=1"}, "did not expect \"--quiet=1\""},
+    {"a second scenario behind an option", read_run_request, {"a", "--view", "b"}, "did not expect \"b\""},
+    {"a shell runs the daemon", read_shell_request, {"a", "--", "b"}, "did not expect \"--\""},
+    {"dashes without a command are no less wrong", read_module_request, {"/dev/x", "--"}, "did not expect \"--\""},
     {"a real module has its own pace", read_module_request, {"/dev/ttyUSB2", "--speed", "2"}, "did not expect"},
 };
 
-TEST(request, what_cannot_be_is_refused_with_what_was_expected) {
+TEST(command_line, what_cannot_be_is_refused_with_what_was_expected) {
     for (const refused &row : REFUSED) {
         try {
             row.read(row.arguments);
@@ -41,7 +47,7 @@ TEST(request, what_cannot_be_is_refused_with_what_was_expected) {
     }
 }
 
-TEST(request, words_behind_the_dashes_are_the_command) {
+TEST(command_line, words_behind_the_dashes_are_the_command) {
     const play_request request = read_run_request({"a", "--speed", "100", "--view", "--", "daemon", "--quiet"});
     EXPECT_EQ(request.scenario, "a");
     EXPECT_EQ(request.speed, 100U);
@@ -50,40 +56,15 @@ TEST(request, words_behind_the_dashes_are_the_command) {
     EXPECT_EQ(request.command, (words{"daemon", "--quiet"}));
 }
 
-TEST(request, a_shell_without_a_scenario_plays_the_drive) {
+TEST(command_line, a_shell_without_a_scenario_plays_the_drive) {
     EXPECT_EQ(read_shell_request({}).scenario, "drive");
     EXPECT_EQ(read_shell_request({"mine"}).scenario, "mine");
 }
 
-TEST(request, models_are_known_as_the_daemon_knows_them) {
+TEST(command_line, models_are_known_as_the_daemon_knows_them) {
     for (const char *model : {"EC21", "EC25", "EC25-AF", "BG96", "RM500Q", "RM520N"}) {
         EXPECT_EQ(read_module_request({"/dev/x", "--model", model}).model, model);
     }
-}
-
-TEST(request, comes_out_of_its_words_as_it_went_in) {
-    const play_request request{.scenario = "a b",
-                               .port = "/dev/x",
-                               .model = "EC25",
-                               .seconds = "30",
-                               .level = "quiet",
-                               .speed = 8,
-                               .beside = companion::shell,
-                               .command = {"daemon", "-d", ""}};
-    const play_request back = from_words(to_words(request));
-    EXPECT_EQ(back.scenario, "a b");
-    EXPECT_EQ(back.port, "/dev/x");
-    EXPECT_EQ(back.model, "EC25");
-    EXPECT_EQ(back.seconds, "30");
-    EXPECT_EQ(back.level, "quiet");
-    EXPECT_EQ(back.speed, 8U);
-    EXPECT_EQ(back.beside, companion::shell);
-    EXPECT_EQ(back.command, (words{"daemon", "-d", ""}));
-}
-
-TEST(request, too_few_words_are_not_taken_apart) {
-    EXPECT_THROW(from_words({}), request_error);
-    EXPECT_THROW(from_words({"1", "2", "3", "4", "5", "6", "7"}), request_error);
 }
 
 }  // namespace

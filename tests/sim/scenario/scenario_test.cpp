@@ -66,13 +66,13 @@ TEST(scenario, what_else_the_module_says) {
 }
 
 TEST(scenario, what_the_router_does) {
-    EXPECT_EQ(only<write_config>("config\n| {\n|  \"a\": \"\\n\"\n| }").json, "{\n \"a\": \"\\n\"\n}\n");
-    EXPECT_EQ(only<touch_file>("touch /tmp/a").path, "/tmp/a");
-    EXPECT_EQ(only<remove_file>("remove /tmp/a").path, "/tmp/a");
-    EXPECT_EQ(only<make_directory>("directory /tmp/a").path, "/tmp/a");
-    EXPECT_EQ(only<write_file>("write /tmp/a\n| one\n| two").bytes, "one\ntwo\n");
-    EXPECT_EQ(only<set_address>("address 10.1.2.3/30").address, "10.1.2.3/30");
-    EXPECT_EQ(only<set_address>("address none").address, "");
+    EXPECT_EQ(only<write_config_statement>("config\n| {\n|  \"a\": \"\\n\"\n| }").json, "{\n \"a\": \"\\n\"\n}\n");
+    EXPECT_EQ(only<touch_file_statement>("touch /tmp/a").path, "/tmp/a");
+    EXPECT_EQ(only<remove_file_statement>("remove /tmp/a").path, "/tmp/a");
+    EXPECT_EQ(only<make_directory_statement>("directory /tmp/a").path, "/tmp/a");
+    EXPECT_EQ(only<write_file_statement>("write /tmp/a\n| one\n| two").bytes, "one\ntwo\n");
+    EXPECT_EQ(only<set_address_statement>("address 10.1.2.3/30").address, "10.1.2.3/30");
+    EXPECT_EQ(only<set_address_statement>("address none").address, "");
     const auto key = only<set_key>("set GPIO GPIO_TEMP string  38 C");
     EXPECT_EQ(key.database, "GPIO");
     EXPECT_EQ(key.what.key, "GPIO_TEMP");
@@ -83,33 +83,33 @@ TEST(scenario, what_the_router_does) {
 }
 
 TEST(scenario, programs_of_the_router) {
-    const auto program = only<install_program>("program /run/qos delay 300ms status 3");
+    const auto program = only<install_program_statement>("program /run/qos delay 300ms status 3");
     EXPECT_EQ(program.path, "/run/qos");
     EXPECT_EQ(program.status, 3);
     EXPECT_EQ(program.delay, 300ms);
     EXPECT_EQ(program.output, "");
-    const auto plain = only<install_program>("program /usr/bin/wwan-up");
+    const auto plain = only<install_program_statement>("program /usr/bin/wwan-up");
     EXPECT_EQ(plain.status, 0);
     EXPECT_EQ(plain.delay, 0ms);
-    EXPECT_EQ(only<install_program>("program /a status 255").status, 255);
+    EXPECT_EQ(only<install_program_statement>("program /a status 255").status, 255);
 
-    const auto tool = only<install_program>("qmicli\n|   MTU: 1500\n| \\x00\\");
+    const auto tool = only<install_program_statement>("qmicli\n|   MTU: 1500\n| \\x00\\");
     EXPECT_EQ(tool.path, "/usr/bin/qmicli");
     EXPECT_EQ(tool.output, std::string("  MTU: 1500\n\0", 13));
     EXPECT_EQ(tool.status, 0);
     EXPECT_EQ(tool.delay, 0ms);
-    EXPECT_NE(only<install_program>("qmicli fail").status, 0);
-    EXPECT_GT(only<install_program>("qmicli hang").delay, 1h);
+    EXPECT_NE(only<install_program_statement>("qmicli fail").status, 0);
+    EXPECT_GT(only<install_program_statement>("qmicli hang").delay, 1h);
 
     EXPECT_TRUE(only<set_broker>("broker start").runs);
     EXPECT_FALSE(only<set_broker>("broker stop").runs);
 }
 
 TEST(scenario, uptime) {
-    EXPECT_EQ(only<write_uptime>("uptime /tmp/a").path, "/tmp/a");
-    EXPECT_EQ(only<write_uptime>("uptime /tmp/a").offset_seconds, 0);
-    EXPECT_EQ(only<write_uptime>("uptime /tmp/a 600s ago").offset_seconds, -600);
-    EXPECT_EQ(only<write_uptime>("uptime /tmp/a 4294967295s ahead").offset_seconds, 4294967295);
+    EXPECT_EQ(only<write_uptime_statement>("uptime /tmp/a").path, "/tmp/a");
+    EXPECT_EQ(only<write_uptime_statement>("uptime /tmp/a").offset_seconds, 0);
+    EXPECT_EQ(only<write_uptime_statement>("uptime /tmp/a 600s ago").offset_seconds, -600);
+    EXPECT_EQ(only<write_uptime_statement>("uptime /tmp/a 4294967295s ahead").offset_seconds, 4294967295);
 }
 
 TEST(scenario, the_whole_journal_must_come_out) {
