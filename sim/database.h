@@ -1,13 +1,10 @@
 // The system database as the box sees it. Silent; waits only while another program writes.
 #pragma once
 
-#include <map>
 #include <string>
 
 #include "host/sysdb_store.h"
-#include "sim/scenario/scenario.h"
-
-using cell_values = std::map<std::string, typed_value>;
+#include "sim/scenario/router.h"
 
 // As `sysdb list` prints it.
 typed_value to_typed_value(const sysdb_value &value);

@@ -18,8 +18,8 @@ std::vector<std::string> to_words(const play_request &request) {
 
 play_request from_words(const std::vector<std::string> &words) {
     constexpr std::size_t FIELDS = 7;
-    const auto speed = words.size() > FIELDS ? whole_number<unsigned int>(words[5]) : std::nullopt;
-    const auto beside = words.size() > FIELDS ? whole_number<int>(words[6]) : std::nullopt;
+    const auto speed = words.size() > FIELDS ? to_number<unsigned int>(words[5]) : std::nullopt;
+    const auto beside = words.size() > FIELDS ? to_number<int>(words[6]) : std::nullopt;
     if (!speed || *speed == 0 || !beside) {
         throw request_error{"\"inside\" is for zelt-sim itself"};
     }

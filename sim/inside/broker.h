@@ -9,12 +9,7 @@
 #include <vector>
 
 #include "sim/child.h"
-
-struct mqtt_message {
-    std::string topic;
-    std::string payload;
-    bool operator==(const mqtt_message &) const = default;
-};
+#include "sim/scenario/router.h"
 
 class message_broker {
 public:

@@ -1,10 +1,9 @@
 #include "sim/inside/player.h"
 
 #include <algorithm>
+#include <array>
 #include <csignal>
-#include <fstream>
 #include <iterator>
-#include <type_traits>
 #include <utility>
 
 #include <poll.h>
@@ -15,14 +14,15 @@
 #include "sim/database.h"
 #include "sim/handover.h"
 #include "sim/inside/broker.h"
-#include "sim/inside/expectations.h"
 #include "sim/inside/interfaces.h"
+#include "sim/inside/key_changes.h"
 #include "sim/inside/module_port.h"
 #include "sim/inside/router_files.h"
 #include "sim/inside/router_programs.h"
 #include "sim/inside/simulated_module.h"
 #include "sim/inside/system_log.h"
 #include "sim/scenario/line_text.h"
+#include "sim/scenario/signal_names.h"
 
 namespace {
 
@@ -34,23 +34,14 @@ constexpr auto STOP_PATIENCE = std::chrono::seconds(10);
 constexpr const char *SERVING_CELL_QUERY = "at+qeng=\"servingcell\"";
 constexpr std::string_view CYCLE_END = "ATRES:";  // the daemon's last log line of a cycle
 
-// One entry of the time table: a point to wait for, or something to do.
-using step = std::variant<at_time, after_cycle, after_exit, statement>;
-
-std::vector<step> to_steps(const scenario &story) {
-    std::vector<step> steps;
-    for (const section &part : story.sections) {
-        std::visit(
-            [&steps](const auto &when) {
-                if constexpr (!std::is_same_v<std::decay_t<decltype(when)>, before_start>) {
-                    steps.emplace_back(when);
-                }
-            },
-            part.when);
-        std::ranges::copy(part.statements, std::back_inserter(steps));
-    }
-    return steps;
-}
+// The states that player.h draws.
+enum class phase {
+    running,   // the table goes on; the daemon runs, or has ended as the table awaits
+    ending,    // behind `end`: the daemon was told to end, and has until the deadline
+    judging,   // behind `end`, and the daemon has ended: nothing is left but expectations
+    stopping,  // the user wants an end: the daemon was told, and has until the deadline; the table stands still
+    over,
+};
 
 std::string describe_exit(const std::string &status) {
     return signal_number(status) ? "by signal " + status : "with exit status " + status;
@@ -60,114 +51,105 @@ bool is_for_people(const log_line &line) {
     return !line.priority.ends_with(".info") && !line.priority.ends_with(".debug") && line.priority != QUERY_PRIORITY;
 }
 
-bool is_not_reported(const typed_value &value) {
-    return value.text == "-999" || value.text == "-999.0";
-}
-
-std::string was(const typed_value &value) {
-    constexpr std::size_t READABLE = 24;  // two long texts beside each other help nobody
-    return value.text.size() > READABLE ? "" : "  (was " + value.text + ")";
-}
-
-class player {
+class player final : public router {
 public:
     player(const scenario &story, const play_options &options)
-        : options_(options), steps_(to_steps(story)), preamble_(story.sections.front().statements.size()),
-          journal_(options.level), log_("/dev/log"), port_(MODULE_PORT) {}
+        : options_(options), steps_(story.steps), journal_(options.level), log_("/dev/log"), port_(MODULE_PORT) {}
 
     int play();
 
-    // Each carries out one statement.
-    void perform(const set_answer &what) { module_.set_answer(what); }
-    void perform(const set_silence &what) { module_.set_silence(what.command); }
-    void perform(const set_echo &what) { module_.set_echo(what.on); }
-    void perform(const unsolicited &what) { say_as_module(what.bytes); }
-    void perform(const unplug_module &what);
-    void perform(const plug_module &what);
-    void perform(const set_key &what) { report_problem(database_.write(what)); }
-    void perform(const send_signal &what);
-    void perform(const start_daemon &what);
-    void perform(const say &what) { journal_.story("", "== " + what.text); }
-    void perform(const expect_cell &what) { judge(differences(what, database_.cell(), before_serving_cell_)); }
-    void perform(const expect_key &what) { judge(differences(what, database_.cell())); }
-    void perform(const expect_absent &what) { judge(differences(what, database_.cell())); }
-    void perform(const set_mark & /*what*/) { mark_ = lines_.size(); }
-    void perform(const set_broker &what);
-    void perform(const expect_log &what) { judge(differences(lines_with_process_id(what), lines_)); }
-    void perform(const expect_journal &what) { judge(differences(lines_with_process_id(what), journal_since_mark())); }
-    void perform(const expect_no_file &what) { judge(differences(what, access(what.path.c_str(), F_OK) == 0)); }
-    void perform(const expect_interface &what) { judge(differences(what, is_interface_up(what.name))); }
-    void perform(const expect_message &what);
-    void perform(const expect_no_message &what) { judge(differences(what, broker_.next_message())); }
-    void perform(const expect_file &what) { judge(differences(what, file_content(what.path))); }
-    void perform(const end_scenario &what);
-    void perform(const repeat_scenario &what);
-    void perform(const write_config_statement &what) { report_problem(::write_config(what.json)); }
-    void perform(const touch_file_statement &what) { report_problem(::touch_file(what.path)); }
-    void perform(const remove_file_statement &what) { report_problem(::remove_file(what.path)); }
-    void perform(const make_directory_statement &what) { report_problem(::make_directory(what.path)); }
-    void perform(const write_file_statement &what) { report_problem(::write_file(what.path, what.bytes)); }
-    void perform(const write_uptime_statement &what) { report_problem(::write_uptime(what.path, what.offset_seconds)); }
-    void perform(const set_address_statement &what) { report_problem(::set_address(what.address)); }
-    void perform(const install_program_statement &what) {
-        report_problem(::install_program(what.path, {what.status, what.delay, what.output}));
+    // --- What statements may do ---
+    void set_answer(const module_answer &answer) override { module_.set_answer(answer); }
+    void set_silence(const std::string &command) override { module_.set_silence(command); }
+    void set_echo(bool on) override { module_.set_echo(on); }
+    void say_as_module(const std::string &bytes) override;
+    void unplug_module() override;
+    void plug_module() override;
+    void write_config(const std::string &json) override { report(::write_config(json)); }
+    void touch_file(const std::string &path) override { report(::touch_file(path)); }
+    void remove_file(const std::string &path) override { report(::remove_file(path)); }
+    void make_directory(const std::string &path) override { report(::make_directory(path)); }
+    void write_file(const std::string &path, const std::string &bytes) override { report(::write_file(path, bytes)); }
+    void write_uptime(const std::string &path, long long offset) override { report(::write_uptime(path, offset)); }
+    void set_address(const std::string &address) override { report(::set_address(address)); }
+    void install_program(const std::string &path, int status, scenario_time delay, const std::string &output) override {
+        report(::install_program(path, {status, delay, output}));
     }
+    void run_broker(bool on) override;
+    void write_key(const set_key &what) override { report(database_.write(what)); }
+    void signal_daemon(int number) override;
+    void start_daemon() override { daemon_.runs() ? fail("the daemon still runs") : start(); }
+    void end_table() override;
+    void repeat_table() override;
+    void say(const std::string &text) override { journal_.story("", "== " + text); }
+    void set_mark() override { mark_ = lines_.size(); }
+
+    // --- What they may see ---
+    const cell_values &cell() override { return database_.cell(); }
+    const std::optional<cell_values> &cell_before() const override { return before_serving_cell_; }
+    const std::vector<log_line> &lines() const override { return lines_; }
+    std::vector<log_line> journal_since_mark() const override;
+    bool exists(const std::string &path) const override { return access(path.c_str(), F_OK) == 0; }
+    std::optional<std::string> file_content(const std::string &path) const override { return ::file_content(path); }
+    std::optional<bool> is_interface_up(const std::string &name) const override { return ::is_interface_up(name); }
+    std::optional<mqtt_message> next_message() override { return broker_.next_message(); }
+    std::string daemon_pid() const override { return std::to_string(daemon_pid_); }
+    void judge(const std::vector<std::string> &differences) override;
 
 private:
     // --- The time table ---
+    void carry_out_next();
     void advance();
-    bool is_reached(const step &next) const;
+    template <typename Kind>
+    const Kind *next() const {
+        return next_step_ < steps_.size() ? std::get_if<Kind>(&steps_[next_step_].what) : nullptr;
+    }
+    bool is_reached() const;
     clock_type::time_point moment_of(const at_time &at) const { return table_start_ + at.time / options_.speed; }
-    void carry_out(const statement &what);
-    void judge(const std::vector<std::string> &wrong);
-    void report_problem(const std::string &problem);
+    void report(const std::string &problem);
     void fail(const std::string &text);
-    std::vector<log_line> journal_since_mark() const;
-    std::string with_process_id(const std::string &text) const;
-    template <typename Expectation>
-    Expectation lines_with_process_id(Expectation expected) const;
+
+    // --- The daemon ---
     void start();
-    void stop();
+    void tell_to_end(phase until_it_has_ended);
+    bool is_told_to_end() const { return phase_ == phase::ending || phase_ == phase::stopping; }
+    void stop_for_user();
+    void check_limits();
 
     // --- What happens ---
     void wait();
     int wait_milliseconds();
-    void handle_commands();
     void say_what_is_due();
-    void say_as_module(const std::string &bytes);
+    void handle_port();
     void handle_log();
     void handle_log_line(const log_line &line);
+    void handle_messages();
     void handle_output();
     void handle_exit();
     void end_cycle();
     void show_changes();
-    void check_limits();
 
     const play_options &options_;
-    std::vector<step> steps_;
-    std::size_t preamble_;  // how many steps stand before the start
+    const std::vector<scenario_step> &steps_;
     std::size_t next_step_ = 0;
     std::size_t line_ = 0;  // of the statement that is being carried out
+    phase phase_ = phase::running;
     journal journal_;
     system_log log_;
     module_port port_;
     simulated_module module_;
     box_database database_;
-    child daemon_;
-    clock_type::time_point table_start_;
-    clock_type::time_point play_start_;
-    std::optional<clock_type::time_point> stop_deadline_;
-    bool stopped_by_user_ = false;
-    bool ends_ = false;  // the statement `end` was reached
-    bool over_ = false;
-    unsigned int cycles_ = 0;
-    std::size_t judged_ = 0;
-    std::optional<std::string> exit_;  // of the daemon, while it does not run
-    std::vector<log_line> lines_;
-    std::size_t mark_ = 0;  // how many of them expect-journal passes over
     message_broker broker_;
+    child daemon_;
     pid_t daemon_pid_ = -1;  // of the last one that was started
     std::string output_;     // of the daemon: a line that has not ended
+    clock_type::time_point table_start_;
+    clock_type::time_point play_start_;
+    clock_type::time_point stop_deadline_;  // while it is told to end
+    unsigned int cycles_ = 0;
+    std::size_t judged_ = 0;
+    std::vector<log_line> lines_;
+    std::size_t mark_ = 0;  // how many of them expect-journal passes over
     cell_values shown_;
     std::optional<cell_values> before_serving_cell_;
 };
@@ -176,9 +158,9 @@ int player::play() {
     if (!options_.real_module) {
         port_.plug();
     }
-    report_problem(::touch_file("/tmp/zstats.running"));
-    while (next_step_ < preamble_) {
-        carry_out(std::get<statement>(steps_[next_step_++]));
+    touch_file("/tmp/zstats.running");
+    while (next<action>() != nullptr) {
+        carry_out_next();
     }
     journal_.start_clock();
     start();
@@ -186,10 +168,10 @@ int player::play() {
     if (options_.beside != nullptr) {
         options_.beside->start();
     }
-    while (!over_) {
+    while (phase_ != phase::over) {
         say_what_is_due();
         advance();
-        if (!over_) {
+        if (phase_ != phase::over) {
             wait();
         }
     }
@@ -202,46 +184,45 @@ int player::play() {
 
 // --- The time table ---
 
+void player::carry_out_next() {
+    const scenario_step &step = steps_[next_step_++];
+    line_ = step.line;
+    std::get<action>(step.what)(*this);
+}
+
 void player::advance() {
-    while (!over_ && !stopped_by_user_ && next_step_ < steps_.size()) {
-        if (ends_ && !exit_) {
-            return;
-        }
-        if (const auto *what = std::get_if<statement>(&steps_[next_step_])) {
-            ++next_step_;
-            carry_out(*what);
-        } else if (is_reached(steps_[next_step_])) {
+    while ((phase_ == phase::running || phase_ == phase::judging) && next_step_ < steps_.size()) {
+        if (next<action>() != nullptr) {
+            carry_out_next();
+        } else if (is_reached()) {
             ++next_step_;
         } else {
             return;
         }
     }
-    over_ = over_ || (exit_ && (ends_ || next_step_ == steps_.size()));
+    if (!daemon_.runs() && next_step_ == steps_.size()) {
+        phase_ = phase::over;
+    }
 }
 
-bool player::is_reached(const step &next) const {
-    if (const auto *at = std::get_if<at_time>(&next)) {
+bool player::is_reached() const {
+    if (const auto *at = next<at_time>()) {
         return clock_type::now() >= moment_of(*at);
     }
-    if (const auto *after = std::get_if<after_cycle>(&next)) {
+    if (const auto *after = next<after_cycle>()) {
         return cycles_ >= after->cycle;
     }
-    return exit_.has_value();
+    return !daemon_.runs();
 }
 
-void player::carry_out(const statement &what) {
-    line_ = what.line;
-    std::visit([this](const auto &one) { perform(one); }, what.what);
-}
-
-void player::judge(const std::vector<std::string> &wrong) {
+void player::judge(const std::vector<std::string> &differences) {
     ++judged_;
-    if (!wrong.empty()) {
-        fail(join(wrong, "\n                   "));
+    if (!differences.empty()) {
+        fail(join(differences, "\n                   "));
     }
 }
 
-void player::report_problem(const std::string &problem) {
+void player::report(const std::string &problem) {
     if (!problem.empty()) {
         fail(problem);
     }
@@ -251,18 +232,21 @@ void player::fail(const std::string &text) {
     journal_.failure(options_.scenario_name + ":" + std::to_string(line_) + ": " + text);
 }
 
-void player::start() {
-    exit_.reset();
-    daemon_.start(options_.command);
-    daemon_pid_ = daemon_.pid();
-    journal_.detail("box", "started " + join(options_.command, " "));
+void player::end_table() {
+    if (daemon_.runs()) {
+        tell_to_end(phase::ending);
+    } else {
+        phase_ = phase::judging;
+    }
 }
 
-void player::stop() {
-    // A stopped daemon must be able to end. First, because behind SIGTERM it would disturb whoever traces the end.
-    daemon_.send(SIGCONT);
-    daemon_.send(SIGTERM);
-    stop_deadline_ = clock_type::now() + STOP_PATIENCE;
+void player::repeat_table() {
+    next_step_ = 0;
+    cycles_ = 0;
+    lines_.clear();
+    mark_ = 0;
+    table_start_ = clock_type::now();
+    journal_.detail("box", "the time table starts again");
 }
 
 std::vector<log_line> player::journal_since_mark() const {
@@ -272,69 +256,74 @@ std::vector<log_line> player::journal_since_mark() const {
     return found;
 }
 
-std::string player::with_process_id(const std::string &text) const {
-    return replace_all(text, "$PID", std::to_string(daemon_pid_));
+// --- The router ---
+
+void player::say_as_module(const std::string &bytes) {
+    port_.write(bytes);
+    journal_.detail("AT <", printable(bytes));
 }
 
-template <typename Expectation>
-Expectation player::lines_with_process_id(Expectation expected) const {
-    for (std::string &line : expected.lines) {
-        line = with_process_id(line);
-    }
-    return expected;
-}
-
-void player::perform(const set_broker &what) {
-    if (what.runs) {
-        report_problem(broker_.start());
-    } else {
-        broker_.stop();
-    }
-    journal_.story("box", what.runs ? "the broker runs" : "the broker is gone");
-}
-
-void player::perform(const expect_message &what) {
-    judge(differences(expect_message{what.topic, with_process_id(what.payload)}, broker_.next_message()));
-}
-
-void player::perform(const unplug_module & /*what*/) {
+void player::unplug_module() {
     port_.unplug();
     module_.forget();
     journal_.story("module", "vanished: /dev/ttyQSB3 is gone");
 }
 
-void player::perform(const plug_module & /*what*/) {
+void player::plug_module() {
     port_.plug();
     journal_.story("module", "returned: /dev/ttyQSB3 is back");
 }
 
-void player::perform(const send_signal &what) {
-    daemon_.send(what.number);
-    journal_.story("box", "sent signal " + signal_name(what.number));
-}
-
-void player::perform(const start_daemon & /*what*/) {
-    if (daemon_.runs()) {
-        fail("the daemon still runs");
-        return;
+void player::run_broker(bool on) {
+    if (on) {
+        report(broker_.start());
+    } else {
+        broker_.stop();
     }
-    start();
+    journal_.story("box", on ? "the broker runs" : "the broker is gone");
 }
 
-void player::perform(const end_scenario & /*what*/) {
-    ends_ = true;
-    if (!exit_) {
-        stop();
+// --- The daemon ---
+
+void player::start() {
+    daemon_.start(options_.command);
+    daemon_pid_ = daemon_.pid();
+    journal_.detail("box", "started " + join(options_.command, " "));
+}
+
+void player::signal_daemon(int number) {
+    daemon_.send(number);
+    journal_.story("box", "sent signal " + signal_name(number));
+}
+
+void player::tell_to_end(phase until_it_has_ended) {
+    // A stopped daemon must be able to end. First, because behind SIGTERM it would disturb whoever traces the end.
+    daemon_.send(SIGCONT);
+    daemon_.send(SIGTERM);
+    stop_deadline_ = clock_type::now() + STOP_PATIENCE;
+    phase_ = until_it_has_ended;
+}
+
+void player::stop_for_user() {
+    if (!daemon_.runs()) {
+        phase_ = phase::over;
+    } else if (phase_ == phase::running) {
+        tell_to_end(phase::stopping);
+    } else if (phase_ == phase::ending) {
+        phase_ = phase::stopping;
     }
 }
 
-void player::perform(const repeat_scenario & /*what*/) {
-    next_step_ = 0;
-    cycles_ = 0;
-    lines_.clear();
-    mark_ = 0;
-    table_start_ = clock_type::now();
-    journal_.detail("box", "the time table starts again");
+void player::check_limits() {
+    const auto now = clock_type::now();
+    if (journal_.is_broken() || (options_.limit && now >= play_start_ + *options_.limit)) {
+        stop_for_user();
+    }
+    if (is_told_to_end() && now >= stop_deadline_) {
+        journal_.failure(options_.scenario_name + ": the daemon did not end within 10 s after SIGTERM");
+        daemon_.send(SIGKILL);
+        phase_ = phase::over;
+    }
 }
 
 // --- What happens ---
@@ -345,16 +334,13 @@ int player::wait_milliseconds() {
     if (const auto due = module_.next_time(now)) {
         until = std::min(until, *due);
     }
-    if (next_step_ < steps_.size()) {
-        if (const auto *at = std::get_if<at_time>(&steps_[next_step_])) {
-            until = std::min<clock_type::time_point>(until, moment_of(*at));
-        }
+    if (const auto *at = next<at_time>()) {
+        until = std::min<clock_type::time_point>(until, moment_of(*at));
     }
-    if (options_.limit && !stop_deadline_) {
+    if (is_told_to_end()) {
+        until = std::min(until, stop_deadline_);
+    } else if (options_.limit) {
         until = std::min<clock_type::time_point>(until, play_start_ + *options_.limit);
-    }
-    if (stop_deadline_) {
-        until = std::min(until, *stop_deadline_);
     }
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - now).count();
     return static_cast<int>(std::max<long long>(left, 0));
@@ -362,59 +348,38 @@ int player::wait_milliseconds() {
 
 void player::wait() {
     // A negative descriptor is not watched.
-    pollfd watched[] = {
-        {log_.descriptor(), POLLIN, 0},
-        {port_.descriptor(), static_cast<short>(POLLIN | (port_.wants_to_write() ? POLLOUT : 0)), 0},
-        {daemon_.output_descriptor(), POLLIN, 0},
-        {daemon_.end_descriptor(), POLLIN, 0},
-        {stopped_by_user_ ? -1 : options_.control, POLLIN, 0},
-        {stopped_by_user_ || options_.beside == nullptr ? -1 : options_.beside->end_descriptor(), POLLIN, 0},
-        {broker_.descriptor(), POLLIN, 0},
+    const bool listens = phase_ != phase::stopping;
+    const std::pair<pollfd, void (player::*)()> sources[] = {
+        {{log_.descriptor(), POLLIN, 0}, &player::handle_log},
+        {{port_.descriptor(), static_cast<short>(POLLIN | (port_.wants_to_write() ? POLLOUT : 0)), 0},
+         &player::handle_port},
+        {{daemon_.output_descriptor(), POLLIN, 0}, &player::handle_output},
+        {{daemon_.end_descriptor(), POLLIN, 0}, &player::handle_exit},
+        {{listens ? options_.control : -1, POLLIN, 0}, &player::stop_for_user},
+        {{listens && options_.beside != nullptr ? options_.beside->end_descriptor() : -1, POLLIN, 0},
+         &player::stop_for_user},
+        {{broker_.descriptor(), POLLIN, 0}, &player::handle_messages},
     };
-    poll(watched, std::size(watched), wait_milliseconds());
-    if (watched[0].revents != 0) {
-        handle_log();
-    }
-    if (watched[1].revents != 0 && port_.descriptor() == watched[1].fd) {
-        port_.flush();
-        handle_commands();
-    }
-    if (watched[2].revents != 0) {
-        handle_output();
-    }
-    if (watched[3].revents != 0) {
-        handle_exit();
-    }
-    if (watched[4].revents != 0 || watched[5].revents != 0 || journal_.is_broken()) {
-        stopped_by_user_ = true;
-    }
-    if (watched[6].revents != 0) {
-        for (const mqtt_message &message : broker_.receive()) {
-            journal_.story("mqtt", message.topic + " " + printable(message.payload));
+    std::array<pollfd, std::size(sources)> watched{};
+    std::ranges::transform(sources, watched.begin(), [](const auto &source) { return source.first; });
+    poll(watched.data(), watched.size(), wait_milliseconds());
+    for (std::size_t i = 0; i < watched.size(); ++i) {
+        if (watched.at(i).revents != 0) {
+            (this->*sources[i].second)();
         }
     }
     check_limits();
 }
 
-void player::check_limits() {
+void player::say_what_is_due() {
     const auto now = clock_type::now();
-    if (options_.limit && now >= play_start_ + *options_.limit) {
-        stopped_by_user_ = true;
-    }
-    if (stopped_by_user_ && exit_) {
-        over_ = true;
-    } else if (stopped_by_user_ && !stop_deadline_) {
-        stop();
-    }
-    if (stop_deadline_ && now >= *stop_deadline_ && daemon_.runs()) {
-        journal_.failure(options_.scenario_name + ": the daemon did not end within 10 s after SIGTERM");
-        daemon_.send(SIGKILL);
-        stop_deadline_.reset();
-        over_ = true;
+    for (std::string bytes = module_.next_output(now); !bytes.empty(); bytes = module_.next_output(now)) {
+        say_as_module(bytes);
     }
 }
 
-void player::handle_commands() {
+void player::handle_port() {
+    port_.flush();
     for (const std::string &command : module_.receive(port_.read())) {
         if (journal_.is_verbose()) {
             show_changes();
@@ -427,16 +392,10 @@ void player::handle_commands() {
     }
 }
 
-void player::say_what_is_due() {
-    const auto now = clock_type::now();
-    for (std::string bytes = module_.next_output(now); !bytes.empty(); bytes = module_.next_output(now)) {
-        say_as_module(bytes);
+void player::handle_messages() {
+    for (const mqtt_message &message : broker_.receive()) {
+        journal_.story("mqtt", message.topic + " " + printable(message.payload));
     }
-}
-
-void player::say_as_module(const std::string &bytes) {
-    port_.write(bytes);
-    journal_.detail("AT <", printable(bytes));
 }
 
 void player::handle_log() {
@@ -481,39 +440,31 @@ void player::handle_exit() {
     handle_log();
     handle_output();
     const std::string status = daemon_.reap();
-    exit_ = status;
-    stop_deadline_.reset();
     show_changes();
     const std::string text = "the daemon ended " + describe_exit(status);
-    const after_exit *awaited = next_step_ < steps_.size() ? std::get_if<after_exit>(&steps_[next_step_]) : nullptr;
+    const auto *const awaited = next<after_exit>();
     // Stopped by the user before it was ready to be stopped, it ends by the signal.
-    const bool fine = stopped_by_user_ ? status == "0" || status == "TERM"
-                                       : status == (ends_ ? "0" : (awaited != nullptr ? awaited->status : ""));
+    const bool fine = phase_ == phase::stopping ? status == "0" || status == "TERM"
+                      : phase_ == phase::ending ? status == "0"
+                                                : awaited != nullptr && status == awaited->status;
     if (fine) {
         journal_.story("box", text);
     } else {
-        journal_.failure(options_.scenario_name + ": " + text + (ends_ ? "" : ", which the scenario does not await"));
-        over_ = true;
+        journal_.failure(options_.scenario_name + ": " + text +
+                         (phase_ == phase::ending ? "" : ", which the scenario does not await"));
+    }
+    if (!fine || phase_ == phase::stopping) {
+        phase_ = phase::over;
+    } else if (phase_ == phase::ending) {
+        phase_ = phase::judging;
     }
 }
 
 // In the story the changes of a cycle stand behind its line; in the whole journal each at its time.
 void player::show_changes() {
     const cell_values &now = database_.cell();
-    for (const auto &[key, value] : now) {
-        const auto old = shown_.find(key);
-        if (old == shown_.end()) {
-            // Nothing for people in a key that appears without a value.
-            is_not_reported(value) ? journal_.detail("key", key + " = " + value.text)
-                                   : journal_.story("key", key + " = " + value.text);
-        } else if (old->second != value) {
-            journal_.story("key", key + " = " + value.text + was(old->second));
-        }
-    }
-    for (const auto &[key, value] : shown_) {
-        if (!now.contains(key)) {
-            journal_.story("key", key + " deleted" + was(value));
-        }
+    for (const key_change &change : key_changes(shown_, now)) {
+        change.for_people ? journal_.story("key", change.text) : journal_.detail("key", change.text);
     }
     shown_ = now;
 }

@@ -4,7 +4,7 @@
 
 #include "sim/scenario/line_text.h"
 
-void simulated_module::set_answer(const ::set_answer &answer) {
+void simulated_module::set_answer(const module_answer &answer) {
     answers_[answer.command] = answer;
 }
 

@@ -9,13 +9,13 @@
 #include <string_view>
 #include <vector>
 
-#include "sim/scenario/scenario.h"
+#include "sim/scenario/router.h"
 
 class simulated_module {
 public:
     using clock = std::chrono::steady_clock;
 
-    void set_answer(const ::set_answer &answer);
+    void set_answer(const module_answer &answer);
     void set_silence(const std::string &command);
     void set_echo(bool on) { echo_ = on; }
 
@@ -39,7 +39,7 @@ private:
     };
     void begin_reply(clock::time_point now);
 
-    std::map<std::string, ::set_answer> answers_;  // by command in lower case; silent ones have no bytes
+    std::map<std::string, module_answer> answers_;  // by command in lower case; silent ones have no bytes
     bool echo_ = true;
     std::string partial_;              // of the command that is being received
     std::deque<std::string> waiting_;  // commands in order

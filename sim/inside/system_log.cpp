@@ -1,6 +1,5 @@
 #include "sim/inside/system_log.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <charconv>
@@ -10,24 +9,12 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <syslog.h>
-#include <unistd.h>
 
 #include "sim/scenario/line_text.h"
+#include "sim/scenario/log_priority.h"
 #include "sim/stand_ins/stand_in.h"
 
 namespace {
-
-constexpr std::array<const char *, 8> LEVELS{"emerg", "alert", "crit", "err", "warning", "notice", "info", "debug"};
-constexpr std::array<const char *, 24> FACILITIES{"kern",   "user",   "mail",    "daemon", "auth",     "syslog",
-                                                  "lpr",    "news",   "uucp",    "cron",   "authpriv", "ftp",
-                                                  "ntp",    "audit",  "console", "cron2",  "local0",   "local1",
-                                                  "local2", "local3", "local4",  "local5", "local6",   "local7"};
-
-std::string priority_name(unsigned int priority) {
-    const std::size_t facility = priority / LEVELS.size();
-    return std::string(facility < FACILITIES.size() ? FACILITIES[facility] : "unknown") + "." +
-           LEVELS[priority % LEVELS.size()];
-}
 
 // "Nov 21 08:39:11 "
 bool begins_with_time(std::string_view text) {
@@ -63,31 +50,19 @@ log_line parse_log_line(std::string_view datagram) {
     return {priority_name(priority), printable(datagram)};
 }
 
-bool is_priority_name(std::string_view name) {
-    const auto dot = name.find('.');
-    return dot != name.npos && std::ranges::find(FACILITIES, name.substr(0, dot)) != FACILITIES.end() &&
-           std::ranges::find(LEVELS, name.substr(dot + 1)) != LEVELS.end();
-}
-
-system_log::system_log(const char *path) : fd_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
+system_log::system_log(const char *path) : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::strncpy(address.sun_path, path, sizeof address.sun_path - 1);
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the socket interface is made so
-    if (fd_ < 0 || bind(fd_, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
-        const int error = errno;
-        close(fd_);
-        throw std::system_error(error, std::generic_category(), std::string("system log ") + path);
+    if (!socket_.is_open() || bind(socket_.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
+        throw std::system_error(errno, std::generic_category(), std::string("system log ") + path);
     }
-}
-
-system_log::~system_log() {
-    close(fd_);
 }
 
 std::optional<log_line> system_log::next() {
     std::array<char, 8192> datagram{};  // the C library never sends more
-    const ssize_t size = recv(fd_, datagram.data(), datagram.size(), 0);
+    const ssize_t size = recv(socket_.get(), datagram.data(), datagram.size(), 0);
     if (size < 0) {
         return std::nullopt;
     }

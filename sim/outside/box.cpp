@@ -127,31 +127,12 @@ int wait_for_end(pid_t pid, descriptor control) {
 }  // namespace
 
 std::vector<std::string> box_command(const box_request &request) {
-    std::vector<std::string> command = {"bwrap",
-                                        "--unshare-user",
-                                        "--uid",
-                                        "0",
-                                        "--gid",
-                                        "0",
-                                        "--cap-add",
-                                        "ALL",
-                                        "--unshare-net",
-                                        "--unshare-pid",
-                                        "--unshare-ipc",
-                                        "--die-with-parent",
-                                        "--ro-bind",
-                                        "/",
-                                        "/",
-                                        "--dev",
-                                        "/dev",
-                                        "--proc",
-                                        "/proc",
-                                        "--tmpfs",
-                                        "/tmp",
-                                        "--tmpfs",
-                                        "/run",
-                                        "--chdir",
-                                        "/"};
+    // clang-format off
+    std::vector<std::string> command = {
+        "bwrap", "--unshare-user", "--uid", "0", "--gid", "0", "--cap-add", "ALL",
+        "--unshare-net", "--unshare-pid", "--unshare-ipc", "--die-with-parent",
+        "--ro-bind", "/", "/", "--dev", "/dev", "--proc", "/proc", "--tmpfs", "/tmp", "--tmpfs", "/run", "--chdir", "/"};
+    // clang-format on
     for (const std::string &path : request.visible) {
         if (is_hidden(path)) {
             command.insert(command.end(), {"--ro-bind", path, path});

@@ -49,7 +49,7 @@ std::string wanted_behind(int which) {
 }
 
 unsigned int number_from_1_to(unsigned int greatest, const char *text, int which) {
-    const auto number = whole_number<unsigned int>(text);
+    const auto number = to_number<unsigned int>(text);
     if (!number || *number == 0 || *number > greatest) {
         fail(wanted_behind(which));
     }

@@ -29,7 +29,7 @@ std::string join(const std::vector<std::string> &parts, std::string_view separat
 
 // The number that is the whole of the text.
 template <typename Number>
-std::optional<Number> whole_number(std::string_view text) {
+std::optional<Number> to_number(std::string_view text) {
     Number number{};
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;

@@ -38,14 +38,6 @@ TEST(parse_log_line, takes_priority_time_and_identity_off) {
     }
 }
 
-TEST(is_priority_name, knows_facilities_and_levels) {
-    EXPECT_TRUE(is_priority_name("local0.alert"));
-    EXPECT_TRUE(is_priority_name("daemon.debug"));
-    for (const char *name : {"", "alert", "local0", "local0.", ".alert", "local8.alert", "local0.loud"}) {
-        EXPECT_FALSE(is_priority_name(name)) << name;
-    }
-}
-
 TEST(system_log, keeps_lines_in_order) {
     const std::string path = testing::TempDir() + "system_log_test." + std::to_string(getpid());
     system_log log(path.c_str());

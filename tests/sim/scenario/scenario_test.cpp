@@ -1,35 +1,83 @@
 #include "sim/scenario/scenario.h"
 
-#include <csignal>
+#include <gmock/gmock.h>
 
-#include <gtest/gtest.h>
+#include "tests/sim/scenario/paper_router.h"
 
 namespace {
 
 using namespace std::chrono_literals;
+using testing::ElementsAre;
 
-// The only statement of a text that holds one, from whatever section.
-template <typename Action>
-Action only(const std::string &text) {
-    const scenario story = parse_scenario(text, "test");
-    std::vector<statement> all;
-    for (const section &part : story.sections) {
-        all.insert(all.end(), part.statements.begin(), part.statements.end());
-    }
-    EXPECT_EQ(all.size(), 1U) << text;
-    if (all.empty() || !std::holds_alternative<Action>(all[0].what)) {
-        ADD_FAILURE() << "another statement: " << text;
-        return {};
-    }
-    return std::get<Action>(all[0].what);
+// What the statements of a text do.
+std::vector<std::string> done(const std::string &text) {
+    paper_router router;
+    carry_out(text, router);
+    return router.done;
 }
 
-}  // namespace
+struct statement_row {
+    const char *text;
+    const char *done;  // the parts separated by "|", escapes as in the journal
+};
+
+constexpr statement_row WHAT_THE_MODULE_SAYS[] = {
+    {"answer AT+CSQ delay 1.5s torn 3\n| +CSQ: 1\n|\n|  OK\\\n", R"(answer at+csq|1500 ms|3|+CSQ: 1\r\n\r\n OK)"},
+    {"answer at\n|OK", R"(answer at|0 ms|0|OK\r\n)"},
+    {"answer at torn 2 delay 3ms\n| x", R"(answer at|3 ms|2|x\r\n)"},
+    {"answer at\r\n| OK\r\n", R"(answer at|0 ms|0|OK\r\n)"},  // line ends of another system
+    {"silence AT+CSQ", "silence|at+csq"},
+    {"echo on", "echo|on"},
+    {"echo off", "echo|off"},
+    {"unsolicited\n| +CREG: 1", R"(unsolicited|+CREG: 1\r\n)"},
+    {"vanish", "unplug"},
+    {"return", "plug"},
+};
+
+constexpr statement_row WHAT_THE_ROUTER_DOES[] = {
+    {"config\n| {\n|  \"a\": \"\\n\"\n| }", R"(config|{\n "a": "\\n"\n}\n)"},  // JSON has escapes of its own
+    {"touch /tmp/a", "touch|/tmp/a"},
+    {"remove /tmp/a", "remove|/tmp/a"},
+    {"directory /tmp/a", "directory|/tmp/a"},
+    {"write /tmp/a\n| one\n| two", R"(write|/tmp/a|one\ntwo\n)"},
+    {"uptime /tmp/a", "uptime|/tmp/a|0"},
+    {"uptime /tmp/a 600s ago", "uptime|/tmp/a|-600"},
+    {"uptime /tmp/a 4294967295s ahead", "uptime|/tmp/a|4294967295"},
+    {"address 10.1.2.3/30", "address|10.1.2.3/30"},
+    {"address 10.1.2.3/32", "address|10.1.2.3/32"},
+    {"address none", "address|"},
+    {"program /run/qos delay 300ms status 3", "program|/run/qos|3|300 ms|"},
+    {"program /usr/bin/wwan-up", "program|/usr/bin/wwan-up|0|0 ms|"},
+    {"program /a status 255", "program|/a|255|0 ms|"},
+    {"qmicli\n|   MTU: 1500\n| \\x00\\", R"(program|/usr/bin/qmicli|0|0 ms|  MTU: 1500\n\x00)"},
+    {"qmicli fail", "program|/usr/bin/qmicli|1|0 ms|"},
+    {"qmicli hang", "program|/usr/bin/qmicli|0|86400000 ms|"},
+    {"broker start", "broker|on"},
+    {"broker stop", "broker|off"},
+    {"set GPIO GPIO_TEMP string  38 C", "set|GPIO|GPIO_TEMP|string| 38 C"},
+    {"at 1s\nsignal KILL", "signal|KILL"},
+    {"at 1s\nstart", "start"},
+    {"say  the end, \"nearly\"", "say|the end, \"nearly\""},
+    {"at 1s\nmark", "mark"},
+    {"at 1s\nend", "end"},
+    {"at 1s\nrepeat", "repeat"},
+};
+
+TEST(scenario, what_the_module_says) {
+    for (const statement_row &row : WHAT_THE_MODULE_SAYS) {
+        EXPECT_THAT(done(row.text), ElementsAre(row.done)) << row.text;
+    }
+}
+
+TEST(scenario, what_the_router_does) {
+    for (const statement_row &row : WHAT_THE_ROUTER_DOES) {
+        EXPECT_THAT(done(row.text), ElementsAre(row.done)) << row.text;
+    }
+}
 
 TEST(scenario, of_an_empty_text_starts_the_daemon_and_does_nothing) {
     const scenario story = parse_scenario("", "test");
-    ASSERT_EQ(story.sections.size(), 1U);
-    EXPECT_TRUE(story.sections[0].statements.empty());
+    EXPECT_TRUE(story.steps.empty());
     EXPECT_EQ(story.module, "");
     EXPECT_EQ(story.summary, "");
 }
@@ -41,124 +89,30 @@ TEST(scenario, the_first_comment_is_the_summary) {
 TEST(scenario, module) {
     EXPECT_EQ(parse_scenario("module EC25", "test").module, "EC25");
     EXPECT_EQ(parse_scenario("module none", "test").module, "");
+    EXPECT_TRUE(parse_scenario("module EC25", "test").steps.empty()) << "nothing to do when its turn comes";
 }
 
-TEST(scenario, answer) {
-    const auto answer = only<set_answer>("answer AT+CSQ delay 1.5s torn 3\n| +CSQ: 1\n|\n|  OK\\\n");
-    EXPECT_EQ(answer.command, "at+csq");
-    EXPECT_EQ(answer.bytes, "+CSQ: 1\r\n\r\n OK");
-    EXPECT_EQ(answer.delay, 1500ms);
-    EXPECT_EQ(answer.torn, 3U);
-    const auto plain = only<set_answer>("answer at\n|OK");
-    EXPECT_EQ(plain.bytes, "OK\r\n");
-    EXPECT_EQ(plain.delay, 0ms);
-    EXPECT_EQ(plain.torn, 0U);
-    EXPECT_EQ(only<set_answer>("answer at torn 2 delay 3ms\n| x").delay, 3ms);
+TEST(scenario, points_in_time_stand_between_statements) {
+    const auto steps =
+        parse_scenario("echo on\nat 300ms\necho off\nafter cycle 2\nafter exit KILL\nat 12s\nend\n", "test").steps;
+    ASSERT_EQ(steps.size(), 7U);
+    EXPECT_EQ(std::get<at_time>(steps[1].what).time, 300ms);
+    EXPECT_TRUE(std::holds_alternative<action>(steps[2].what));
+    EXPECT_EQ(steps[2].line, 3U);
+    EXPECT_EQ(std::get<after_cycle>(steps[3].what).cycle, 2U);
+    EXPECT_EQ(std::get<after_exit>(steps[4].what).status, "KILL");
+    EXPECT_EQ(std::get<at_time>(steps[5].what).time, 12s);
 }
 
-TEST(scenario, what_else_the_module_says) {
-    EXPECT_EQ(only<set_silence>("silence AT+CSQ").command, "at+csq");
-    EXPECT_TRUE(only<set_echo>("echo on").on);
-    EXPECT_FALSE(only<set_echo>("echo off").on);
-    EXPECT_EQ(only<unsolicited>("unsolicited\n| +CREG: 1").bytes, "+CREG: 1\r\n");
-    only<unplug_module>("vanish");
-    only<plug_module>("return");
-}
-
-TEST(scenario, what_the_router_does) {
-    EXPECT_EQ(only<write_config_statement>("config\n| {\n|  \"a\": \"\\n\"\n| }").json, "{\n \"a\": \"\\n\"\n}\n");
-    EXPECT_EQ(only<touch_file_statement>("touch /tmp/a").path, "/tmp/a");
-    EXPECT_EQ(only<remove_file_statement>("remove /tmp/a").path, "/tmp/a");
-    EXPECT_EQ(only<make_directory_statement>("directory /tmp/a").path, "/tmp/a");
-    EXPECT_EQ(only<write_file_statement>("write /tmp/a\n| one\n| two").bytes, "one\ntwo\n");
-    EXPECT_EQ(only<set_address_statement>("address 10.1.2.3/30").address, "10.1.2.3/30");
-    EXPECT_EQ(only<set_address_statement>("address none").address, "");
-    const auto key = only<set_key>("set GPIO GPIO_TEMP string  38 C");
-    EXPECT_EQ(key.database, "GPIO");
-    EXPECT_EQ(key.what.key, "GPIO_TEMP");
-    EXPECT_EQ(key.what.value, (typed_value{"string", " 38 C"}));
-    EXPECT_EQ(only<send_signal>("at 1s\nsignal KILL").number, SIGKILL);
-    only<start_daemon>("at 1s\nstart");
-    EXPECT_EQ(only<say>("say  the end, \"nearly\"").text, "the end, \"nearly\"");
-}
-
-TEST(scenario, programs_of_the_router) {
-    const auto program = only<install_program_statement>("program /run/qos delay 300ms status 3");
-    EXPECT_EQ(program.path, "/run/qos");
-    EXPECT_EQ(program.status, 3);
-    EXPECT_EQ(program.delay, 300ms);
-    EXPECT_EQ(program.output, "");
-    const auto plain = only<install_program_statement>("program /usr/bin/wwan-up");
-    EXPECT_EQ(plain.status, 0);
-    EXPECT_EQ(plain.delay, 0ms);
-    EXPECT_EQ(only<install_program_statement>("program /a status 255").status, 255);
-
-    const auto tool = only<install_program_statement>("qmicli\n|   MTU: 1500\n| \\x00\\");
-    EXPECT_EQ(tool.path, "/usr/bin/qmicli");
-    EXPECT_EQ(tool.output, std::string("  MTU: 1500\n\0", 13));
-    EXPECT_EQ(tool.status, 0);
-    EXPECT_EQ(tool.delay, 0ms);
-    EXPECT_NE(only<install_program_statement>("qmicli fail").status, 0);
-    EXPECT_GT(only<install_program_statement>("qmicli hang").delay, 1h);
-
-    EXPECT_TRUE(only<set_broker>("broker start").runs);
-    EXPECT_FALSE(only<set_broker>("broker stop").runs);
-}
-
-TEST(scenario, uptime) {
-    EXPECT_EQ(only<write_uptime_statement>("uptime /tmp/a").path, "/tmp/a");
-    EXPECT_EQ(only<write_uptime_statement>("uptime /tmp/a").offset_seconds, 0);
-    EXPECT_EQ(only<write_uptime_statement>("uptime /tmp/a 600s ago").offset_seconds, -600);
-    EXPECT_EQ(only<write_uptime_statement>("uptime /tmp/a 4294967295s ahead").offset_seconds, 4294967295);
-}
-
-TEST(scenario, the_whole_journal_must_come_out) {
-    only<set_mark>("at 1s\nmark");
-    const auto journal = only<expect_journal>("at 1s\nexpect-journal\n| run a  b\n| log local0.notice  c");
-    EXPECT_EQ(journal.lines, (std::vector<std::string>{"run a  b", "log local0.notice  c"}));
-    EXPECT_TRUE(only<expect_journal>("at 1s\nexpect-journal").lines.empty());
-    EXPECT_EQ(only<expect_no_file>("at 1s\nexpect-no-file /run/a").path, "/run/a");
-    EXPECT_EQ(only<expect_interface>("at 1s\nexpect-interface eth1 up").name, "eth1");
-    EXPECT_TRUE(only<expect_interface>("at 1s\nexpect-interface eth1 up").up);
-    EXPECT_FALSE(only<expect_interface>("at 1s\nexpect-interface eth1 down").up);
-    EXPECT_EQ(only<expect_message>("at 1s\nexpect-message v1/x\n| {$PID}").topic, "v1/x");
-    EXPECT_EQ(only<expect_message>("at 1s\nexpect-message v1/x\n| {$PID}").payload, "{$PID}\n");
-    only<expect_no_message>("at 1s\nexpect-no-message");
-}
-
-TEST(scenario, what_must_come_out) {
-    const auto cell =
-        only<expect_cell>("after cycle 1\nexpect\n| CELL_MCC string  460\n| CELL_MNC string\n| A real -999.0");
-    ASSERT_EQ(cell.keys.size(), 3U);
-    EXPECT_EQ(cell.keys[0].value, (typed_value{"string", " 460"}));
-    EXPECT_EQ(cell.keys[1].value, (typed_value{"string", ""}));
-    EXPECT_EQ(cell.keys[2].value, (typed_value{"real", "-999.0"}));
-    EXPECT_TRUE(only<expect_cell>("after cycle 1\nexpect\n").keys.empty());
-    EXPECT_EQ(only<expect_key>("at 1s\nexpect-key A int -3").what.value, (typed_value{"int", "-3"}));
-    EXPECT_EQ(only<expect_absent>("at 1s\nexpect-absent A").key, "A");
-    const auto log = only<expect_log>("at 1s\nexpect-log local0.alert\n| one\n|  two");
-    EXPECT_EQ(log.priority, "local0.alert");
-    EXPECT_EQ(log.lines, (std::vector<std::string>{"one", " two"}));
-    EXPECT_EQ(only<expect_log>("at 1s\nexpect-run\n| cmd_ddns stop").priority, "run");
-    EXPECT_EQ(only<expect_log>("at 1s\nexpect-asked\n| at&f").priority, "asked");
-    EXPECT_EQ(only<expect_file>("at 1s\nexpect-file /run/a\n| one").bytes, "one");
-    EXPECT_EQ(only<expect_file>("at 1s\nexpect-file /run/a\n| one\n|").bytes, "one\n");
-}
-
-TEST(scenario, sections) {
-    const scenario story =
-        parse_scenario("echo on\nat 300ms\necho off\nafter cycle 2\nafter exit KILL\nat 12s\nend\n", "test");
-    ASSERT_EQ(story.sections.size(), 5U);
-    EXPECT_EQ(story.sections[0].statements.size(), 1U);
-    EXPECT_EQ(std::get<at_time>(story.sections[1].when).time, 300ms);
-    EXPECT_EQ(story.sections[1].statements[0].line, 3U);
-    EXPECT_EQ(std::get<after_cycle>(story.sections[2].when).cycle, 2U);
-    EXPECT_EQ(std::get<after_exit>(story.sections[3].when).status, "KILL");
-    EXPECT_TRUE(std::holds_alternative<end_scenario>(story.sections[4].statements[0].what));
-}
-
-TEST(scenario, line_ends_of_another_system_are_no_error) {
-    EXPECT_EQ(only<set_answer>("answer at\r\n| OK\r\n").bytes, "OK\r\n");
+TEST(scenario, an_unknown_statement_is_told_the_known_ones) {
+    try {
+        parse_scenario("answr at", "file");
+        ADD_FAILURE() << "accepted";
+    } catch (const scenario_error &e) {
+        EXPECT_THAT(e.what(),
+                    testing::StartsWith("file:1: expected a statement, found \"answr\"; statements are module, "));
+        EXPECT_THAT(e.what(), testing::EndsWith(", expect-no-message"));
+    }
 }
 
 struct error_row {
@@ -277,3 +231,5 @@ TEST(scenario, every_beginning_of_a_text_is_read_or_refused) {
 TEST(scenario, expectations_may_stand_behind_end) {
     EXPECT_NO_THROW(parse_scenario("at 1s\nend\nexpect-log local0.alert\n| bye\n", "test"));
 }
+
+}  // namespace
