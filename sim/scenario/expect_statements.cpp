@@ -1,5 +1,9 @@
 // What must come out: each compares what the router shows with what its text expects.
 #include <algorithm>
+#include <iterator>
+#include <optional>
+#include <string>
+#include <vector>
 
 #include "sim/scenario/line_text.h"
 #include "sim/scenario/log_priority.h"
@@ -57,25 +61,30 @@ lines_of_text with_process_id(lines_of_text lines, const router &on) {
     return lines;
 }
 
+lines_of_text not_found(const std::string &priority, const std::string &text, const lines_of_text &found) {
+    lines_of_text wrong{priority + ": expected, in this order: " + text};
+    for (const std::string &line : found) {
+        wrong.emplace_back(priority).append(": found: ").append(line);
+    }
+    return wrong;
+}
+
 // These lines stand in the log with this priority, in this order; others may stand between them.
 lines_of_text compare_log(const std::string &priority, const lines_of_text &expected,
                           const std::vector<log_line> &log) {
-    auto position = log.begin();
+    lines_of_text found;
+    for (const log_line &line : log) {
+        if (line.priority == priority) {
+            found.push_back(line.text);
+        }
+    }
+    auto position = found.begin();
     for (const std::string &text : expected) {
-        position = std::find_if(position, log.end(), [&](const log_line &line) {
-            return line.priority == priority && matches(text, line.text);
-        });
-        if (position != log.end()) {
-            ++position;
-            continue;
+        position = std::find_if(position, found.end(), [&](const std::string &line) { return matches(text, line); });
+        if (position == found.end()) {
+            return not_found(priority, text, found);
         }
-        lines_of_text wrong{priority + ": expected, in this order: " + text};
-        for (const log_line &line : log) {
-            if (line.priority == priority) {
-                wrong.push_back(priority + ": found: " + line.text);
-            }
-        }
-        return wrong;
+        ++position;
     }
     return {};
 }

@@ -1,5 +1,9 @@
 // What the router does.
-#include <utility>
+#include <algorithm>
+#include <chrono>
+#include <optional>
+#include <string>
+#include <string_view>
 
 #include <arpa/inet.h>
 

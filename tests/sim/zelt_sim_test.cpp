@@ -157,6 +157,18 @@ TEST_F(box, another_end_than_the_awaited_one_is_a_failure) {
     EXPECT_EQ(run("at 100ms\nsignal KILL\nafter exit 0\n", OBEDIENT).status, 1);
 }
 
+TEST_F(box, expectations_behind_end_are_judged_when_the_daemon_has_ended) {
+    const std::string daemon = "trap 'sleep 0.3; echo bye > /tmp/last; exit 0' TERM\n";
+    const outcome result = run("at 100ms\nend\nexpect-file /tmp/last\n| bye\n|\nexpect-absent A\n", daemon + OBEDIENT);
+    EXPECT_EQ(result.status, 0) << result.output;
+    EXPECT_THAT(result.output, HasSubstr("all 2 expectations hold"));
+}
+
+TEST_F(box, an_end_that_nothing_follows_is_the_end_of_the_box) {
+    EXPECT_EQ(run("at 100ms\nsignal KILL\nafter exit KILL\nexpect-absent A\n", OBEDIENT).status, 0);
+    EXPECT_EQ(run("at 100ms\nsignal KILL\nafter exit KILL\nend\nexpect-absent A\n", OBEDIENT).status, 0);
+}
+
 TEST_F(box, an_error_in_the_scenario_starts_nothing) {
     const outcome result = run("module EC25\nanswr at\n", "touch " + (folder_ / "started").string() + "\n");
     EXPECT_EQ(result.status, 2);
@@ -232,6 +244,27 @@ TEST_F(box, a_stop_signal_ends_everything_in_order) {
         EXPECT_EQ(run_and_signal("at 100s\nend\n", OBEDIENT, signal_number), 0) << signal_number;
         EXPECT_THAT(content(folder_ / "journal"), HasSubstr("the daemon ended with exit status 0"));
     }
+}
+
+TEST_F(box, a_stop_signal_finds_a_daemon_that_was_not_ready_for_one) {
+    EXPECT_EQ(run_and_signal("at 100s\nend\n", "trap - TERM\n" + std::string(OBEDIENT), SIGINT), 0);
+    EXPECT_THAT(content(folder_ / "journal"), HasSubstr("the daemon ended by signal TERM"));
+}
+
+TEST_F(box, a_stop_signal_while_no_daemon_runs_ends_the_box) {
+    const std::string scenario = "at 100ms\nsignal KILL\nafter exit KILL\nsay ready\nat 100s\nstart\n";
+    EXPECT_EQ(run_and_signal(scenario, "while :; do sleep 0.05; done\n", SIGINT), 0);
+}
+
+TEST_F(box, a_stop_signal_behind_end_leaves_the_rest_unjudged) {
+    const std::string daemon = "trap 'echo ready; sleep 0.5; exit 0' TERM\nwhile :; do sleep 0.05; done\n";
+    EXPECT_EQ(run_and_signal("at 300ms\nend\nexpect-key NONE int 1\n", daemon, SIGINT), 0);
+    EXPECT_THAT(content(folder_ / "journal"), Not(HasSubstr("FAILED")));
+}
+
+TEST_F(box, a_daemon_that_goes_wrong_when_the_user_stops_it_is_a_failure) {
+    EXPECT_EQ(run_and_signal("at 100s\nend\n", "trap 'exit 3' TERM\n" + std::string(OBEDIENT), SIGTERM), 1);
+    EXPECT_THAT(content(folder_ / "journal"), HasSubstr("the daemon ended with exit status 3"));
 }
 
 TEST_F(box, ends_by_itself_after_the_given_seconds) {
