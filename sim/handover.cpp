@@ -4,12 +4,21 @@
 
 #include "sim/scenario/line_text.h"
 
+namespace {
+
+unsigned int number(const std::string &word) {
+    const auto found = to_number<unsigned int>(word);
+    return found ? *found : throw request_error{NOT_FOR_PEOPLE};
+}
+
+}  // namespace
+
 std::vector<std::string> to_words(const play_request &request) {
     std::vector<std::string> all{request.scenario,
                                  request.port,
                                  request.model,
-                                 request.seconds,
-                                 request.level,
+                                 std::to_string(request.seconds),
+                                 std::to_string(static_cast<int>(request.level)),
                                  std::to_string(request.speed),
                                  std::to_string(static_cast<int>(request.beside))};
     all.insert(all.end(), request.command.begin(), request.command.end());
@@ -18,18 +27,16 @@ std::vector<std::string> to_words(const play_request &request) {
 
 play_request from_words(const std::vector<std::string> &words) {
     constexpr std::size_t FIELDS = 7;
-    const auto speed = words.size() > FIELDS ? to_number<unsigned int>(words[5]) : std::nullopt;
-    const auto beside = words.size() > FIELDS ? to_number<int>(words[6]) : std::nullopt;
-    if (!speed || *speed == 0 || !beside) {
-        throw request_error{"\"inside\" is for zelt-sim itself"};
+    if (words.size() <= FIELDS) {
+        throw request_error{NOT_FOR_PEOPLE};
     }
     return {.scenario = words[0],
             .port = words[1],
             .model = words[2],
-            .seconds = words[3],
-            .level = words[4],
-            .speed = *speed,
-            .beside = static_cast<companion>(*beside),
+            .seconds = number(words[3]),
+            .level = static_cast<journal_level>(number(words[4])),
+            .speed = number(words[5]),
+            .beside = static_cast<companion>(number(words[6])),
             .command = {words.begin() + FIELDS, words.end()}};
 }
 

@@ -12,13 +12,19 @@ enum class companion {
     shell,  // a shell on the terminal
 };
 
+enum class journal_level {
+    quiet,    // only failures
+    story,    // what people want to see
+    verbose,  // every AT exchange, every log line, every change of a key at its time
+};
+
 // One scenario, or one real module, in the box.
 struct play_request {
-    std::string scenario;          // a file, or the name of a shipped one; without one: the real module's
-    std::string port;              // of a real module, as the host knows it; empty: the simulated one
-    std::string model;             // of the real module
-    std::string seconds = "none";  // digits
-    std::string level = "story";   // "quiet", "story" or "verbose"
+    std::string scenario;      // a file, or the name of a shipped one; without one: the real module's
+    std::string port;          // of a real module, as the host knows it; empty: the simulated one
+    std::string model;         // of the real module
+    unsigned int seconds = 0;  // after which it ends; 0: no limit
+    journal_level level = journal_level::story;
     unsigned int speed = 1;
     companion beside = companion::none;
     std::vector<std::string> command;  // empty: the daemon
@@ -35,6 +41,7 @@ play_request from_words(const std::vector<std::string> &words);
 
 // The inner half's first word.
 inline constexpr const char *INSIDE = "inside";
+inline constexpr const char *NOT_FOR_PEOPLE = "\"inside\" is for zelt-sim itself";
 
 // It finds the text of its scenario on this descriptor, ...
 inline constexpr int BOX_TEXT = 3;

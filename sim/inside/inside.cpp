@@ -71,33 +71,16 @@ private:
     descriptor stderr_{fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)};
 };
 
-int play_beside(const scenario &story, play_options &options, companion which) {
-    const std::unique_ptr<terminal_program> beside = make_companion(which);
+int play_beside(const scenario &story, play_request request) {
+    const std::unique_ptr<terminal_program> beside = make_companion(request.beside);
     if (!beside) {
-        return play(story, options);
+        return play(story, request, nullptr);
     }
-    options.level = journal_level::quiet;
-    options.beside = beside.get();
+    request.level = journal_level::quiet;
     const kept_output kept;
-    const int status = play(story, options);
+    const int status = play(story, request, beside.get());
     beside->end();  // before anything is printed
     return status;
-}
-
-play_options options_of(const play_request &request) {
-    play_options options{.scenario_name = request.scenario,
-                         .command = request.command,
-                         .limit = std::nullopt,
-                         .control = BOX_CONTROL,
-                         .speed = request.speed,
-                         .real_module = !request.port.empty()};
-    if (request.seconds != "none") {
-        options.limit = std::chrono::seconds(std::stol(request.seconds));
-    }
-    options.level = request.level == "quiet"     ? journal_level::quiet
-                    : request.level == "verbose" ? journal_level::verbose
-                                                 : journal_level::story;
-    return options;
 }
 
 void prepare_router() {
@@ -118,21 +101,20 @@ int inside(const words &arguments) try {
     const play_request request = from_words(arguments);
     const auto text = file_content("/proc/self/fd/" + std::to_string(BOX_TEXT));
     if (!text || fcntl(BOX_READY, F_GETFD) < 0) {
-        return refuse("\"inside\" is for zelt-sim itself");
+        return refuse(NOT_FOR_PEOPLE);
     }
     std::signal(SIGPIPE, SIG_IGN);
     const scenario story = parse_scenario(*text, request.scenario);
-    play_options options = options_of(request);
     prepare_router();
     if (write(BOX_READY, "", 1) != 1) {
         return EXIT_NO_BOX;
     }
-    if (options.real_module) {
+    if (!request.port.empty()) {
         if (const std::string wrong = why_no_module(MODULE_PORT, request.port); !wrong.empty()) {
             return refuse(wrong);
         }
     }
-    return play_beside(story, options, request.beside);
+    return play_beside(story, request);
 } catch (const std::system_error &e) {
     return refuse(std::string("cannot go on in the box: ") + e.what(), EXIT_NO_BOX);
 }

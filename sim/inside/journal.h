@@ -6,11 +6,7 @@
 #include <cstddef>
 #include <string>
 
-enum class journal_level {
-    quiet,    // only failures
-    story,    // what people want to see
-    verbose,  // every AT exchange, every log line, every change of a key at its time
-};
+#include "sim/handover.h"
 
 class journal {
 public:

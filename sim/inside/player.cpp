@@ -15,6 +15,7 @@
 #include "sim/handover.h"
 #include "sim/inside/broker.h"
 #include "sim/inside/interfaces.h"
+#include "sim/inside/journal.h"
 #include "sim/inside/key_changes.h"
 #include "sim/inside/module_port.h"
 #include "sim/inside/router_files.h"
@@ -53,8 +54,9 @@ bool is_for_people(const log_line &line) {
 
 class player final : public router {
 public:
-    player(const scenario &story, const play_options &options)
-        : options_(options), steps_(story.steps), journal_(options.level), log_("/dev/log"), port_(MODULE_PORT) {}
+    player(const scenario &story, const play_request &request, terminal_program *beside)
+        : request_(request), beside_(beside), steps_(story.steps), journal_(request.level), log_("/dev/log"),
+          port_(MODULE_PORT) {}
 
     int play();
 
@@ -105,7 +107,7 @@ private:
         return next_step_ < steps_.size() ? std::get_if<Kind>(&steps_[next_step_].what) : nullptr;
     }
     bool is_reached() const;
-    clock_type::time_point moment_of(const at_time &at) const { return table_start_ + at.time / options_.speed; }
+    clock_type::time_point moment_of(const at_time &at) const { return table_start_ + at.time / request_.speed; }
     void report(const std::string &problem);
     void fail(const std::string &text);
 
@@ -113,6 +115,7 @@ private:
     void start();
     void tell_to_end(phase until_it_has_ended);
     bool is_told_to_end() const { return phase_ == phase::ending || phase_ == phase::stopping; }
+    clock_type::time_point user_limit() const;
     void stop_for_user();
     void check_limits();
 
@@ -129,7 +132,8 @@ private:
     void end_cycle();
     void show_changes();
 
-    const play_options &options_;
+    const play_request &request_;
+    terminal_program *beside_;
     const std::vector<scenario_step> &steps_;
     std::size_t next_step_ = 0;
     std::size_t line_ = 0;  // of the statement that is being carried out
@@ -155,7 +159,7 @@ private:
 };
 
 int player::play() {
-    if (!options_.real_module) {
+    if (request_.port.empty()) {
         port_.plug();
     }
     touch_file("/tmp/zstats.running");
@@ -165,8 +169,8 @@ int player::play() {
     journal_.start_clock();
     start();
     play_start_ = table_start_ = clock_type::now();
-    if (options_.beside != nullptr) {
-        options_.beside->start();
+    if (beside_ != nullptr) {
+        beside_->start();
     }
     while (phase_ != phase::over) {
         say_what_is_due();
@@ -229,7 +233,7 @@ void player::report(const std::string &problem) {
 }
 
 void player::fail(const std::string &text) {
-    journal_.failure(options_.scenario_name + ":" + std::to_string(line_) + ": " + text);
+    journal_.failure(request_.scenario + ":" + std::to_string(line_) + ": " + text);
 }
 
 void player::end_table() {
@@ -286,9 +290,9 @@ void player::run_broker(bool on) {
 // --- The daemon ---
 
 void player::start() {
-    daemon_.start(options_.command);
+    daemon_.start(request_.command);
     daemon_pid_ = daemon_.pid();
-    journal_.detail("box", "started " + join(options_.command, " "));
+    journal_.detail("box", "started " + join(request_.command, " "));
 }
 
 void player::signal_daemon(int number) {
@@ -304,6 +308,10 @@ void player::tell_to_end(phase until_it_has_ended) {
     phase_ = until_it_has_ended;
 }
 
+clock_type::time_point player::user_limit() const {
+    return request_.seconds == 0 ? clock_type::time_point::max() : play_start_ + std::chrono::seconds(request_.seconds);
+}
+
 void player::stop_for_user() {
     if (!daemon_.runs()) {
         phase_ = phase::over;
@@ -316,11 +324,11 @@ void player::stop_for_user() {
 
 void player::check_limits() {
     const auto now = clock_type::now();
-    if (journal_.is_broken() || (options_.limit && now >= play_start_ + *options_.limit)) {
+    if (journal_.is_broken() || now >= user_limit()) {
         stop_for_user();
     }
     if (is_told_to_end() && now >= stop_deadline_) {
-        journal_.failure(options_.scenario_name + ": the daemon did not end within 10 s after SIGTERM");
+        journal_.failure(request_.scenario + ": the daemon did not end within 10 s after SIGTERM");
         daemon_.send(SIGKILL);
         phase_ = phase::over;
     }
@@ -334,13 +342,13 @@ int player::wait_milliseconds() {
     if (const auto due = module_.next_time(now)) {
         until = std::min(until, *due);
     }
-    if (const auto *at = next<at_time>()) {
+    if (const auto *at = next<at_time>(); at != nullptr && phase_ == phase::running) {
         until = std::min<clock_type::time_point>(until, moment_of(*at));
     }
     if (is_told_to_end()) {
         until = std::min(until, stop_deadline_);
-    } else if (options_.limit) {
-        until = std::min<clock_type::time_point>(until, play_start_ + *options_.limit);
+    } else {
+        until = std::min(until, user_limit());
     }
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - now).count();
     return static_cast<int>(std::max<long long>(left, 0));
@@ -355,9 +363,8 @@ void player::wait() {
          &player::handle_port},
         {{daemon_.output_descriptor(), POLLIN, 0}, &player::handle_output},
         {{daemon_.end_descriptor(), POLLIN, 0}, &player::handle_exit},
-        {{listens ? options_.control : -1, POLLIN, 0}, &player::stop_for_user},
-        {{listens && options_.beside != nullptr ? options_.beside->end_descriptor() : -1, POLLIN, 0},
-         &player::stop_for_user},
+        {{listens ? BOX_CONTROL : -1, POLLIN, 0}, &player::stop_for_user},
+        {{listens && beside_ != nullptr ? beside_->end_descriptor() : -1, POLLIN, 0}, &player::stop_for_user},
         {{broker_.descriptor(), POLLIN, 0}, &player::handle_messages},
     };
     std::array<pollfd, std::size(sources)> watched{};
@@ -450,7 +457,7 @@ void player::handle_exit() {
     if (fine) {
         journal_.story("box", text);
     } else {
-        journal_.failure(options_.scenario_name + ": " + text +
+        journal_.failure(request_.scenario + ": " + text +
                          (phase_ == phase::ending ? "" : ", which the scenario does not await"));
     }
     if (!fine || phase_ == phase::stopping) {
@@ -471,6 +478,6 @@ void player::show_changes() {
 
 }  // namespace
 
-int play(const scenario &story, const play_options &options) {
-    return player(story, options).play();
+int play(const scenario &story, const play_request &request, terminal_program *beside) {
+    return player(story, request, beside).play();
 }

@@ -59,7 +59,7 @@ unsigned int number_from_1_to(unsigned int greatest, const char *text, int which
 void take_option(play_request &request, int which) {
     switch (which) {
     case SECONDS:
-        request.seconds = std::to_string(number_from_1_to(LONGEST_SECONDS, optarg, which));
+        request.seconds = number_from_1_to(LONGEST_SECONDS, optarg, which);
         break;
     case SPEED:
         request.speed = number_from_1_to(FASTEST, optarg, which);
@@ -71,7 +71,7 @@ void take_option(play_request &request, int which) {
         request.beside = companion::view;
         break;
     default:
-        request.level = which == QUIET ? "quiet" : "verbose";
+        request.level = which == QUIET ? journal_level::quiet : journal_level::verbose;
     }
 }
 

@@ -52,7 +52,7 @@ TEST(command_line, words_behind_the_dashes_are_the_command) {
     EXPECT_EQ(request.scenario, "a");
     EXPECT_EQ(request.speed, 100U);
     EXPECT_EQ(request.beside, companion::view);
-    EXPECT_EQ(request.level, "story");
+    EXPECT_EQ(request.level, journal_level::story);
     EXPECT_EQ(request.command, (words{"daemon", "--quiet"}));
 }
 
