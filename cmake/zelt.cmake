@@ -24,28 +24,25 @@ pkg_check_modules(jsoncpp REQUIRED IMPORTED_TARGET jsoncpp)
 add_library(zelt_core STATIC)
 target_link_libraries(zelt_core PUBLIC zelt_flags PkgConfig::jsoncpp)
 
-# zelt_add_test(NAME x SOURCES a.cpp ... LIBRARIES l ... [LABELS ...]): a GoogleTest program and its ctest entry.
-# Its cases are one ctest entry: they share a start-up cost, and a failing case names itself in the output.
+# zelt_add_test(NAME x SOURCES a.cpp ... LIBRARIES l ... [LABELS ...]): a GoogleTest program. Each case is a ctest entry
+# with a process of its own, so `ctest -R` finds it and nothing of another case can help or hinder it.
 function(zelt_add_test)
   cmake_parse_arguments(PARSE_ARGV 0 ARG "" "NAME" "SOURCES;LIBRARIES;LABELS")
   add_executable(${ARG_NAME} ${ARG_SOURCES})
   target_link_libraries(${ARG_NAME} PRIVATE ${ARG_LIBRARIES} GTest::gmock GTest::gtest_main)
   set_target_properties(${ARG_NAME} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
-  add_test(NAME ${ARG_NAME} COMMAND ${ARG_NAME})
-  set_tests_properties(${ARG_NAME} PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 120)
+  gtest_discover_tests(${ARG_NAME} TEST_PREFIX ${ARG_NAME}. DISCOVERY_MODE PRE_TEST
+                       PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 120)
 endfunction()
 if(ZELT_TESTS)
   find_package(GTest REQUIRED)
   include(GoogleTest)
 endif()
 
-# zelt_add_unit_test(NAME SOURCES...): zelt_core on the fake platform. Each case is a ctest entry with a process of its own:
-# the daemon's state begins anew in it, as it does when the daemon starts.
+# zelt_add_unit_test(NAME SOURCES...): zelt_core on the fake platform. The daemon's state begins anew in each case, as it
+# does when the daemon starts.
 function(zelt_add_unit_test NAME)
-  add_executable(${NAME} ${ARGN})
-  target_link_libraries(${NAME} PRIVATE zelt_core fake_platform GTest::gmock GTest::gtest_main)
-  set_target_properties(${NAME} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
-  gtest_discover_tests(${NAME} TEST_PREFIX ${NAME}. DISCOVERY_MODE PRE_TEST PROPERTIES LABELS unit TIMEOUT 60)
+  zelt_add_test(NAME ${NAME} SOURCES ${ARGN} LIBRARIES zelt_core fake_platform LABELS unit)
 endfunction()
 
 # The shipped binary: the process entry, the core, and one implementation of platform/.

@@ -7,8 +7,8 @@
 
 #include "platform/module_access.h"
 
-// Reads one configuration value and logs it; 0 on success, -1 on failure, which it logs too; so an
-// exception.
+// Reads one configuration value and logs it; 0 on success, -1 on failure or an exception, both logged
+// too.
 int read_config(const std::string &key, Json::Value &out);
 
 // Waits, asking once a second, until the hardware description names a module. MODULE_UNKNOWN when the library does not

@@ -7,6 +7,6 @@ void clear_values();
 // Clears when another program asked for it, or when forced. Catches and logs its own exceptions.
 void check_if_need_to_clear_values(bool force);
 
-// Returns while the daemon may run; blocks while it is paused, until it may run again or is stopping. Values are
-// cleared once on entering the pause, and again on request. Catches and logs its own exceptions.
+// Returns at once while the daemon may run; blocks while it is paused, until it may run again or is stopping. Values
+// are cleared once on entering the pause, and again on request. Catches and logs its own exceptions.
 void chk_idle_blocking();

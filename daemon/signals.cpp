@@ -29,7 +29,6 @@ int send_stop_line(int socket_type) {
     setsockopt(log, SOL_SOCKET, SO_SNDTIMEO, &send_timeout, sizeof send_timeout);
     const sockaddr_un address{.sun_family = AF_UNIX, .sun_path = "/dev/log"};
     const std::size_t size = STOP_LINE.size() - (socket_type == SOCK_DGRAM ? 1 : 0);
-    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the socket interface is made so
     const bool sent = connect(log, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0 &&
                       send(log, STOP_LINE.data(), size, MSG_NOSIGNAL) >= 0;
     const int error = sent ? 0 : errno;

@@ -13,10 +13,10 @@
 #include "daemon/options.h"
 #include "daemon/run_control.h"
 #include "daemon/signals.h"
-#include "decode/carrier_aggregation.h"
 #include "platform/board.h"
 #include "platform/device_utils.h"
 #include "platform/mqtt_client.h"
+#include "stats/carriers.h"
 
 namespace {
 

@@ -1,7 +1,6 @@
 #include "decode/carrier_aggregation.h"
 
 #include <array>
-#include <cstdio>
 #include <cstring>
 #include <optional>
 #include <string>
@@ -9,15 +8,14 @@
 #include <syslog.h>
 
 #include "base/exception_log.h"
+#include "base/not_reported.h"
 #include "base/target_arithmetic.h"
 #include "modem/at_exchange.h"
 #include "platform/device_utils.h"
 #include "platform/module_access.h"
-#include "stats/sysdb_transaction.h"
+#include "stats/carriers.h"
 
 namespace {
-
-constexpr int SCC_MAX = 6;
 
 std::int32_t digits_of(char *field) {
     strip_not_in_range_list(field, "09", 1);
@@ -35,7 +33,7 @@ std::string bandwidth_mhz(std::int32_t resource_blocks) {
             return candidate.mhz;
         }
     }
-    return "-999";
+    return NOT_REPORTED_TEXT;
 }
 
 // +QCAINFO: "SCC",1350,100,"LTE BAND 3",1,240,-95,-18,-68,-10,0,-,-
@@ -85,41 +83,7 @@ std::optional<scc_info> decode_scc(char *line) {
     return any_column ? std::optional(scc) : std::nullopt;
 }
 
-// One of the seven keys of a carrier.
-struct scc_key {
-    const char *format;
-    void (*write)(sysdb_handle *handle, const char *key, const scc_info &scc);
-};
-
-template <std::int32_t scc_info::*member>
-void write_integer(sysdb_handle *handle, const char *key, const scc_info &scc) {
-    sysdb_write_int(handle, key, scc.*member, 0);
-}
-
-constexpr std::array<scc_key, 7> SCC_KEYS{{
-    {"CELL_CHAN_BW_DL_SCC_%d", [](sysdb_handle *handle, const char *key,
-                                  const scc_info &scc) { sysdb_write_str(handle, key, scc.bw_dl.c_str(), 0); }},
-    {"CELL_CHANNEL_SCC_%d", write_integer<&scc_info::channel>},
-    {"CELL_BAND_SCC_%d", write_integer<&scc_info::band>},
-    {"CELL_RSRP_SCC_%d", write_integer<&scc_info::rsrp>},
-    {"CELL_RSRQ_SCC_%d", write_integer<&scc_info::rsrq>},
-    {"CELL_RSSI_SCC_%d", write_integer<&scc_info::rssi>},
-    {"CELL_SINR_SCC_%d", [](sysdb_handle *handle, const char *key,
-                            const scc_info &scc) { sysdb_write_dbl(handle, key, static_cast<double>(scc.sinr), 0); }},
-}};
-
-std::string key_name(const scc_key &key, int scc_number) {
-    std::array<char, 32> name{};
-    // The formats are those of the table above, each with one %d.
-    std::snprintf(name.data(), name.size(), key.format, scc_number);  // NOLINT(clang-diagnostic-format-nonliteral)
-    return name.data();
-}
-
 }  // namespace
-
-void init_ca_vector() try { ca_vector.assign(SCC_MAX, scc_info{}); } catch (const std::exception &e) {
-    log_exception(e, __func__);
-}
 
 void save_carrier_aggregation_to_sysdb() try {
     syslog(LOG_INFO, "Getting carrier aggregation");
@@ -154,7 +118,7 @@ int parse_ca_values_and_return_num_of_scc_info(char *answer) try {
         syslog(LOG_DEBUG, "Found SCC %d:%s", count + 1, line);
         if (const std::optional<scc_info> scc = decode_scc(line)) {
             ca_vector.at(static_cast<std::size_t>(count)) = *scc;
-            if (++count == SCC_MAX) {
+            if (++count == MOST_CARRIERS) {
                 return count;
             }
         }
@@ -163,29 +127,4 @@ int parse_ca_values_and_return_num_of_scc_info(char *answer) try {
 } catch (const std::exception &e) {
     log_exception(e, __func__);
     throw;
-}
-
-void save_ca_values_to_sysdb(int num_scc) try {
-    for (int number = 1; number <= num_scc; ++number) {
-        const scc_info &scc = ca_vector.at(static_cast<std::size_t>(number - 1));
-        in_sysdb_transaction("CELL", 0, [&scc, number](sysdb_handle *handle) {
-            for (const scc_key &key : SCC_KEYS) {
-                key.write(handle, key_name(key, number).c_str(), scc);
-            }
-        });
-    }
-} catch (const std::exception &e) {
-    log_exception(e, __func__);
-}
-
-void clear_carrier_aggregation_values(int first) try {
-    for (int number = first; number <= SCC_MAX; ++number) {
-        in_sysdb_transaction("CELL", 0, [number](sysdb_handle *handle) {
-            for (const scc_key &key : SCC_KEYS) {
-                sysdb_del(handle, key_name(key, number).c_str());
-            }
-        });
-    }
-} catch (const std::exception &e) {
-    log_exception(e, __func__);
 }

@@ -8,6 +8,7 @@
 #include <syslog.h>
 
 #include "base/exception_log.h"
+#include "base/not_reported.h"
 #include "base/target_arithmetic.h"
 #include "decode/signal_quality.h"
 #include "modem/at_exchange.h"
@@ -50,7 +51,7 @@ char *field_after_prefix(std::span<char> line, std::size_t prefix_length, int nu
 
 // 3GPP 27.007 +CSQ: 0 to 31 in steps of 2 dB from -113 dBm; 99 stands for not known.
 std::int32_t csq_to_rssi_dbm(std::int32_t csq) {
-    return csq <= 98 ? clamp_int32(2 * std::int64_t{csq} - 113) : -999;
+    return csq <= 98 ? clamp_int32(2 * std::int64_t{csq} - 113) : NOT_REPORTED;
 }
 
 }  // namespace
@@ -69,7 +70,7 @@ void get_band_for_wcdma() try {
     }
     strip_not_in_range_list(band, "09", 1);
     syslog(LOG_DEBUG, "Parsed out %s", band);
-    update_cell_stats_map("CELL_BAND", band);
+    update_cell_stat("CELL_BAND", band);
 } catch (const std::exception &e) {
     log_exception(e, __func__);
 }
@@ -88,8 +89,8 @@ void get_rssi_for_gsm() try {
     }
     syslog(LOG_DEBUG, "Parsed out %s", csq);
     const std::int32_t rssi_dbm = csq_to_rssi_dbm(leading_int32(csq));
-    update_cell_stats_map("CELL_RSSI", std::to_string(rssi_dbm));
-    update_cell_stats_map("CELL_SQI", std::to_string(gsm_rssi_to_sqi(rssi_dbm)));
+    update_cell_stat("CELL_RSSI", std::to_string(rssi_dbm));
+    update_cell_stat("CELL_SQI", std::to_string(gsm_rssi_to_sqi(rssi_dbm)));
 } catch (const std::exception &e) {
     log_exception(e, __func__);
 }

@@ -3,7 +3,7 @@
 
 struct network_type {
     const char *name;  // "CELL_NET_TYPE"
-    int number;        // "CELL_NET_TYPE_INT": ascending with the generation
+    int number;        // "CELL_NET_TYPE_INT"
 };
 
 inline constexpr network_type NETWORK_GSM{"GSM", 5};

@@ -1,6 +1,7 @@
 #include "decode/wire_columns.h"
 
 #include <string>
+#include <string_view>
 
 #include "platform/device_utils.h"
 #include "stats/cell_stats_map.h"
@@ -9,9 +10,9 @@ namespace {
 
 void write_column(const wire_column &row, const char *field) {
     const std::string value = row.convert(field);
-    for (const char *key : row.keys) {
-        if (key != nullptr) {
-            update_cell_stats_map(key, value);
+    for (const cell_key key : row.keys) {
+        if (key.name() != nullptr) {
+            update_cell_stat(key, value);
         }
     }
 }

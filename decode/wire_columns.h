@@ -4,7 +4,6 @@
 
 #include <array>
 #include <span>
-#include <string_view>
 
 #include "decode/conversions.h"
 #include "stats/cell_catalogue.h"
@@ -13,7 +12,7 @@
 struct wire_column {
     int column;  // counted from 0; column 0 is the quoted tag
     column_conversion convert;
-    std::array<const char *, 2> keys;  // written in this order; the second may be missing
+    std::array<cell_key, 2> keys;  // written in this order; the second may be missing
 };
 
 // A line is cut to this length before it is split; columns beyond are not seen.
@@ -29,25 +28,11 @@ inline void decode_columns(std::span<const wire_column> table, const char *line)
     decode_columns(table, line, &column);
 }
 
-// What every table promises: columns in the line's order, and keys that somebody publishes.
+// What every table promises: columns in the line's order.
 constexpr bool columns_ascend(std::span<const wire_column> table) {
     for (std::size_t i = 1; i < table.size(); ++i) {
         if (table[i].column < table[i - 1].column) {
             return false;
-        }
-    }
-    return true;
-}
-
-// The one key that a decoder passes although the cell statistics have no such entry: other programs publish it.
-inline constexpr std::string_view UNPUBLISHED_KEY = "CELL_RSCP";
-
-constexpr bool keys_are_known(std::span<const wire_column> table) {
-    for (const wire_column &row : table) {
-        for (const char *key : row.keys) {
-            if (key != nullptr && key != UNPUBLISHED_KEY && !in_cell_catalogue(key)) {
-                return false;
-            }
         }
     }
     return true;

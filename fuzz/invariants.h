@@ -73,7 +73,7 @@ inline void require_sound_statistics() {
     for (const auto &entry : fake::platform().databases["CELL"]) {
         const std::string &key = entry.first;
         const auto *known = std::find_if(CELL_CATALOGUE.begin(), CELL_CATALOGUE.end(),
-                                         [&key](const cell_key &each) { return key == each.name; });
+                                         [&key](const catalogue_row &each) { return key == each.name; });
         require(known != CELL_CATALOGUE.end(), "a key of the catalogue: " + key);
         const std::size_t type = known->kind == VALUE_INTEGER ? 0 : known->kind == VALUE_REAL ? 1 : 2;
         require(entry.second.index() == type, "the type of " + key);

@@ -8,7 +8,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "host/descriptor.h"
+#include "posix/descriptor.h"
 
 namespace {
 

@@ -1,24 +1,26 @@
 #include "host/commands.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
+#include <system_error>
 
 #include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/ioctl.h>
-#include <sys/syscall.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "host/descriptor.h"
 #include "host/stop.h"
 #include "platform/device_utils.h"
+#include "posix/descriptor.h"
 
 namespace {
 
@@ -27,52 +29,53 @@ using clock_type = std::chrono::steady_clock;
 // What the shell reports when it could not run a command; used likewise when the shell itself could not be run.
 constexpr int COULD_NOT_BE_RUN = 127;
 
-class spawn_settings {
-public:
-    spawn_settings() {
-        posix_spawnattr_init(&attributes_);
-        posix_spawn_file_actions_init(&actions_);
-        posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-        reset_signals();
-    }
-    ~spawn_settings() {
-        posix_spawn_file_actions_destroy(&actions_);
-        posix_spawnattr_destroy(&attributes_);
-    }
-    spawn_settings(const spawn_settings &) = delete;
-    spawn_settings &operator=(const spawn_settings &) = delete;
-
-    void own_process_group() { set_flags(POSIX_SPAWN_SETPGROUP); }
-    void standard_output(int fd) { posix_spawn_file_actions_adddup2(&actions_, fd, STDOUT_FILENO); }
-
-    // The process id, or -1. `arguments` ends with a null pointer, as for execvp.
-    pid_t spawn(char *const *arguments) {
-        // Not every library opens its descriptors with O_CLOEXEC.
-        posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1);
-        pid_t child = -1;
-        return posix_spawnp(&child, arguments[0], &actions_, &attributes_, arguments, environ) == 0 ? child : -1;
-    }
-
-private:
-    void set_flags(int more) {
-        short flags = 0;
-        posix_spawnattr_getflags(&attributes_, &flags);
-        posix_spawnattr_setflags(&attributes_, static_cast<short>(flags | more));
-    }
-
-    void reset_signals() {
-        sigset_t every = {};
-        sigfillset(&every);
-        posix_spawnattr_setsigdefault(&attributes_, &every);
-        sigset_t none = {};
-        sigemptyset(&none);
-        posix_spawnattr_setsigmask(&attributes_, &none);
-        set_flags(POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-    }
-
-    posix_spawnattr_t attributes_ = {};
-    posix_spawn_file_actions_t actions_ = {};
+struct child_settings {
+    int standard_output = STDOUT_FILENO;
+    bool supervised = false;  // leads a process group of its own, and dies with us
 };
+
+// The rest of the child's life before its program. Only what may be called after fork(); execvp() of glibc may.
+[[noreturn]] void become(char *const *arguments, const child_settings &settings, pid_t parent) {
+    if (settings.supervised) {
+        setpgid(0, 0);
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (getppid() != parent) {  // it died before it could be watched
+            _exit(COULD_NOT_BE_RUN);
+        }
+    }
+    const int no_input = open("/dev/null", O_RDONLY);
+    if (no_input < 0 || dup2(no_input, STDIN_FILENO) < 0 || dup2(settings.standard_output, STDOUT_FILENO) < 0) {
+        _exit(COULD_NOT_BE_RUN);
+    }
+    closefrom(STDERR_FILENO + 1);  // not every library opens its descriptors with O_CLOEXEC
+    for (int signal_number = 1; signal_number < NSIG; ++signal_number) {
+        std::signal(signal_number, SIG_DFL);
+    }
+    sigset_t none = {};
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    execvp(arguments[0], arguments);
+    _exit(COULD_NOT_BE_RUN);
+}
+
+// The process id, or -1. `arguments` ends with a null pointer, as for execvp. Not posix_spawn(): it cannot ask for the
+// child's death with ours.
+pid_t start(char *const *arguments, const child_settings &settings) {
+    const pid_t parent = getpid();
+    sigset_t every = {};
+    sigset_t before = {};
+    sigfillset(&every);
+    sigprocmask(SIG_BLOCK, &every, &before);  // our handlers are not for the child
+    const pid_t child = fork();
+    if (child == 0) {
+        become(arguments, settings, parent);
+    }
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+    if (child > 0 && settings.supervised) {
+        setpgid(child, child);  // whoever of the two comes first: it may be killed at once
+    }
+    return child;
+}
 
 std::vector<char *> argument_pointers(const std::vector<std::string> &arguments) {
     std::vector<char *> pointers;
@@ -100,8 +103,7 @@ int wait_for_end(pid_t child) {
 }
 
 int run_in_shell(const char *command_line) {
-    spawn_settings settings;
-    const pid_t child = settings.spawn(argument_pointers({"/bin/sh", "-c", command_line}).data());
+    const pid_t child = start(argument_pointers({"/bin/sh", "-c", command_line}).data(), {});
     return child < 0 ? COULD_NOT_BE_RUN : wait_for_end(child);
 }
 
@@ -110,15 +112,14 @@ int milliseconds_until(clock_type::time_point moment) {
     return left > 0 ? static_cast<int>(left) : 0;
 }
 
-// By its number: the C library's declaration cannot be linked from C++ before glibc 2.37.
-int open_process(pid_t process) {
-    return static_cast<int>(syscall(SYS_pidfd_open, process, 0));
-}
+// How often is looked for a child's end. No descriptor tells it on every kernel that may run here. The tool takes some
+// hundred milliseconds.
+constexpr std::chrono::milliseconds BETWEEN_TWO_LOOKS{20};
 
 // A program under supervision. Killed with its whole group, and reaped, unless its end was seen.
 class supervised {
 public:
-    supervised(pid_t child, descriptor output) : child_(child), end_(open_process(child)), output_(std::move(output)) {}
+    supervised(pid_t child, descriptor output) : child_(child), output_(std::move(output)) {}
     ~supervised() {
         if (!ended_) {
             kill_group();
@@ -129,19 +130,18 @@ public:
 
     // True when the program ended by itself in time, with at most size_limit bytes of output.
     bool follow_to_the_end(clock_type::time_point deadline, std::size_t size_limit) {
-        while (end_.is_open() && text_.size() <= size_limit) {
-            std::array<pollfd, 3> events = {
-                {{end_.get(), POLLIN, 0}, {output_.get(), POLLIN, 0}, {stop_descriptor(), POLLIN, 0}}};
-            const int left = milliseconds_until(deadline);
-            if (left == 0 || stop_requested() || (poll(events.data(), events.size(), left) < 0 && errno != EINTR)) {
-                return false;
-            }
-            if (events[0].revents != 0) {
+        while (text_.size() <= size_limit) {
+            if (has_ended()) {
                 read_what_is_left();
                 ended_ = text_.size() <= size_limit;
                 return ended_;
             }
-            if (events[1].revents != 0) {
+            std::array<pollfd, 2> events = {{{output_.get(), POLLIN, 0}, {stop_descriptor(), POLLIN, 0}}};
+            const int left = milliseconds_until(std::min(deadline, clock_type::now() + BETWEEN_TWO_LOOKS));
+            if (left == 0 || stop_requested() || (poll(events.data(), events.size(), left) < 0 && errno != EINTR)) {
+                return false;
+            }
+            if (events[0].revents != 0) {
                 read_some();
             }
         }
@@ -152,6 +152,12 @@ public:
     std::string text() && { return std::move(text_); }
 
 private:
+    // Looks only: the status is still there for the reaping.
+    bool has_ended() const {
+        siginfo_t end = {};
+        return waitid(P_PID, static_cast<id_t>(child_), &end, WEXITED | WNOHANG | WNOWAIT) == 0 && end.si_pid == child_;
+    }
+
     void read_some() {
         std::array<char, 4096> piece = {};
         const ssize_t size = read(output_.get(), piece.data(), piece.size());
@@ -178,15 +184,14 @@ private:
         kill(-child_, SIGKILL);
         // A process stuck inside a driver does not die at once, and must not take us with it: one second is ample for
         // any other. It is left a zombie then.
-        pollfd end = {end_.get(), POLLIN, 0};
-        while (end_.is_open() && poll(&end, 1, 1000) < 0 && errno == EINTR) {
+        const clock_type::time_point give_up = clock_type::now() + std::chrono::seconds(1);
+        while (waitpid(child_, nullptr, WNOHANG) == 0 && clock_type::now() < give_up) {
+            poll(nullptr, 0, static_cast<int>(BETWEEN_TWO_LOOKS.count()));
         }
-        waitpid(child_, nullptr, WNOHANG);
     }
 
     pid_t child_;
     bool ended_ = false;
-    descriptor end_;  // readable when the program has ended
     descriptor output_;
     std::string text_;
 };
@@ -215,10 +220,7 @@ std::optional<std::string> collect_output(const std::vector<std::string> &progra
     }
     descriptor read_end(ends[0]);
     descriptor write_end(ends[1]);
-    spawn_settings settings;
-    settings.own_process_group();
-    settings.standard_output(write_end.get());
-    const pid_t child = settings.spawn(argument_pointers(program_and_arguments).data());
+    const pid_t child = start(argument_pointers(program_and_arguments).data(), {write_end.get(), true});
     if (child < 0) {
         return std::nullopt;
     }
@@ -229,4 +231,15 @@ std::optional<std::string> collect_output(const std::vector<std::string> &progra
         return std::nullopt;
     }
     return std::move(program).text();
+}
+
+// Not close_range(), which older kernels do not have.
+void keep_descriptors_from_programs() {
+    std::error_code none_to_be_seen;
+    for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd", none_to_be_seen)) {
+        const int fd = std::stoi(entry.path().filename());
+        if (fd > STDERR_FILENO) {
+            fcntl(fd, F_SETFD, FD_CLOEXEC);
+        }
+    }
 }

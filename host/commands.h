@@ -17,5 +17,12 @@
 // than size_limit bytes, or stop_libzelt_funcs() was called: in these three cases its whole process group is killed.
 //
 // Ends when the program itself does: what it leaves running in the background neither holds us up nor is killed.
+//
+// When we are killed, the kernel kills the program. Not what it has started in its turn, and not the program itself
+// when it gains privileges as it starts (set-user-ID): these live on, and lose the pipe that they write to.
 std::optional<std::string> collect_output(const std::vector<std::string> &program_and_arguments,
                                           std::chrono::milliseconds deadline, std::size_t size_limit);
+
+// For programs that are not started here, as by system(): they inherit no descriptor that is open now, but for the
+// standard ones.
+void keep_descriptors_from_programs();

@@ -1,5 +1,6 @@
 // The configuration store: one JSON object in a file, read anew at every question, because it may appear or change at
-// any time. Never blocks. Why the file cannot be used is said on standard error, once per reason.
+// any time. Never blocks. Why the file cannot be used, and what it does not hold, is said on standard error, once per
+// reason.
 #include "platform/config.h"
 
 #include <array>
@@ -19,7 +20,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "host/descriptor.h"
+#include "host/say_once.h"
+#include "posix/descriptor.h"
 
 namespace {
 
@@ -42,7 +44,8 @@ file_text read_file(const char *path) {
     const descriptor file(open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status = {};
     if (!file.is_open() || fstat(file.get(), &status) != 0) {
-        return {"", errno == ENOENT ? "does not exist; write it, or name another one in ZELT_CONFIG"
+        return {"", errno == ENOENT ? "does not exist; write it, an empty one is {}, or name another one in "
+                                      "ZELT_CONFIG"
                                     : std::strerror(errno)};
     }
     if (!S_ISREG(status.st_mode)) {
@@ -94,7 +97,8 @@ std::string parse_object(const std::string &text, Json::Value *object) {
 // The daemon asks again every second: a reason is told when it is news. A file that works makes every reason news.
 void tell_once(const char *path, const std::string &problem) {
     static std::string last_told;
-    const std::string news = problem.empty() ? "" : "zelt: " + std::string(path) + ": " + problem;
+    const std::string news =
+        problem.empty() ? "" : "zelt: waiting for the configuration: " + std::string(path) + ": " + problem;
     if (news != last_told && !news.empty()) {
         std::fprintf(stderr, "%s\n", news.c_str());
     }
@@ -134,11 +138,14 @@ const Json::Value *value_at(const Json::Value &root, std::string_view dotted_pat
 
 int cmd_get_value_json(const char *path, Json::Value &out) try {
     const std::optional<Json::Value> configuration = read_configuration();
-    const Json::Value *value = configuration ? value_at(*configuration, path) : nullptr;
-    if (value == nullptr) {
+    if (!configuration) {
         return -1;
     }
-    Json::Value copy = *value;
+    const Json::Value *value = value_at(*configuration, path);
+    if (value == nullptr) {
+        say_once("zelt: " + std::string(file_path()) + " holds no \"" + path + "\"; it counts as empty");
+    }
+    Json::Value copy = value != nullptr ? *value : Json::Value();
     out.swap(copy);
     return 0;
 } catch (const std::exception &) {  // no memory; the daemon asks again

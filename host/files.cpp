@@ -6,13 +6,13 @@
 
 #include <cerrno>
 #include <cstring>
-#include <string>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "host/descriptor.h"
+#include "host/pid_file.h"
+#include "posix/descriptor.h"
 
 namespace {
 
@@ -20,6 +20,16 @@ namespace {
 constexpr mode_t FILE_MODE = 0644;
 
 constexpr int OPEN_FLAGS = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+
+// Not open, with EEXIST, when something stands there already. The parent's umask does not count; a file that is not
+// new, somebody else's or the kernel's, keeps the mode that it has.
+descriptor create_file(const char *path) {
+    descriptor file(open(path, OPEN_FLAGS | O_EXCL, FILE_MODE));
+    if (file.is_open()) {
+        [[maybe_unused]] const int result = fchmod(file.get(), FILE_MODE);  // some file systems have no modes
+    }
+    return file;
+}
 
 bool write_all(int fd, const char *text, std::size_t length) {
     while (length > 0) {
@@ -38,17 +48,15 @@ bool write_all(int fd, const char *text, std::size_t length) {
 
 }  // namespace
 
-int create_pidfile(const char *path) {
-    return write_str_to_file(path, std::to_string(getpid()).c_str());
-}
-
 int create_empty_file(const char *path) {
-    // O_EXCL: whatever stands there already is not even opened.
-    const descriptor file(open(path, OPEN_FLAGS | O_EXCL, FILE_MODE));
-    return file.is_open() || errno == EEXIST ? 0 : -1;
+    return create_file(path).is_open() || errno == EEXIST ? 0 : -1;
 }
 
+// A daemon that gives up deletes its pid file: not the one of another daemon.
 int delete_file(const char *path) {
+    if (is_left_to_another_instance(path)) {
+        return -1;
+    }
     return unlink(path) == 0 || errno == ENOENT ? 0 : -1;
 }
 
@@ -59,7 +67,10 @@ bool file_exists(const char *path) {
 // In place, not by renaming a finished copy: some of the paths are kernel files below /sys and /proc. On a full disk
 // the file stays with what fitted.
 int write_str_to_file(const char *path, const char *text) {
-    descriptor file(open(path, OPEN_FLAGS | O_TRUNC, FILE_MODE));
+    descriptor file = create_file(path);
+    if (!file.is_open() && errno == EEXIST) {
+        file = descriptor(open(path, OPEN_FLAGS | O_TRUNC, FILE_MODE));
+    }
     if (!file.is_open() || !write_all(file.get(), text, std::strlen(text))) {
         return -1;
     }

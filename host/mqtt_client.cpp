@@ -8,8 +8,10 @@
 #include <optional>
 #include <string>
 
-#include <fcntl.h>
 #include <mosquitto.h>
+
+#include "host/commands.h"
+#include "host/process_start.h"
 
 namespace {
 
@@ -70,6 +72,7 @@ std::unique_ptr<connection> connect(const std::string &client_name, const std::s
                                     bool clean_session) {
     auto broker = std::make_unique<connection>();
     broker->client.reset(mosquitto_new(client_name.c_str(), clean_session, broker.get()));
+    catch_broken_pipes();  // the library has just ignored them
     mosquitto *client = broker->client.get();
     if (client == nullptr) {
         return nullptr;
@@ -80,9 +83,8 @@ std::unique_ptr<connection> connect(const std::string &client_name, const std::s
     if (mosquitto_connect_async(client, host.c_str(), port, KEEPALIVE_SECONDS) != MOSQ_ERR_SUCCESS) {
         return nullptr;
     }
-    // The library leaves it open to every command that the daemon runs.
-    fcntl(mosquitto_socket(client), F_SETFD, FD_CLOEXEC);
     const bool answered = serve_until(*broker, CONNECT_LIMIT, [&] { return broker->connect_answer.has_value(); });
+    keep_descriptors_from_programs();  // the library's are open to all that are started
     return answered && broker->connect_answer == 0 ? std::move(broker) : nullptr;
 }
 

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
+#include <string_view>
 
 #include <arpa/inet.h>
 #include <ifaddrs.h>
@@ -12,7 +13,7 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
-#include "host/descriptor.h"
+#include "posix/descriptor.h"
 
 namespace {
 
@@ -20,9 +21,14 @@ bool can_name_an_interface(const char *name) {
     return name != nullptr && *name != '\0' && std::strlen(name) < IFNAMSIZ;
 }
 
+// An address with a label is listed under its label, "wwan0:data". The name of an interface has no colon.
+std::string_view interface_of(std::string_view name_or_label) {
+    return name_or_label.substr(0, name_or_label.find(':'));
+}
+
 bool is_ipv4_of(const ifaddrs &entry, const char *interface_name) {
     return entry.ifa_addr != nullptr && entry.ifa_addr->sa_family == AF_INET &&
-           std::strcmp(entry.ifa_name, interface_name) == 0;
+           interface_of(entry.ifa_name) == interface_name;
 }
 
 // 0 or an errno value.

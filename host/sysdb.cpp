@@ -1,4 +1,4 @@
-// The system database of the platform, on sysdb_store. Its sessions open the environment and close it again, so a
+// The system database of the platform, on store/. Its sessions open the environment and close it again, so a
 // folder that is removed and made anew while the daemon runs is found anew by the next session.
 //
 // Sessions may nest; they share the environment of the outermost one, and no session may write inside one that only
@@ -13,14 +13,10 @@
 #include <string>
 #include <variant>
 
-#include <lmdb.h>
-
 #include "host/say_once.h"
-#include "host/sysdb_store.h"
+#include "store/environment.h"
 
 namespace {
-
-static_assert(SYSDB_READ_ONLY == MDB_RDONLY, "the flag of the callers is LMDB's own");
 
 // What the sessions of this process share.
 struct shared_state {
@@ -43,7 +39,7 @@ sysdb_access access_of(int flags) {
 // 0 for success, else -1. The daemon meets the same fault in every cycle: each reason is told once in its life.
 // A missing key or named database is no fault, and a broken transaction was told when it broke.
 int told(int result, const char *key = "") {
-    if (result != 0 && result != MDB_NOTFOUND && result != MDB_BAD_TXN) {
+    if (result != 0 && result != SYSDB_MISSING && result != SYSDB_BROKEN_TRANSACTION) {
         std::string reason = sysdb_problem(shared().folder, result);
         if (result == SYSDB_FOREIGN_VALUE) {
             reason.append(" ").append(key);
@@ -187,7 +183,7 @@ int sysdb_del(sysdb_handle *handle, const char *key) {
             return -1;
         }
         const int result = transaction->remove(key);
-        return result == MDB_NOTFOUND ? 0 : told(result);
+        return result == SYSDB_MISSING ? 0 : told(result);
     });
 }
 

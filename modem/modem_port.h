@@ -1,6 +1,7 @@
 // The AT port as a session: the lock file shared with other programs, then the serial device. A session serves one
-// exchange and is closed before its answer is decoded. Waits for the lock as long as another program holds it; logs
-// nothing but an exception of its own.
+// exchange and is closed before its answer is decoded; registration and subscriber are published, and a reset
+// requested, while it is still open. Waits for the lock as long as another program holds it; logs nothing but an
+// exception of its own.
 #pragma once
 
 inline constexpr const char *MODEM_DEVICE = "/dev/ttyQSB3";

@@ -6,9 +6,14 @@
 
 #include <cstdint>
 
-// --- Files. Results: 0 on success; the daemon ignores them (assumed). ---
+// --- Files. Results: 0 on success; the daemon ignores them (assumed). A new file is readable by all and writable by
+// its owner, whatever the umask; one that exists keeps its mode (assumed). ---
 
-int create_pidfile(const char *path);     // holds the process id in decimal; replaces an older file (assumed)
+// The file holds the process id in decimal and replaces an older one. But while the process that an older one names
+// runs the same program, that file stays, also from this process's delete_file; the result is non-zero, and the library
+// says on standard error that two are running (assumed). It stops nobody: the caller goes on.
+int create_pidfile(const char *path);
+
 int create_empty_file(const char *path);  // an existing file is left as it is (assumed)
 int delete_file(const char *path);        // a missing file is not an error
 bool file_exists(const char *path);
@@ -36,14 +41,16 @@ void calculate_bcast_from_ipv4_and_mask(const char *ipv4, const char *mask, char
 // 0 when the interface has an IPv4 address, which is then written into ip; otherwise ip is left as it was (assumed).
 int check_interface_ip(const char *interface_name, char *ip);
 
-// Set the administrative state. 0 on success, otherwise an errno value (assumed).
+// Set the administrative state, also to what it is. 0 on success, otherwise an errno value: ENODEV when there is no
+// such interface (assumed).
 int ip_link_set_interface_down(const char *interface_name);
 int ip_link_set_interface_up(const char *interface_name);
 
 // --- Commands and time. ---
 
 // Formats a command line in the manner of printf, runs it through the shell, waits for its end and returns its exit
-// status: 0 = success, 127 = the shell found no such command, 128 + n = ended by signal n (assumed).
+// status: 0 = success, 127 = the shell found no such command or could not be run, 128 + n = ended by signal n
+// (assumed). The line may have any length.
 int brelsys(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 // Whole seconds of a clock that never steps back, since boot. The argument is always 0 (assumed: reserved).

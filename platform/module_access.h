@@ -5,9 +5,11 @@
 //
 // Known of the device's library: the names, the arguments and the meaning of the results given below; of the models,
 // what the numbers 0, 2, 3, 5 and 6 mean.
-// Assumed by this project: the names given to the models; that an exchange ends by itself when the module stays silent,
-// that buffers always hold a NUL-terminated text afterwards (empty without an answer), and that the two last arguments
-// of the exchanges, which the daemon passes as 1 and 1, need no other value.
+// Assumed by this project: the names given to the models; that stop_libzelt_funcs() is safe in a signal handler and
+// holds for the rest of the process; that an exchange ends by itself when the module stays silent, that buffers always
+// hold a NUL-terminated text afterwards (empty without an answer), that everything fails on a descriptor that is not
+// open (SER_PORT_CLOSED where that is a result), and that the two last arguments of the exchanges, which the daemon
+// passes as 1 and 1, need no other value.
 #pragma once
 
 #include <string>
@@ -25,7 +27,7 @@ enum module_model : int {
 // The model for a name such as "EC25"; MODULE_UNKNOWN for a name that the library does not know.
 module_model get_module_model_from_config_string(const char *name);
 
-// Makes the operations in progress end early, now and for the rest of the process.
+// Makes the operations in progress end early, now and for the rest of the process: none that begins later succeeds.
 // Async-signal-safe: the daemon calls it from its signal handler.
 void stop_libzelt_funcs();
 
@@ -66,5 +68,5 @@ int zelt_at_cmd_get_cfun(int fd, char *buffer, unsigned int size);  // decimal f
 int zelt_at_cmd_restore_factory_settings(int fd);
 
 // Runs the QMI tool with the given arguments on the module's control device "/dev/cdc-wdm0" and stores its text
-// output, cut to size - 1 characters. The text's length, negative on failure.
+// output, cut to size - 1 characters. The length of what is stored, negative on failure; a size of 0 is one (assumed).
 int run_qmicli_and_get_result(const char *arguments, char *output, int size);

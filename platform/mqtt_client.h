@@ -27,7 +27,8 @@ public:
     // Connects to the broker; an absent broker is no error.
     void start_mqtt_connection();
 
-    // Publishes a NUL-terminated payload. Stores a BREL_MQTT_RC in *rc unless rc is null.
+    // Publishes a NUL-terminated payload. Stores a BREL_MQTT_RC in *rc unless rc is null: BREL_MQTT_BUSY without a
+    // broker, BREL_MQTT_BAD_REQUEST for a topic that is empty or a pattern (assumed). What failed is not sent later.
     void send_message(int *rc, const char *topic, const char *payload);
 
 private:

@@ -5,8 +5,9 @@
 //
 // Known of the device's library: the names, the order of the arguments, 0 = success where a result is
 // tested (sysdb_init, sysdb_txn_start, the reads), and that a reader passes SYSDB_READ_ONLY twice.
-// Assumed by this project: the layout of the handle, that the results of the other calls are 0 = success too,
-// and that a key keeps the type with which it was last written.
+// Assumed by this project: the layout of the handle, that the results of the other calls are 0 = success too, that a
+// key keeps the type with which it was last written, and that a call which cannot be served (outside of a transaction,
+// a write in one that only reads, a key of the wrong length) fails alone and changes nothing.
 #pragma once
 
 // Flag of sysdb_init and sysdb_txn_start for a session that only reads; 0 opens for writing.
@@ -21,7 +22,8 @@ struct sysdb_handle {
     int flags;
 };
 
-// Opens a session. 0 on success; on failure the handle must not be used, sysdb_exit included.
+// Opens a session. 0 on success; on failure the handle must not be used, sysdb_exit included. A reader may be refused
+// already here while nothing was ever written, and a writer inside of a session that only reads (assumed).
 int sysdb_init(sysdb_handle *handle, int flags);
 
 // Closes the session; a transaction that was not ended is dropped with all its writes.
@@ -36,7 +38,8 @@ int sysdb_txn_start(sysdb_handle *handle, const char *named_database, int flags)
 // example because one of them did not fit. The transaction is over in either case.
 int sysdb_txn_end(sysdb_handle *handle);
 
-// Write or delete one key, of 1 to 511 bytes, inside the open transaction. Deleting a missing key is harmless.
+// Write or delete one key, of 1 to 511 bytes, inside the open transaction. Deleting a missing key is harmless. The
+// flags are always 0 (assumed: reserved).
 int sysdb_write_int(sysdb_handle *handle, const char *key, int value, int flags);
 int sysdb_write_dbl(sysdb_handle *handle, const char *key, double value, int flags);
 int sysdb_write_str(sysdb_handle *handle, const char *key, const char *value, int flags);
@@ -45,12 +48,13 @@ int sysdb_del(sysdb_handle *handle, const char *key);
 // Read one key inside the open transaction. 0 on success; on failure the output is left as it was.
 // sysdb_read_int of a real key yields its integer part (assumed), unless an int cannot hold it; sysdb_read_dbl of an
 // integer key yields its value; any other mismatch of types is a failure.
-// sysdb_read_str cuts to size - 1 characters and always ends the text with NUL.
+// sysdb_read_str cuts to size - 1 characters and always ends the text with NUL; a size of 0 is a failure (assumed).
 int sysdb_read_int(sysdb_handle *handle, const char *key, int *value);
 int sysdb_read_dbl(sysdb_handle *handle, const char *key, double *value);
 int sysdb_read_str(sysdb_handle *handle, const char *key, char *buffer, unsigned int size);
 
-// One key in a transaction of its own, committed on return. The daemon passes a null handle and flags 0.
+// One key in a transaction of its own, committed on return; refused while another one is open. The daemon passes a null
+// handle and flags 0.
 int sysdb_namedb_write_int(sysdb_handle *handle, const char *named_database, const char *key, int value, int flags);
 int sysdb_namedb_write_str(sysdb_handle *handle, const char *named_database, const char *key, const char *value,
                            int flags);

@@ -6,7 +6,7 @@
 
 #include <sys/types.h>
 
-#include "host/descriptor.h"
+#include "posix/descriptor.h"
 
 class child {
 public:

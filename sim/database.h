@@ -3,10 +3,9 @@
 
 #include <string>
 
-#include "host/sysdb_store.h"
 #include "sim/scenario/router.h"
+#include "store/reader.h"
 
-// As `sysdb list` prints it.
 typed_value to_typed_value(const sysdb_value &value);
 
 class box_database {
@@ -14,11 +13,14 @@ public:
     // What "CELL" holds now; empty while nothing was ever written there.
     const cell_values &cell();
 
+    // The same with the types and values of the database.
+    const sysdb_values &stored();
+
     // Another program writes one key. Empty on success, else what went wrong.
     std::string write(const set_key &what);
 
 private:
-    sysdb_environment environment_;
-    std::size_t seen_ = 0;  // the change counter of values_
+    sysdb_reader reader_{sysdb_folder(), "CELL"};
     cell_values values_;
+    sysdb_values stored_;
 };

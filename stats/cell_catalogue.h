@@ -3,25 +3,24 @@
 
 #include <array>
 #include <cstddef>
+#include <stdexcept>
 #include <string_view>
 
-// The numbers are those of the database's own type table.
+#include "base/not_reported.h"
+
 enum value_kind : int {
     VALUE_INTEGER = 2,
     VALUE_REAL = 3,
     VALUE_STRING = 4,
 };
 
-struct cell_key {
+struct catalogue_row {
     const char *name;
     value_kind kind;
     double default_number;  // what an empty update puts in place of a number; for a string that is the empty text
 };
 
-// What a module did not report; published as it stands.
-inline constexpr double NOT_REPORTED = -999.0;
-
-inline constexpr std::array<cell_key, 36> CELL_CATALOGUE{{
+inline constexpr std::array<catalogue_row, 36> CELL_CATALOGUE{{
     {"CELL_NET_TYPE", VALUE_STRING, 0},
     {"CELL_NET_TYPE_INT", VALUE_INTEGER, 0},
     {"CELL_LAC", VALUE_INTEGER, 0},
@@ -61,7 +60,7 @@ inline constexpr std::array<cell_key, 36> CELL_CATALOGUE{{
 }};
 
 constexpr bool in_cell_catalogue(std::string_view key) {
-    for (const cell_key &entry : CELL_CATALOGUE) {
+    for (const catalogue_row &entry : CELL_CATALOGUE) {
         if (key == entry.name) {
             return true;
         }
@@ -80,3 +79,23 @@ constexpr bool cell_catalogue_has_no_duplicate() {
     return true;
 }
 static_assert(cell_catalogue_has_no_duplicate());
+
+// The one key that a decoder passes on although the statistics have no such entry and drop it: other programs publish
+// it.
+inline constexpr std::string_view UNPUBLISHED_KEY = "CELL_RSCP";
+
+// A key that the compiler has looked up: what is misspelt does not compile.
+class cell_key {
+public:
+    consteval cell_key(const char *name) : name_(name) {  // not explicit: for table rows
+        if (!in_cell_catalogue(name) && name != UNPUBLISHED_KEY) {
+            throw std::invalid_argument(name);
+        }
+    }
+    constexpr cell_key() = default;  // no key
+
+    constexpr const char *name() const { return name_; }
+
+private:
+    const char *name_ = nullptr;
+};

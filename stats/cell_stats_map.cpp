@@ -1,6 +1,7 @@
 #include "stats/cell_stats_map.h"
 
 #include <cstdlib>
+#include <initializer_list>
 #include <vector>
 
 #include "base/exception_log.h"
@@ -12,8 +13,8 @@ namespace {
 
 std::map<std::string, cell_stat> build_from_catalogue() {
     std::map<std::string, cell_stat> map;
-    for (const cell_key &key : CELL_CATALOGUE) {
-        map.emplace(key.name, key);
+    for (const catalogue_row &row : CELL_CATALOGUE) {
+        map.emplace(row.name, row);
     }
     return map;
 }
@@ -64,6 +65,12 @@ void write_value(sysdb_handle *handle, const std::string &key, const cell_stat &
     }
 }
 
+void reset(std::initializer_list<cell_key> keys) {
+    for (const cell_key key : keys) {
+        update_cell_stat(key, "");
+    }
+}
+
 }  // namespace
 
 std::map<std::string, cell_stat> cell_stats_map = build_from_catalogue();
@@ -107,26 +114,19 @@ void save_cell_stats_map_to_sysdb_after(void (*write_first)(sysdb_handle *handle
 }
 
 void reset_lte_values() try {
-    for (const char *key :
-         {"CELL_LTE_RSRP", "CELL_LTE_SQI", "CELL_LTE_SINR", "CELL_LTE_RSRQ", "CELL_LTE_BAND", "CELL_LTE_RSSI"}) {
-        update_cell_stats_map(key, "");
-    }
+    reset({"CELL_LTE_RSRP", "CELL_LTE_SQI", "CELL_LTE_SINR", "CELL_LTE_RSRQ", "CELL_LTE_BAND", "CELL_LTE_RSSI"});
 } catch (const std::exception &e) {
     log_exception(e, __func__);
 }
 
 void reset_nr5g_values() try {
-    for (const char *key : {"CELL_NR5G_RSRP", "CELL_NR5G_SQI", "CELL_NR5G_SINR", "CELL_NR5G_RSRQ", "CELL_NR5G_BAND"}) {
-        update_cell_stats_map(key, "");
-    }
+    reset({"CELL_NR5G_RSRP", "CELL_NR5G_SQI", "CELL_NR5G_SINR", "CELL_NR5G_RSRQ", "CELL_NR5G_BAND"});
 } catch (const std::exception &e) {
     log_exception(e, __func__);
 }
 
 void reset_signal_values() try {
-    for (const char *key : {"CELL_RSRP", "CELL_RSRQ", "CELL_RSSI", "CELL_SQI", "CELL_SINR", "CELL_BAND"}) {
-        update_cell_stats_map(key, "");
-    }
+    reset({"CELL_RSRP", "CELL_RSRQ", "CELL_RSSI", "CELL_SQI", "CELL_SINR", "CELL_BAND"});
 } catch (const std::exception &e) {
     log_exception(e, __func__);
 }

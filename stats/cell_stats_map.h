@@ -11,7 +11,7 @@
 
 // One statistic: the value that its kind selects.
 struct cell_stat {
-    explicit cell_stat(const cell_key &key) : kind(key.kind), default_number(key.default_number) {}
+    explicit cell_stat(const catalogue_row &row) : kind(row.kind), default_number(row.default_number) {}
 
     value_kind kind;
     double default_number;     // what an empty update puts in place
@@ -29,8 +29,10 @@ extern std::map<std::string, cell_stat> cell_stats_map;
 // An integer or real takes the leading number, 0 without one; an empty text selects the catalogue's default.
 // A key outside the catalogue is ignored without a trace.
 void update_cell_stats_map(const char *key, const char *value);
-inline void update_cell_stats_map(const char *key, const std::string &value) {
-    update_cell_stats_map(key, value.c_str());
+
+// The same for a key that is known when the code is written.
+inline void update_cell_stat(cell_key key, const std::string &value) {
+    update_cell_stats_map(key.name(), value.c_str());
 }
 
 // Publishes the marked keys in bytewise key order, in one transaction on "CELL". When the database cannot be opened or

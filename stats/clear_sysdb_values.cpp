@@ -1,8 +1,8 @@
 #include "stats/clear_sysdb_values.h"
 
 #include "base/exception_log.h"
-#include "decode/carrier_aggregation.h"
 #include "platform/sysdb.h"
+#include "stats/carriers.h"
 #include "stats/cell_stats_map.h"
 
 namespace {

@@ -5,40 +5,77 @@
 #include <map>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "base/exception_log.h"
 #include "platform/sysdb.h"
 #include "stats/cell_catalogue.h"
 #include "stats/sysdb_transaction.h"
 
-// CELL_SINR is read as an integer although it is published as a real: the line shows whole decibels.
-rssimon_map cell_rssimon_values{
-    {"CELL_MODEL", VALUE_STRING},
-    {"CELL_SQI", VALUE_INTEGER},
-    {"CELL_RSSI", VALUE_INTEGER},
-    {"CELL_RSSI_SCC_1", VALUE_INTEGER},
-    {"CELL_RSCP", VALUE_INTEGER},
-    {"CELL_ECIO", VALUE_INTEGER},
-    {"CELL_SINR", VALUE_INTEGER},
-    {"CELL_RSRP", VALUE_INTEGER},
-    {"CELL_RSRP_SCC_1", VALUE_INTEGER},
-    {"CELL_RSRQ", VALUE_INTEGER},
-    {"CELL_CHANNEL", VALUE_INTEGER},
-    {"CELL_NET_TYPE", VALUE_STRING},
-    {"CELL_ROAMING", VALUE_INTEGER},
-    {"CELL_BAND", VALUE_INTEGER},
-    {"CELL_BAND_SCC_1", VALUE_INTEGER},
-    {"CELL_CHAN_BW_DL", VALUE_STRING},
-    {"CELL_CHAN_BW_DL_SCC_1", VALUE_STRING},
-    {"CELL_CID", VALUE_INTEGER},
-    {"CELL_TAC", VALUE_INTEGER},
-    {"CELL_LAC", VALUE_INTEGER},
-    {"CELL_MCC", VALUE_STRING},
-    {"CELL_MNC", VALUE_STRING},
-    {"CELL_ICCID", VALUE_STRING},
-    {"CELL_SIM_SEL", VALUE_INTEGER},
+namespace {
+
+constexpr const char *GPIO_KEY = "GPIO_TEMP";  // of the named database "GPIO", all others of "CELL"
+
+// One field of the line: the key and how it is read, the text before the value, the one behind it, and the field when
+// the key could not be read.
+struct summary_field {
+    const char *key;  // null: a field that is always empty
+    value_kind kind = VALUE_INTEGER;
+    const char *before = "";
+    const char *after = "";
+    const char *missing = "";
 };
-rssimon_map gpio_rssimon_values{{"GPIO_TEMP", VALUE_REAL}};
+
+// The order is the line's. Readers count separators, so an absent value leaves its field empty, never out.
+// clang-format off
+constexpr std::array<summary_field, 29> SUMMARY_FIELDS{{
+    {"CELL_MODEL", VALUE_STRING, "", "", "No radio"},
+    {"CELL_SQI", VALUE_INTEGER, "SQI: ", "%"},
+    {"CELL_RSSI", VALUE_INTEGER, "RSSI: ", " dBm"},
+    {"CELL_RSCP", VALUE_INTEGER, "RSCP: ", " dBm"},  // published by other programs only
+    {"CELL_RSRP", VALUE_INTEGER, "RSRP: ", " dBm"},
+    {"CELL_RSRQ", VALUE_INTEGER, "RSRQ: ", " dB"},
+    {"CELL_ECIO", VALUE_INTEGER, "Ec/Io: ", " dBm"},
+    {"CELL_SINR", VALUE_INTEGER, "SNR: ", " dB"},  // published as a real: the line shows whole decibels
+    {"CELL_CHANNEL", VALUE_INTEGER, "Chan: "},
+    {"CELL_CHANNEL", VALUE_INTEGER, "TxChan: "},  // repeats the channel on purpose
+    {"CELL_BAND", VALUE_INTEGER, "Band: "},
+    {"CELL_CHAN_BW_DL", VALUE_STRING, "BW: "},
+    {"CELL_NET_TYPE", VALUE_STRING, "RAT: "},
+    {"CELL_ROAMING", VALUE_INTEGER},
+    {nullptr},  // three places that readers skip
+    {nullptr},
+    {nullptr},
+    {"CELL_CID", VALUE_INTEGER, "Cell-ID: "},
+    {"CELL_TAC", VALUE_INTEGER, "TAC: "},
+    {"CELL_LAC", VALUE_INTEGER, "LAC: "},
+    {"CELL_MCC", VALUE_STRING, "MCC: "},
+    {"CELL_MNC", VALUE_STRING, "MNC: "},
+    {"CELL_RSSI_SCC_1", VALUE_INTEGER, "2nd RSSI: ", " dBm"},
+    {"CELL_RSRP_SCC_1", VALUE_INTEGER, "RSRP2: ", " dBm"},
+    {"CELL_BAND_SCC_1", VALUE_INTEGER, "2nd Band: "},
+    {"CELL_CHAN_BW_DL_SCC_1", VALUE_STRING, "2nd BW: "},
+    {"CELL_ICCID", VALUE_STRING, "ICCID: "},
+    {"CELL_SIM_SEL", VALUE_INTEGER, "SIM: "},
+    {GPIO_KEY, VALUE_REAL, "Temp: "},
+}};
+// clang-format on
+
+// The keys of the line, of one named database.
+rssimon_map keys_of(bool (*belongs)(std::string_view key)) {
+    rssimon_map values;
+    for (const summary_field &field : SUMMARY_FIELDS) {
+        if (field.key != nullptr && belongs(field.key)) {
+            values.emplace(field.key, field.kind);
+        }
+    }
+    return values;
+}
+
+}  // namespace
+
+rssimon_map cell_rssimon_values = keys_of([](std::string_view key) { return key != GPIO_KEY; });
+rssimon_map gpio_rssimon_values = keys_of([](std::string_view key) { return key == GPIO_KEY; });
 
 namespace {
 
@@ -78,47 +115,6 @@ const rssimon_value *find_valid(const char *key) {
     }
     return nullptr;
 }
-
-// One field of the line: the text before the value, the value, the text behind it.
-struct summary_field {
-    const char *key;  // null: a field that is always empty
-    const char *before = "";
-    const char *after = "";
-    const char *missing = "";
-};
-
-// The order is the line's. Readers count separators, so an absent value leaves its field empty, never out.
-constexpr std::array<summary_field, 29> SUMMARY_FIELDS{{
-    {"CELL_MODEL", "", "", "No radio"},
-    {"CELL_SQI", "SQI: ", "%"},
-    {"CELL_RSSI", "RSSI: ", " dBm"},
-    {"CELL_RSCP", "RSCP: ", " dBm"},  // published by other programs only
-    {"CELL_RSRP", "RSRP: ", " dBm"},
-    {"CELL_RSRQ", "RSRQ: ", " dB"},
-    {"CELL_ECIO", "Ec/Io: ", " dBm"},
-    {"CELL_SINR", "SNR: ", " dB"},
-    {"CELL_CHANNEL", "Chan: "},
-    {"CELL_CHANNEL", "TxChan: "},  // repeats the channel on purpose
-    {"CELL_BAND", "Band: "},
-    {"CELL_CHAN_BW_DL", "BW: "},
-    {"CELL_NET_TYPE", "RAT: "},
-    {"CELL_ROAMING"},
-    {nullptr},  // three places that readers skip
-    {nullptr},
-    {nullptr},
-    {"CELL_CID", "Cell-ID: "},
-    {"CELL_TAC", "TAC: "},
-    {"CELL_LAC", "LAC: "},
-    {"CELL_MCC", "MCC: "},
-    {"CELL_MNC", "MNC: "},
-    {"CELL_RSSI_SCC_1", "2nd RSSI: ", " dBm"},
-    {"CELL_RSRP_SCC_1", "RSRP2: ", " dBm"},
-    {"CELL_BAND_SCC_1", "2nd Band: "},
-    {"CELL_CHAN_BW_DL_SCC_1", "2nd BW: "},
-    {"CELL_ICCID", "ICCID: "},
-    {"CELL_SIM_SEL", "SIM: "},
-    {"GPIO_TEMP", "Temp: "},
-}};
 
 constexpr std::size_t FIELD_MAX = 63;
 constexpr std::size_t LINE_MAX_LENGTH = 4095;

@@ -9,7 +9,7 @@
 
 // One of the summary's values, as the last reading found it.
 struct rssimon_value {
-    rssimon_value(value_kind kind_read) : kind(kind_read) {}  // NOLINT(google-explicit-constructor): table rows
+    explicit rssimon_value(value_kind kind_read) : kind(kind_read) {}
 
     value_kind kind;
     std::int32_t int_value = 0;

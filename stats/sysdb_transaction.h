@@ -7,22 +7,20 @@
 // when the database could not be opened or committed. The session is closed in every case, an exception included.
 template <typename Body>
 bool in_sysdb_transaction(const char *named_database, int flags, Body body) {
-    struct session {
-        explicit session(int open_flags) : open(sysdb_init(&handle, open_flags) == 0) {}
-        session(const session &) = delete;
-        session &operator=(const session &) = delete;
-        ~session() {
-            if (open) {
-                sysdb_exit(&handle);
-            }
-        }
-        sysdb_handle handle{};
-        bool open;
-    };
-    session current(flags);
-    if (!current.open || sysdb_txn_start(&current.handle, named_database, flags) != 0) {
+    sysdb_handle handle{};
+    if (sysdb_init(&handle, flags) != 0) {
         return false;
     }
-    body(&current.handle);
-    return sysdb_txn_end(&current.handle) == 0;
+    bool committed = false;
+    try {
+        if (sysdb_txn_start(&handle, named_database, flags) == 0) {
+            body(&handle);
+            committed = sysdb_txn_end(&handle) == 0;
+        }
+    } catch (...) {
+        sysdb_exit(&handle);
+        throw;
+    }
+    sysdb_exit(&handle);  // not by a destructor: what it throws belongs into the caller's log
+    return committed;
 }

@@ -1,5 +1,5 @@
 // Whether the cellular link is up, and the log of its changes. The link counts as up while "wwan0" holds an IPv4
-// address. Operations without a result catch and log their own exceptions.
+// address. Every operation catches and logs its own exceptions.
 #pragma once
 
 // 1 while the link was up at the last check, else 0. Clearing sets it to 0.
@@ -17,6 +17,6 @@ void update_event_log();
 
 // The time file, in seconds of fwtime_s(). Reading: 0, or -1 with *t left as it was when the file cannot be opened or
 // does not begin with a number. Writing: 0, or -1 when it cannot be opened; what a full disk takes away goes unnoticed.
-// What is no regular file, or has a second name, counts as one that cannot be opened.
+// What is no regular file, or has a second name, counts as one that cannot be opened; so does an exception.
 int read_last_connect_change_time(unsigned int *t);
 int write_last_connect_change_time(unsigned int t);

@@ -66,14 +66,14 @@ void publish(const char *key, const char *value) {
 int chosen_mtu(const char *line, const Json::Value &config, module_model model) {
     constexpr int FALLBACK_MTU = 1428;  // when neither the module nor the configuration gives one
     constexpr int RM52X_MTU = 1500;     // whatever is reported or configured
-    if (model == MODULE_RM52X) {
-        return RM52X_MTU;
-    }
     bool overridden = false;
     int configured = -1;
     const bool use_configured = config_get_bool(config, &overridden, "wireless.cell.mtu_override") && overridden &&
                                 config_get_int(config, &configured, "wireless.cell.mtu") && configured >= 0;
     const int candidate = use_configured ? configured : leading_int32(line + MTU_LABEL.size());
+    if (model == MODULE_RM52X) {
+        return RM52X_MTU;
+    }
     return candidate > 0 ? candidate : FALLBACK_MTU;
 }
 

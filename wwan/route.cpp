@@ -24,7 +24,7 @@ void run_post_networkd_script() {
     sleep(5);  // let the restarted network settle first
     syslog(LOG_DEBUG, "update_route: run post networkd script");
     // A fixed path of the router, written by root only.
-    [[maybe_unused]] const int status = std::system(SCRIPT);  // NOLINT(cert-env33-c)
+    [[maybe_unused]] const int status = std::system(SCRIPT);
 }
 
 void bring_link_up(const Json::Value &config) {

@@ -11,7 +11,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "host/descriptor.h"
+#include "posix/descriptor.h"
 #include "sim/handover.h"
 #include "sim/inside/interfaces.h"
 #include "sim/inside/module_check.h"

@@ -11,7 +11,7 @@
 #include <sys/mount.h>
 #include <sys/socket.h>
 
-#include "host/descriptor.h"
+#include "posix/descriptor.h"
 #include "sim/child.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "host/descriptor.h"
+#include "posix/descriptor.h"
 
 class module_port {
 public:

@@ -10,7 +10,6 @@
 #include <unistd.h>
 
 #include "sim/child.h"
-#include "sim/cycle_line.h"
 #include "sim/database.h"
 #include "sim/handover.h"
 #include "sim/inside/broker.h"
@@ -24,6 +23,8 @@
 #include "sim/inside/system_log.h"
 #include "sim/scenario/line_text.h"
 #include "sim/scenario/signal_names.h"
+#include "store/value_text.h"
+#include "view/line.h"
 
 namespace {
 
@@ -264,7 +265,7 @@ std::vector<log_line> player::journal_since_mark() const {
 
 void player::say_as_module(const std::string &bytes) {
     port_.write(bytes);
-    journal_.detail("AT <", printable(bytes));
+    journal_.detail("AT <", escaped(bytes));
 }
 
 void player::unplug_module() {
@@ -394,14 +395,14 @@ void player::handle_port() {
         if (!before_serving_cell_ && lower_case(command) == SERVING_CELL_QUERY) {
             before_serving_cell_ = database_.cell();
         }
-        journal_.detail("AT >", printable(command));
-        lines_.push_back({QUERY_PRIORITY, printable(command)});
+        journal_.detail("AT >", escaped(command));
+        lines_.push_back({QUERY_PRIORITY, escaped(command)});
     }
 }
 
 void player::handle_messages() {
     for (const mqtt_message &message : broker_.receive()) {
-        journal_.story("mqtt", message.topic + " " + printable(message.payload));
+        journal_.story("mqtt", message.topic + " " + escaped(message.payload));
     }
 }
 
@@ -431,14 +432,14 @@ void player::handle_log_line(const log_line &line) {
 
 void player::end_cycle() {
     ++cycles_;
-    journal_.story("cycle", std::to_string(cycles_) + "  " + cycle_line(database_.cell()));
+    journal_.story("cycle", std::to_string(cycles_) + "  " + view::line_of(database_.stored()));
     show_changes();
 }
 
 void player::handle_output() {
     output_ += daemon_.read_output();
     for (auto end = output_.find('\n'); end != std::string::npos; end = output_.find('\n')) {
-        journal_.story("output", printable(output_.substr(0, end)));
+        journal_.story("output", escaped(output_.substr(0, end)));
         output_.erase(0, end + 1);
     }
 }

@@ -13,6 +13,7 @@
 #include "sim/scenario/line_text.h"
 #include "sim/scenario/log_priority.h"
 #include "sim/stand_ins/stand_in.h"
+#include "store/value_text.h"
 
 namespace {
 
@@ -27,7 +28,7 @@ bool begins_with_time(std::string_view text) {
 
 log_line parse_log_line(std::string_view datagram) {
     if (datagram.starts_with(CALL_MARK)) {
-        return {CALL_PRIORITY, printable(datagram.substr(CALL_MARK.size()))};
+        return {CALL_PRIORITY, escaped(datagram.substr(CALL_MARK.size()))};
     }
     unsigned int priority = LOG_USER | LOG_NOTICE;
     if (datagram.starts_with('<')) {
@@ -47,7 +48,7 @@ log_line parse_log_line(std::string_view datagram) {
     while (datagram.ends_with('\n') || datagram.ends_with('\0')) {
         datagram.remove_suffix(1);
     }
-    return {priority_name(priority), printable(datagram)};
+    return {priority_name(priority), escaped(datagram)};
 }
 
 system_log::system_log(const char *path) : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string_view>
 
-#include "host/descriptor.h"
+#include "posix/descriptor.h"
 #include "sim/scenario/router.h"
 
 // "<PRI>Mon DD hh:mm:ss identity: text", as the C library sends it, or the same without the time, as a signal handler

@@ -8,7 +8,7 @@
 
 #include <sys/types.h>
 
-#include "host/descriptor.h"
+#include "posix/descriptor.h"
 
 class terminal_program {
 public:

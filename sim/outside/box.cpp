@@ -16,7 +16,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "host/descriptor.h"
+#include "posix/descriptor.h"
 #include "sim/child.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "host/descriptor.h"
+#include "posix/descriptor.h"
 
 namespace {
 

@@ -9,6 +9,7 @@
 #include "sim/scenario/log_priority.h"
 #include "sim/scenario/statements.h"
 #include "stats/cell_catalogue.h"
+#include "store/value_text.h"
 
 namespace {
 
@@ -43,7 +44,7 @@ lines_of_text compare_cell(const std::vector<key_value> &expected, const cell_va
     for (const key_value &entry : expected) {
         std::ranges::move(compare(entry.key, &entry.value, find(now, entry.key)), std::back_inserter(wrong));
     }
-    for (const cell_key &entry : CELL_CATALOGUE) {
+    for (const catalogue_row &entry : CELL_CATALOGUE) {
         if (std::ranges::find(expected, entry.name, &key_value::key) == expected.end()) {
             std::ranges::move(compare(entry.name, find(*before, entry.name), find(now, entry.name), " as before"),
                               std::back_inserter(wrong));
@@ -150,8 +151,8 @@ statement_content read_expect_file(parser &in) {
     return [path, bytes](router &on) {
         const auto found = on.file_content(path);
         on.judge(found == bytes ? lines_of_text{}
-                                : lines_of_text{path + ": expected \"" + printable(bytes) + "\", found " +
-                                                (found ? "\"" + printable(*found) + "\"" : "no such file")});
+                                : lines_of_text{path + ": expected \"" + escaped(bytes) + "\", found " +
+                                                (found ? "\"" + escaped(*found) + "\"" : "no such file")});
     };
 }
 
@@ -167,7 +168,7 @@ statement_content read_expect_interface(parser &in) {
 }
 
 std::string describe(const std::optional<mqtt_message> &message) {
-    return message ? message->topic + " \"" + printable(message->payload) + "\"" : "no message";
+    return message ? message->topic + " \"" + escaped(message->payload) + "\"" : "no message";
 }
 
 statement_content read_expect_message(parser &in) {

@@ -1,8 +1,6 @@
 #include "sim/scenario/line_text.h"
 
-#include <array>
 #include <charconv>
-#include <cstdio>
 
 namespace {
 
@@ -104,29 +102,6 @@ bool matches(std::string_view pattern, std::string_view text) {
 std::string replace_all(std::string text, std::string_view what, std::string_view by) {
     for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size())) {
         text.replace(at, what.size(), by);
-    }
-    return text;
-}
-
-std::string printable(std::string_view bytes) {
-    std::string text;
-    for (const char c : bytes) {
-        const auto code = static_cast<unsigned char>(c);
-        if (c == '\r') {
-            text += "\\r";
-        } else if (c == '\n') {
-            text += "\\n";
-        } else if (c == '\t') {
-            text += "\\t";
-        } else if (c == '\\') {
-            text += "\\\\";
-        } else if (code < 0x20 || code == 0x7f) {
-            std::array<char, 5> hex{};
-            std::snprintf(hex.data(), hex.size(), "\\x%02x", code);
-            text += hex.data();
-        } else {
-            text += c;
-        }
     }
     return text;
 }

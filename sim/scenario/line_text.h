@@ -1,4 +1,4 @@
-// Bytes as text on one line, and back. Silent.
+// Lines of text as the bytes that they stand for, and what else is done with text. Silent.
 #pragma once
 
 #include <charconv>
@@ -8,11 +8,8 @@
 #include <system_error>
 #include <vector>
 
-// CR, LF, TAB, "\" and other control characters as \r, \n, \t, \\ and \xHH; everything else as it stands.
-std::string printable(std::string_view bytes);
-
-// The bytes of lines in which \r, \n, \t, \0, \\ and \xHH stand for those bytes. Each line gets line_end behind it
-// unless it ends with a single "\". Nothing when a "\" stands before anything else.
+// The way back from escaped(): the bytes of lines in which \r, \n, \t, \0, \\ and \xHH stand for those bytes. Each line
+// gets line_end behind it unless it ends with a single "\". Nothing when a "\" stands before anything else.
 std::optional<std::string> bytes_of_lines(const std::vector<std::string> &lines, std::string_view line_end);
 
 // True when the text is the pattern; "{A..B}" in the pattern stands for any number from A to B, such as a measured

@@ -6,14 +6,17 @@
 #include <utility>
 
 #include "sim/scenario/line_text.h"
+#include "store/value_text.h"
 
 namespace {
 
 bool is_type(std::string_view type, std::string_view text) {
-    if (type == "int") {
-        return to_number<long long>(text).has_value();
-    }
-    return type == "string" || (type == "real" && to_number<double>(text) && text.find('.') != text.npos);
+    return parse_value(type, std::string(text)) && (type != "real" || text.find('.') != text.npos);
+}
+
+// However the file writes a string, the box compares it in the one form in which it is shown.
+std::string as_shown(std::string_view type, const std::string &text) {
+    return type == "string" ? escaped(bytes_of_lines({text}, "").value_or(text)) : text;
 }
 
 }  // namespace
@@ -113,7 +116,7 @@ key_value parser::to_key(std::string_view text, std::size_t line) const {
     if (key_end == 0 || !is_type(type, value)) {
         fail("KEY TYPE VALUE with TYPE int, real or string", line);
     }
-    return {std::string(text.substr(0, key_end)), {std::string(type), std::string(value)}};
+    return {std::string(text.substr(0, key_end)), {std::string(type), as_shown(type, std::string(value))}};
 }
 
 std::vector<std::string> parser::block() {

@@ -5,11 +5,13 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 #include <utility>
 
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -18,6 +20,7 @@
 
 using fake::enter;
 using fake::enter_unseen;
+using fake::misuse;
 using fake::platform;
 
 namespace {
@@ -25,7 +28,8 @@ namespace {
 constexpr const char *TIME_FILE = "/tmp/cell_last_connect_changed_time";
 
 struct c_library_state {
-    int time_file = -1;                // opened, and not a stream yet
+    int time_file = -1;  // opened, and not a stream yet
+    bool time_file_is_written = false;
     std::map<int, std::string> peers;  // of connected sockets
 };
 
@@ -38,6 +42,15 @@ const char *priority_name(int priority) {
     static constexpr std::array<const char *, 8> NAMES{"emerg",   "alert",  "crit", "err",
                                                        "warning", "notice", "info", "debug"};
     return NAMES.at(static_cast<std::size_t>(LOG_PRI(priority)));
+}
+
+// Neither a link is followed nor a FIFO waited for, and no command that the daemon runs inherits the descriptor. Not
+// truncated: that comes when it is known to be a file.
+void check_time_file_flags(int flags) {
+    constexpr int EITHER_WAY = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    if (flags != (O_RDONLY | EITHER_WAY) && flags != (O_WRONLY | O_CREAT | EITHER_WAY)) {
+        misuse("open of the time file with flags " + std::to_string(flags));
+    }
 }
 
 // What the daemon has written to a file that it opened itself goes back to the fake's files when it closes the stream.
@@ -67,10 +80,16 @@ void __wrap_syslog(int priority, const char *format, ...) {
     std::vsnprintf(text.data(), text.size(), format, arguments);
     va_end(arguments);
     platform().journal.push_back(std::string("log ") + priority_name(priority) + ": " + text.data());
+    if (LOG_PRI(priority) != priority) {
+        misuse("syslog with a facility of its own");
+    }
     enter_unseen("syslog");
 }
 
-int __wrap_access(const char *path, int) {
+int __wrap_access(const char *path, int mode) {
+    if (mode != F_OK) {
+        misuse(std::string("access of ") + path + " with mode " + std::to_string(mode));
+    }
     enter_unseen("access");
     return platform().files.contains(path) ? 0 : -1;
 }
@@ -116,7 +135,10 @@ int __wrap_connect(int fd, const sockaddr *address, socklen_t) {
     return 0;
 }
 
-ssize_t __wrap_send(int fd, const void *message, std::size_t length, int) {
+ssize_t __wrap_send(int fd, const void *message, std::size_t length, int flags) {
+    if (flags != MSG_NOSIGNAL) {
+        misuse("send with flags " + std::to_string(flags));
+    }
     const std::string text(static_cast<const char *>(message), length);
     return enter("send", c_library().peers[fd] + " " + text) ? -1 : static_cast<ssize_t>(length);
 }
@@ -130,15 +152,18 @@ int __wrap_open(const char *path, int flags, ...) {
         va_end(arguments);
         return __real_open(path, flags, mode);
     }
+    check_time_file_flags(flags & ~O_LARGEFILE);
     const bool writes = (flags & O_ACCMODE) == O_WRONLY;
     if (enter_unseen(writes ? "open_write" : "open_read") || (!writes && !platform().files.contains(path))) {
         return -1;
     }
     if (writes) {
         platform().journal.push_back(std::string("open ") + path);
-        platform().files[path].clear();
     }
-    return c_library().time_file = memfd_create("time_file", MFD_CLOEXEC);
+    const std::string &content = platform().files[path];
+    c_library() = {memfd_create("time_file", MFD_CLOEXEC), writes, std::move(c_library().peers)};
+    [[maybe_unused]] const ssize_t size = write(c_library().time_file, content.data(), content.size());
+    return c_library().time_file;
 }
 
 int __wrap_open64(const char *path, int flags, ...) {
@@ -153,8 +178,15 @@ std::FILE *__wrap_fdopen(int fd, const char *mode) {
     if (fd != c_library().time_file) {
         return __real_fdopen(fd, mode);
     }
+    if (mode != std::string_view(c_library().time_file_is_written ? "w" : "r")) {
+        misuse(std::string("fdopen with mode ") + mode);
+    }
+    struct stat status = {};
+    if (fstat(fd, &status) == 0 && status.st_size == 0) {
+        platform().files[TIME_FILE].clear();
+    }
     close(std::exchange(c_library().time_file, -1));
-    if (*mode == 'w') {
+    if (c_library().time_file_is_written) {
         return fopencookie(const_cast<char *>(TIME_FILE), mode, {nullptr, append_to_file, nullptr, nullptr});
     }
     std::string &content = platform().files[TIME_FILE];

@@ -1,13 +1,20 @@
 #include "tests/fake_platform/fake_platform.h"
 
+#include <algorithm>
 #include <array>
+#include <cerrno>
+#include <cmath>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <stdexcept>
+#include <optional>
+#include <string_view>
 
+#include <gtest/gtest.h>
 #include <json/json.h>
+#include <unistd.h>
 
 #include "platform/board.h"
 #include "platform/config.h"
@@ -25,9 +32,27 @@ struct hook {
     std::function<void()> action;  // none: the call fails
 };
 
+// A transaction works on a copy, which the commit puts in place.
+struct open_transaction {
+    const sysdb_handle *owner;
+    int flags;
+    std::string named_database;
+    database contents;
+};
+
+struct open_session {
+    const sysdb_handle *handle;
+    int flags;
+};
+
 struct fake_state {
     platform_state platform;
     std::map<std::string, std::vector<hook>> hooks;
+    std::vector<open_session> sessions;  // the outermost one first
+    std::optional<open_transaction> transaction;
+    std::set<int> descriptors;
+    int next_descriptor = 7;  // none is used twice
+    bool stopped = false;
 };
 
 fake_state &state() {
@@ -35,17 +60,30 @@ fake_state &state() {
     return instance;
 }
 
-// A transaction works on a copy, which the commit puts in place.
-struct open_session {
-    std::string named_database;
-    database contents;
+// A session that outlives a test was forgotten. Descriptors may: a health check that failed leaves the port open.
+class leak_check : public testing::EmptyTestEventListener {
+    void OnTestEnd(const testing::TestInfo & /*test*/) override {
+        EXPECT_TRUE(state().sessions.empty()) << "a database session is left open";
+    }
 };
 
-open_session *session_of(sysdb_handle *handle) {
-    return static_cast<open_session *>(handle->session);
-}
+[[maybe_unused]] const bool leak_check_is_installed = [] {
+    testing::UnitTest::GetInstance()->listeners().Append(new leak_check);  // which then owns it
+    return true;
+}();
 
 }  // namespace
+
+void misuse(const std::string &what) {
+    if (platform().misuse_is_expected) {
+        return;
+    }
+    if (testing::UnitTest::GetInstance()->current_test_info() == nullptr) {
+        std::fprintf(stderr, "misuse of the platform: %s\n", what.c_str());
+        std::abort();
+    }
+    ADD_FAILURE() << "misuse of the platform: " << what;
+}
 
 platform_state &platform() {
     return state().platform;
@@ -132,129 +170,245 @@ using fake::platform;
 
 // --- sysdb ---
 
+namespace {
+
+using fake::misuse;
+using fake::state;
+
+std::vector<fake::open_session>::iterator session_of(const sysdb_handle *handle) {
+    return std::ranges::find(state().sessions, handle, &fake::open_session::handle);
+}
+
+bool is_open(const char *operation, const sysdb_handle *handle) {
+    const bool open = session_of(handle) != state().sessions.end();
+    if (!open) {
+        misuse(std::string(operation) + " with a handle that is not open");
+    }
+    return open;
+}
+
+// The outermost session decides how the database is open.
+bool may_begin_to_write() {
+    return state().sessions.empty() || state().sessions.front().flags == 0;
+}
+
+bool are_session_flags(const char *operation, int flags) {
+    if (flags != 0 && flags != SYSDB_READ_ONLY) {
+        misuse(std::string(operation) + " with flags " + std::to_string(flags));
+    }
+    return true;
+}
+
+void expect_no_flags(const char *operation, const char *key, int flags) {
+    if (flags != 0) {
+        misuse(std::string(operation) + " " + key + " with flags " + std::to_string(flags));
+    }
+}
+
+bool is_key(const char *operation, std::string_view key) {
+    const bool good = !key.empty() && key.size() <= 511;
+    if (!good) {
+        misuse(std::string(operation) + " of a key of " + std::to_string(key.size()) + " bytes");
+    }
+    return good;
+}
+
+// The transaction of this handle; null with a complaint when there is none.
+fake::open_transaction *transaction_of(const char *operation, const sysdb_handle *handle) {
+    if (!state().transaction || state().transaction->owner != handle) {
+        misuse(std::string(operation) + " outside of its transaction");
+        return nullptr;
+    }
+    return &*state().transaction;
+}
+
+fake::open_transaction *writing_transaction_of(const char *operation, const sysdb_handle *handle) {
+    fake::open_transaction *transaction = transaction_of(operation, handle);
+    if (transaction != nullptr && transaction->flags != 0) {
+        misuse(std::string(operation) + " in a transaction that only reads");
+        return nullptr;
+    }
+    return transaction;
+}
+
+}  // namespace
+
 int sysdb_init(sysdb_handle *handle, int flags) {
-    if (enter("sysdb_init", std::to_string(flags))) {
+    if (session_of(handle) != state().sessions.end()) {
+        misuse("sysdb_init of a handle that is open");
+    }
+    if (enter("sysdb_init", std::to_string(flags)) || !are_session_flags("sysdb_init", flags) ||
+        (flags == 0 && !may_begin_to_write())) {
         return -1;
     }
-    handle->session = new fake::open_session;
+    state().sessions.push_back({handle, flags});
     return 0;
 }
 
 void sysdb_exit(sysdb_handle *handle) {
     enter("sysdb_exit", "");
-    delete fake::session_of(handle);
+    if (!is_open("sysdb_exit", handle)) {
+        return;
+    }
+    if (state().transaction && state().transaction->owner == handle) {
+        state().transaction.reset();
+    }
+    state().sessions.erase(session_of(handle));
 }
 
 int sysdb_txn_start(sysdb_handle *handle, const char *named_database, int flags) {
-    if (enter("sysdb_txn_start", std::string(named_database) + " " + std::to_string(flags))) {
+    if (enter("sysdb_txn_start", std::string(named_database) + " " + std::to_string(flags)) ||
+        !are_session_flags("sysdb_txn_start", flags) || !is_open("sysdb_txn_start", handle)) {
         return -1;
     }
-    if (flags == SYSDB_READ_ONLY && !platform().databases.contains(named_database)) {
+    if (state().transaction || (flags == 0 && session_of(handle)->flags != 0)) {
+        misuse("sysdb_txn_start inside of a transaction, or to write in a session that reads");
         return -1;
     }
-    fake::session_of(handle)->named_database = named_database;
-    fake::session_of(handle)->contents = platform().databases[named_database];
+    const auto found = platform().databases.find(named_database);
+    const bool missing = found == platform().databases.end();
+    if (missing && flags == SYSDB_READ_ONLY) {
+        return -1;
+    }
+    state().transaction = {handle, flags, named_database, missing ? fake::database{} : found->second};
     return 0;
 }
 
 int sysdb_txn_end(sysdb_handle *handle) {
-    if (enter("sysdb_txn_end", "")) {
+    const bool fails = enter("sysdb_txn_end", "");
+    const fake::open_transaction *transaction = transaction_of("sysdb_txn_end", handle);
+    if (transaction == nullptr) {
         return -1;
     }
-    platform().databases[fake::session_of(handle)->named_database] = fake::session_of(handle)->contents;
-    return 0;
+    if (!fails && transaction->flags == 0) {
+        platform().databases[transaction->named_database] = transaction->contents;
+    }
+    state().transaction.reset();
+    return fails ? -1 : 0;
 }
 
 namespace {
 
-int write_in_transaction(const char *operation, sysdb_handle *handle, const char *key, const fake::value &value) {
-    if (enter(operation, std::string(key) + " " + fake::text_of(value))) {
+int write_in_transaction(const char *operation, sysdb_handle *handle, const char *key, const fake::value &value,
+                         int flags) {
+    const bool fails = enter(operation, std::string(key) + " " + fake::text_of(value));
+    expect_no_flags(operation, key, flags);
+    fake::open_transaction *transaction = writing_transaction_of(operation, handle);
+    if (fails || transaction == nullptr || !is_key(operation, key)) {
         return -1;
     }
-    fake::session_of(handle)->contents[key] = value;
+    transaction->contents[key] = value;
     return 0;
 }
 
-int write_one_shot(const char *operation, const char *database, const char *key, const fake::value &value) {
-    if (enter(operation, std::string(database) + " " + key + " " + fake::text_of(value))) {
+// Null when the one-shot operation is to fail.
+fake::database *database_of_one_shot(const char *operation, sysdb_handle *handle, const char *name, const char *key,
+                                     const std::string &value_text) {
+    if (handle != nullptr) {
+        misuse(std::string(operation) + " " + key + " with a handle");
+    }
+    if (state().transaction || !may_begin_to_write()) {
+        misuse(std::string(operation) + " " + key + " inside of a transaction or a session that reads");
+        return nullptr;
+    }
+    const bool fails = enter(operation, std::string(name) + " " + key + value_text);
+    return fails || !is_key(operation, key) ? nullptr : &platform().databases[name];
+}
+
+int write_one_shot(const char *operation, sysdb_handle *handle, const char *name, const char *key,
+                   const fake::value &value, int flags) {
+    expect_no_flags(operation, key, flags);
+    fake::database *contents = database_of_one_shot(operation, handle, name, key, " " + fake::text_of(value));
+    if (contents == nullptr) {
         return -1;
     }
-    platform().databases[database][key] = value;
+    (*contents)[key] = value;
     return 0;
 }
 
 const fake::value *stored_value(const char *operation, sysdb_handle *handle, const char *key) {
-    if (enter_unseen(operation)) {
+    const fake::open_transaction *transaction = transaction_of(operation, handle);
+    if (enter_unseen(operation) || transaction == nullptr || !is_key(operation, key)) {
         return nullptr;
     }
-    const fake::database &contents = fake::session_of(handle)->contents;
-    const auto found = contents.find(key);
-    return found == contents.end() ? nullptr : &found->second;
+    const auto found = transaction->contents.find(key);
+    return found == transaction->contents.end() ? nullptr : &found->second;
 }
 
 }  // namespace
 
-int sysdb_write_int(sysdb_handle *handle, const char *key, int value, int) {
-    return write_in_transaction("sysdb_write_int", handle, key, value);
+int sysdb_write_int(sysdb_handle *handle, const char *key, int value, int flags) {
+    return write_in_transaction("sysdb_write_int", handle, key, value, flags);
 }
 
-int sysdb_write_dbl(sysdb_handle *handle, const char *key, double value, int) {
-    return write_in_transaction("sysdb_write_dbl", handle, key, value);
+int sysdb_write_dbl(sysdb_handle *handle, const char *key, double value, int flags) {
+    return write_in_transaction("sysdb_write_dbl", handle, key, value, flags);
 }
 
-int sysdb_write_str(sysdb_handle *handle, const char *key, const char *value, int) {
-    return write_in_transaction("sysdb_write_str", handle, key, std::string(value));
+int sysdb_write_str(sysdb_handle *handle, const char *key, const char *value, int flags) {
+    return write_in_transaction("sysdb_write_str", handle, key, std::string(value), flags);
 }
 
 int sysdb_del(sysdb_handle *handle, const char *key) {
-    if (enter("sysdb_del", key)) {
+    const bool fails = enter("sysdb_del", key);
+    fake::open_transaction *transaction = writing_transaction_of("sysdb_del", handle);
+    if (fails || transaction == nullptr || !is_key("sysdb_del", key)) {
         return -1;
     }
-    fake::session_of(handle)->contents.erase(key);
+    transaction->contents.erase(key);
     return 0;
 }
 
 int sysdb_read_int(sysdb_handle *handle, const char *key, int *value) {
+    platform().reads.push_back(std::string("sysdb_read_int ") + key);
     const fake::value *stored = stored_value("sysdb_read_int", handle, key);
     if (stored == nullptr || std::holds_alternative<std::string>(*stored)) {
         return -1;
     }
     const double *real = std::get_if<double>(stored);
-    *value = real != nullptr ? static_cast<int>(*real) : std::get<int>(*stored);
+    const double whole = real != nullptr ? std::trunc(*real) : std::get<int>(*stored);
+    if (!(whole >= -2147483648.0 && whole <= 2147483647.0)) {  // nor is it a number at all
+        return -1;
+    }
+    *value = static_cast<int>(whole);
     return 0;
 }
 
 int sysdb_read_dbl(sysdb_handle *handle, const char *key, double *value) {
+    platform().reads.push_back(std::string("sysdb_read_dbl ") + key);
     const fake::value *stored = stored_value("sysdb_read_dbl", handle, key);
-    if (stored == nullptr || !std::holds_alternative<double>(*stored)) {
+    if (stored == nullptr || std::holds_alternative<std::string>(*stored)) {
         return -1;
     }
-    *value = std::get<double>(*stored);
+    const int *integer = std::get_if<int>(stored);
+    *value = integer != nullptr ? *integer : std::get<double>(*stored);
     return 0;
 }
 
 int sysdb_read_str(sysdb_handle *handle, const char *key, char *buffer, unsigned int size) {
+    platform().reads.push_back(std::string("sysdb_read_str ") + key + " " + std::to_string(size));
     const fake::value *stored = stored_value("sysdb_read_str", handle, key);
-    if (stored == nullptr || !std::holds_alternative<std::string>(*stored)) {
+    if (stored == nullptr || !std::holds_alternative<std::string>(*stored) || size == 0) {
         return -1;
     }
     std::snprintf(buffer, size, "%s", std::get<std::string>(*stored).c_str());
     return 0;
 }
 
-int sysdb_namedb_write_int(sysdb_handle *, const char *database, const char *key, int value, int) {
-    return write_one_shot("sysdb_namedb_write_int", database, key, value);
+int sysdb_namedb_write_int(sysdb_handle *handle, const char *database, const char *key, int value, int flags) {
+    return write_one_shot("sysdb_namedb_write_int", handle, database, key, value, flags);
 }
 
-int sysdb_namedb_write_str(sysdb_handle *, const char *database, const char *key, const char *value, int) {
-    return write_one_shot("sysdb_namedb_write_str", database, key, std::string(value));
+int sysdb_namedb_write_str(sysdb_handle *handle, const char *database, const char *key, const char *value, int flags) {
+    return write_one_shot("sysdb_namedb_write_str", handle, database, key, std::string(value), flags);
 }
 
-int sysdb_namedb_del(sysdb_handle *, const char *database, const char *key) {
-    if (enter("sysdb_namedb_del", std::string(database) + " " + key)) {
+int sysdb_namedb_del(sysdb_handle *handle, const char *database, const char *key) {
+    fake::database *contents = database_of_one_shot("sysdb_namedb_del", handle, database, key, "");
+    if (contents == nullptr) {
         return -1;
     }
-    platform().databases[database].erase(key);
+    contents->erase(key);
     return 0;
 }
 
@@ -273,25 +427,52 @@ module_model get_module_model_from_config_string(const char *name) {
 
 void stop_libzelt_funcs() {
     enter("stop_libzelt_funcs", "");
+    state().stopped = true;
 }
 
 int ser_open(const char *device) {
-    return enter("ser_open", device) ? -1 : 7;
-}
-
-void ser_close(int) {
-    enter("ser_close", "");
+    if (enter("ser_open", device) || !platform().files.contains(device)) {
+        return -1;
+    }
+    state().descriptors.insert(state().next_descriptor);
+    return state().next_descriptor++;
 }
 
 namespace {
 
-fake::at_answer next_at_answer(const char *operation, const char *command, unsigned int failed_result) {
-    const std::string name(command, std::strcspn(command, "\r"));
-    if (enter(operation, name)) {
-        return {failed_result, ""};
+std::string on_descriptor(int fd, const std::string &rest = "") {
+    return std::to_string(fd) + (rest.empty() ? "" : " ") + rest;
+}
+
+bool is_open_descriptor(const char *operation, int fd) {
+    const bool open = state().descriptors.contains(fd);
+    if (!open) {
+        misuse(std::string(operation) + " on descriptor " + std::to_string(fd) + ", which is not open");
+    }
+    return open;
+}
+
+}  // namespace
+
+void ser_close(int fd) {
+    enter("ser_close", on_descriptor(fd));
+    if (is_open_descriptor("ser_close", fd)) {
+        state().descriptors.erase(fd);
+    }
+}
+
+namespace {
+
+fake::at_answer next_at_answer(const char *operation, const fake::at_exchange &asked, unsigned int failed_result,
+                               unsigned int closed_result) {
+    const std::string name = asked.command.substr(0, asked.command.find('\r'));
+    const bool fails = enter(operation, on_descriptor(asked.fd, name));
+    platform().at_exchanges.push_back(asked);
+    if (!is_open_descriptor(operation, asked.fd)) {
+        return {closed_result, ""};
     }
     auto &answers = platform().at_answers[name];
-    if (answers.empty()) {
+    if (fails || state().stopped || answers.empty()) {
         return {failed_result, ""};
     }
     fake::at_answer answer = answers.front();
@@ -301,34 +482,52 @@ fake::at_answer next_at_answer(const char *operation, const char *command, unsig
     return answer;
 }
 
-int give_text(const fake::typed_answer &answer, char *buffer, unsigned int size) {
-    std::snprintf(buffer, size, "%s", answer.text.c_str());
+void expect_last_arguments(const char *operation, unsigned int flag, unsigned int other_flag) {
+    if (flag != 1 || other_flag != 1) {
+        misuse(std::string(operation) + " with other last arguments than 1 and 1");
+    }
+}
+
+void give_text(const std::string &text, char *buffer, unsigned int size) {
+    std::snprintf(buffer, size, "%s", text.c_str());
+}
+
+int typed_query(const char *operation, int fd, const fake::typed_answer &answer, char *buffer, unsigned int size) {
+    const bool fails = enter(operation, on_descriptor(fd, std::to_string(size)));
+    if (!is_open_descriptor(operation, fd) || fails || state().stopped) {
+        give_text("", buffer, size);
+        return -1;
+    }
+    give_text(answer.text, buffer, size);
     return answer.result;
 }
 
 }  // namespace
 
-unsigned int ser_write_and_wait_for_txt_get_line(int, const char *command, const std::string *texts,
+unsigned int ser_write_and_wait_for_txt_get_line(int fd, const char *command, const std::string *texts,
                                                  unsigned int text_count, char *buffer, unsigned int buffer_size,
                                                  unsigned int flag, unsigned int other_flag) {
-    platform().at_exchanges.push_back({command, {texts, texts + text_count}, buffer_size, {flag, other_flag}});
-    const auto answer = next_at_answer("ser_write_and_wait_for_txt_get_line", command, 3);
-    std::snprintf(buffer, buffer_size, "%s", answer.text.c_str());
+    expect_last_arguments(__func__, flag, other_flag);
+    const auto answer =
+        next_at_answer(__func__, {fd, command, {texts, texts + text_count}, buffer_size}, 3, SER_PORT_CLOSED);
+    give_text(answer.text, buffer, buffer_size);
     return answer.result;
 }
 
-unsigned int ser_write_and_get_all_response_until_searchtxt(int, const char *command, const std::string *texts,
+unsigned int ser_write_and_get_all_response_until_searchtxt(int fd, const char *command, const std::string *texts,
                                                             unsigned int text_count, char *buffer,
                                                             unsigned int buffer_size, unsigned int flag,
                                                             unsigned int other_flag) {
-    platform().at_exchanges.push_back({command, {texts, texts + text_count}, buffer_size, {flag, other_flag}});
-    const auto answer = next_at_answer("ser_write_and_get_all_response_until_searchtxt", command, 2);
-    std::snprintf(buffer, buffer_size, "%s", answer.text.c_str());
+    expect_last_arguments(__func__, flag, other_flag);
+    const auto answer = next_at_answer(__func__, {fd, command, {texts, texts + text_count}, buffer_size}, 2, 2);
+    give_text(answer.text, buffer, buffer_size);
     return answer.result;
 }
 
-int zelt_at_cmd_get_registration_and_roaming(int, bool *registered, bool *roaming) {
-    if (enter("zelt_at_cmd_get_registration_and_roaming", "")) {
+// The journal shows what *roaming held: the library may leave it so.
+int zelt_at_cmd_get_registration_and_roaming(int fd, bool *registered, bool *roaming) {
+    const bool fails = enter(__func__, on_descriptor(fd, *roaming ? "true" : "false"));
+    if (!is_open_descriptor(__func__, fd) || fails || state().stopped) {
         return -1;
     }
     *registered = platform().registered;
@@ -336,84 +535,105 @@ int zelt_at_cmd_get_registration_and_roaming(int, bool *registered, bool *roamin
     return platform().registration_result;
 }
 
-int zelt_at_cmd_get_carrier_name(int, char *buffer, unsigned int size) {
-    return enter("zelt_at_cmd_get_carrier_name", std::to_string(size)) ? -1
-                                                                       : give_text(platform().carrier, buffer, size);
+int zelt_at_cmd_get_carrier_name(int fd, char *buffer, unsigned int size) {
+    return typed_query(__func__, fd, platform().carrier, buffer, size);
 }
 
-int zelt_at_cmd_get_imsi(int, char *buffer, unsigned int size) {
-    return enter("zelt_at_cmd_get_imsi", std::to_string(size)) ? -1 : give_text(platform().imsi, buffer, size);
+int zelt_at_cmd_get_imsi(int fd, char *buffer, unsigned int size) {
+    return typed_query(__func__, fd, platform().imsi, buffer, size);
 }
 
-int zelt_at_cmd_get_mdn(int, char *buffer, unsigned int size) {
-    return enter("zelt_at_cmd_get_mdn", std::to_string(size)) ? -1 : give_text(platform().mdn, buffer, size);
+int zelt_at_cmd_get_mdn(int fd, char *buffer, unsigned int size) {
+    return typed_query(__func__, fd, platform().mdn, buffer, size);
 }
 
-int zelt_at_cmd_get_cfun(int, char *buffer, unsigned int size) {
-    return enter("zelt_at_cmd_get_cfun", std::to_string(size)) ? -1 : give_text(platform().cfun, buffer, size);
+int zelt_at_cmd_get_cfun(int fd, char *buffer, unsigned int size) {
+    return typed_query(__func__, fd, platform().cfun, buffer, size);
 }
 
-int zelt_at_cmd_restore_factory_settings(int) {
-    return enter("zelt_at_cmd_restore_factory_settings", "") ? -1 : 0;
+int zelt_at_cmd_restore_factory_settings(int fd) {
+    const bool fails = enter(__func__, on_descriptor(fd));
+    return !is_open_descriptor(__func__, fd) || fails || state().stopped ? -1 : 0;
 }
 
 int run_qmicli_and_get_result(const char *arguments, char *output, int size) {
-    if (enter("run_qmicli_and_get_result", arguments)) {
+    const bool fails = enter(__func__, std::string(arguments) + " " + std::to_string(size));
+    if (size <= 0) {
         return -1;
     }
-    return give_text(platform().qmicli, output, static_cast<unsigned int>(size));
+    if (fails || platform().qmicli.result < 0 || state().stopped) {
+        give_text("", output, static_cast<unsigned int>(size));
+        return -1;
+    }
+    give_text(platform().qmicli.text, output, static_cast<unsigned int>(size));
+    return static_cast<int>(std::strlen(output));
 }
 
 // --- configuration ---
 
-int cmd_get_value_json(const char *path, Json::Value &out) {
-    const auto found = platform().config.find(path);
-    if (enter("cmd_get_value_json", path) || found == platform().config.end()) {
-        return -1;
-    }
-    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-    reader->parse(found->second.data(), found->second.data() + found->second.size(), &out, nullptr);
-    return 0;
-}
-
 namespace {
 
-Json::Value at_dotted_key(const Json::Value &config, const std::string &dotted_key) {
-    Json::Value here = config;
-    for (std::size_t begin = 0; begin <= dotted_key.size();) {
-        const std::size_t end = std::min(dotted_key.find('.', begin), dotted_key.size());
-        here = here.isObject() ? here[dotted_key.substr(begin, end - begin)] : Json::Value();
-        begin = end + 1;
+// Walks objects only; null when a name on the way is missing.
+const Json::Value *at_dotted_key(const Json::Value &config, std::string_view dotted_key) {
+    const Json::Value *here = &config;
+    for (;;) {
+        const std::size_t dot = dotted_key.find('.');
+        const std::string_view name = dotted_key.substr(0, dot);
+        here = here->isObject() ? here->find(name.data(), name.data() + name.size()) : nullptr;
+        if (here == nullptr || dot == std::string_view::npos) {
+            return here;
+        }
+        dotted_key.remove_prefix(dot + 1);
     }
-    return here;
+}
+
+bool parse_json(const std::string &text, Json::Value &value) {
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    return reader->parse(text.data(), text.data() + text.size(), &value, nullptr);
 }
 
 }  // namespace
 
+int cmd_get_value_json(const char *path, Json::Value &out) {
+    const bool fails = enter("cmd_get_value_json", path);
+    const auto subtree = platform().config.find(path);
+    const bool has_subtree = subtree != platform().config.end();
+    Json::Value value;
+    if (fails || !parse_json(has_subtree ? subtree->second : platform().whole_config, value)) {
+        return -1;
+    }
+    if (!has_subtree && !value.isObject()) {
+        return -1;
+    }
+    const Json::Value *found = has_subtree ? &value : at_dotted_key(value, path);
+    out = found != nullptr ? *found : Json::Value();
+    return 0;
+}
+
 bool config_get_string(const Json::Value &config, std::string *out, const std::string &dotted_key) {
-    const Json::Value found = at_dotted_key(config, dotted_key);
-    if (enter_unseen("config_get_string") || !found.isString()) {
+    const Json::Value *found = at_dotted_key(config, dotted_key);
+    if (enter_unseen("config_get_string") || found == nullptr || !found->isString()) {
         return false;
     }
-    *out = found.asString();
+    *out = found->asString();
     return true;
 }
 
 bool config_get_int(const Json::Value &config, int *out, const std::string &dotted_key) {
-    const Json::Value found = at_dotted_key(config, dotted_key);
-    if (enter_unseen("config_get_int") || !found.isInt()) {
+    const Json::Value *found = at_dotted_key(config, dotted_key);
+    if (enter_unseen("config_get_int") || found == nullptr || found->type() == Json::realValue || !found->isInt()) {
         return false;
     }
-    *out = found.asInt();
+    *out = found->asInt();
     return true;
 }
 
 bool config_get_bool(const Json::Value &config, bool *out, const std::string &dotted_key) {
-    const Json::Value found = at_dotted_key(config, dotted_key);
-    if (enter_unseen("config_get_bool") || !found.isBool()) {
+    const Json::Value *found = at_dotted_key(config, dotted_key);
+    if (enter_unseen("config_get_bool") || found == nullptr || !found->isBool()) {
         return false;
     }
-    *out = found.asBool();
+    *out = found->asBool();
     return true;
 }
 
@@ -436,8 +656,15 @@ void mqtt_brel::start_mqtt_connection() {
 
 void mqtt_brel::send_message(int *rc, const char *topic, const char *payload) {
     const bool fails = enter("send_message", std::string(rc == nullptr ? "null " : "rc ") + topic + " " + payload);
+    const BREL_MQTT_RC result = fails                                                    ? BREL_MQTT_UNSUCCESSFUL
+                                : *topic == '\0' || std::strpbrk(topic, "+#") != nullptr ? BREL_MQTT_BAD_REQUEST
+                                : !platform().broker                                     ? BREL_MQTT_BUSY
+                                                                                         : BREL_MQTT_SUCCESS;
+    if (result == BREL_MQTT_SUCCESS) {
+        platform().messages.push_back({topic, payload});
+    }
     if (rc != nullptr) {
-        *rc = fails ? BREL_MQTT_UNSUCCESSFUL : BREL_MQTT_SUCCESS;
+        *rc = result;
     }
 }
 
@@ -451,24 +678,20 @@ const char *pellow_dev_type_enum_to_string(pellow_dev_type) {
 
 // --- utilities ---
 
-namespace {
-
-int write_file(const char *operation, const char *path, const char *text) {
-    if (enter(operation, *text == '\0' ? path : std::string(path) + " " + text)) {
+int create_pidfile(const char *path) {
+    if (enter("create_pidfile", path)) {
         return -1;
     }
-    platform().files[path] = text;
+    platform().files[path] = std::to_string(getpid());
     return 0;
 }
 
-}  // namespace
-
-int create_pidfile(const char *path) {
-    return write_file("create_pidfile", path, "");
-}
-
 int create_empty_file(const char *path) {
-    return write_file("create_empty_file", path, "");
+    if (enter("create_empty_file", path)) {
+        return -1;
+    }
+    platform().files.try_emplace(path);
+    return 0;
 }
 
 int delete_file(const char *path) {
@@ -484,39 +707,65 @@ bool file_exists(const char *path) {
 }
 
 int write_str_to_file(const char *path, const char *text) {
-    return write_file("write_str_to_file", path, text);
+    if (enter("write_str_to_file", *text == '\0' ? path : std::string(path) + " " + text)) {
+        return -1;
+    }
+    platform().files[path] = text;
+    return 0;
 }
 
 int check_interface_ip(const char *interface_name, char *ip) {
-    if (enter("check_interface_ip", interface_name) || platform().wwan_ip.empty()) {
+    if (enter("check_interface_ip", interface_name) || std::strcmp(interface_name, "wwan0") != 0 ||
+        platform().wwan_ip.empty()) {
         return -1;
     }
     std::snprintf(ip, 16, "%s", platform().wwan_ip.c_str());
     return 0;
 }
 
+namespace {
+
+int set_interface(const char *operation, const char *name, bool up) {
+    if (enter(operation, name) || !platform().interfaces.contains(name)) {
+        return ENODEV;
+    }
+    if (platform().link_error != 0) {
+        return platform().link_error;
+    }
+    up ? static_cast<void>(platform().interfaces_up.insert(name))
+       : static_cast<void>(platform().interfaces_up.erase(name));
+    return 0;
+}
+
+}  // namespace
+
 int ip_link_set_interface_down(const char *interface_name) {
-    return enter("ip_link_set_interface_down", interface_name) ? -1 : platform().link_error;
+    return set_interface("ip_link_set_interface_down", interface_name, false);
 }
 
 int ip_link_set_interface_up(const char *interface_name) {
-    return enter("ip_link_set_interface_up", interface_name) ? -1 : platform().link_error;
+    return set_interface("ip_link_set_interface_up", interface_name, true);
 }
 
 int brelsys(const char *format, ...) {
-    std::array<char, 1024> command{};
     va_list arguments;
     va_start(arguments, format);
-    std::vsnprintf(command.data(), command.size(), format, arguments);
+    char *formatted = nullptr;
+    const bool no_memory = vasprintf(&formatted, format, arguments) < 0;
     va_end(arguments);
-    if (enter("brelsys", command.data())) {
-        return -1;
+    const std::string command = no_memory ? "" : formatted;
+    std::free(formatted);
+    if (enter("brelsys", command)) {
+        return 127;  // as when the shell cannot run it
     }
-    const auto status = platform().command_status.find(command.data());
+    const auto status = platform().command_status.find(command);
     return status == platform().command_status.end() ? 0 : status->second;
 }
 
-std::uint32_t fwtime_s(int) {
+std::uint32_t fwtime_s(int reserved) {
+    if (reserved != 0) {
+        misuse("fwtime_s(" + std::to_string(reserved) + ")");
+    }
     enter_unseen("fwtime_s");
     return platform().now;
 }

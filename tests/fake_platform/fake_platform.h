@@ -1,13 +1,18 @@
 // platform/ in memory. It keeps a journal of every call in order, plays scripted answers, owns the clock and the files,
 // and can fail, or interfere with, the n-th call of anything.
 //
-// The journal's lines begin with the operation's own name; what a reader needs of its arguments follows. A log line is
-// "log PRIORITY: TEXT". access(), fwtime_s() and the sysdb reads are not in the journal: they change nothing.
+// The journal's lines begin with the operation's own name; what varies of its arguments follows, a descriptor first. A
+// log line is "log PRIORITY: TEXT". access(), fwtime_s() and the sysdb reads are not in the journal: they change
+// nothing.
+//
+// What never varies (the flags of a write, the null handle of a one-shot write, the mode of access()) is no part of the
+// journal's lines: any other value, like a descriptor or handle that is not open, is a misuse, which fails the test.
 #pragma once
 
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <variant>
 #include <vector>
@@ -26,10 +31,10 @@ struct at_answer {
 
 // One exchange as the daemon asked for it, the command with its carriage return.
 struct at_exchange {
+    int fd;
     std::string command;
     std::vector<std::string> texts;  // those that end the reading
     unsigned int buffer_size;
-    std::vector<unsigned int> flags;  // the two last arguments
 };
 
 struct typed_answer {
@@ -37,8 +42,14 @@ struct typed_answer {
     std::string text;
 };
 
+struct message {
+    std::string topic;
+    std::string payload;
+};
+
 struct platform_state {
     std::vector<std::string> journal;
+    std::vector<std::string> reads;  // of sysdb, by key: "sysdb_read_str CELL_MODEL 128", with the buffer's size
 
     // Files by path, with their content. A path exists when it is here. "/dev/ttyQSB3" and "/tmp/zstats.running" do
     // from the start.
@@ -57,14 +68,21 @@ struct platform_state {
     typed_answer carrier, imsi, mdn, cfun;
 
     std::map<std::string, std::string> config;  // JSON text by path, such as "network"
-    typed_answer qmicli{-1, ""};
+    std::string whole_config;                   // JSON text of everything, for paths that are not above
+    typed_answer qmicli{-1, ""};                // a result of 0 or more gives the text, and returns what fits
     std::map<std::string, int> command_status;  // of brelsys, by command line; 0 without an entry
     std::string wwan_ip;                        // of "wwan0"; empty: none
-    int link_error = 0;                         // of ip_link_set_interface_down and _up
-    std::uint32_t now = 1000;                   // seconds; sleep() lets it pass
-    int log_socket_type = SOCK_DGRAM;           // on which the system log listens
+    std::set<std::string> interfaces{"wwan0", "eth0", "eth1"};
+    std::set<std::string> interfaces_up;
+    int link_error = 0;                // of ip_link_set_interface_down and _up
+    bool broker = true;                // answers send_message
+    std::vector<message> messages;     // that it got
+    std::uint32_t now = 1000;          // seconds; sleep() lets it pass
+    int log_socket_type = SOCK_DGRAM;  // on which the system log listens
 
     std::map<int, void (*)(int)> signal_handlers;  // those that signal() was given; none is really installed
+
+    bool misuse_is_expected = false;
 };
 
 // The state of this process's platform.
@@ -88,6 +106,9 @@ std::vector<std::string> log_lines();
 // What "CELL" holds; an empty text when the key is missing. As `sysdb list` prints it: "int -95", "real -999.0".
 std::string cell(const std::string &key);
 std::string text_of(const value &stored);
+
+// For the implementations: a call that its header does not allow. Fails the test, or ends a program that is no test.
+void misuse(const std::string &what);
 
 // For the implementations: counts the call, runs its hooks, writes it down. True when the call is to fail.
 bool enter(const std::string &operation, const std::string &journal_line);

@@ -8,15 +8,18 @@ failed=0
 
 sound_tree() {
     rm -rf "${tree:?}"/*
-    mkdir -p "$tree"/{base,daemon,modem,decode,wwan,stats,platform,host,tools,fuzz} \
+    mkdir -p "$tree"/{base,daemon,modem,decode,wwan,stats,platform,posix,store,view,host,tools,fuzz} \
         "$tree"/sim/{inside,outside,scenario,stand_ins}
     touch "$tree/base/flag.h" "$tree/platform/store.h"
     printf '#include "base/flag.h"\n#include <string>\n' >"$tree/decode/lte.h"
     printf '#include "decode/lte.h"\n  #  include "platform/store.h"\n' >"$tree/decode/lte.cpp"
     printf '#include "decode/lte.h" // the one decoder\n' >"$tree/daemon/main.cpp"
-    printf '#include <lmdb.h>\n' >"$tree/host/store.cpp"
+    printf '#include <lmdb.h>\n#include "posix/descriptor.h"\n' >"$tree/store/environment.cpp"
+    touch "$tree/posix/descriptor.h"
+    printf '#include "store/environment.h"\n#include "platform/store.h"\n' >"$tree/host/sysdb.cpp"
     printf '%s\n' '```text' 'daemon/main: not/this' '```' '```arrows' 'daemon/main: decode/lte' \
-        'decode/lte: base/flag platform/store' 'base/flag:' 'platform/store:' '```' >"$tree/ARCHITECTURE.md"
+        'decode/lte: base/flag platform/store' 'base/flag:' 'platform/store:' '```' \
+        '```folders' 'host: platform store' 'store: posix' 'platform:' 'posix:' '```' >"$tree/ARCHITECTURE.md"
 }
 
 # finds WHY CHECK TEXT COMMAND: after COMMAND in a sound tree, CHECK fails and says TEXT.
@@ -66,6 +69,21 @@ finds 'a line that is no line of the table' check_arrows \
 finds 'a page without the table' check_arrows \
     'has no table' \
     'sed -i "s|^.*arrows$||" ARCHITECTURE.md'
+finds 'an include of a folder that the table does not have' check_arrows \
+    'tools includes store, but' \
+    'echo "#include \"store/environment.h\"" >tools/view.cpp; sed -i "s|^host:|tools:\n&|" ARCHITECTURE.md'
+finds 'a folder without a line' check_arrows \
+    'view has no line' \
+    'touch view/keys.h'
+finds 'a folder that a folder does not include any more' check_arrows \
+    'store does not include posix' \
+    'echo >store/environment.cpp'
+finds 'a folder that includes one above it' check_arrows \
+    'host stands above store' \
+    'echo "#include \"host/stop.h\"" >>store/environment.cpp; sed -i "s|^store:|& host|" ARCHITECTURE.md'
+finds 'a page without the table of folders' check_arrows \
+    'begins with ```folders' \
+    'sed -i "s|^.*folders$||" ARCHITECTURE.md'
 
 finds 'the daemon reaches into the host' check_walls \
     'decode/lte.h:3:' \
@@ -82,9 +100,15 @@ finds 'an include in angle brackets, which the table of arrows does not see' che
 finds 'the store'"'"'s library in the daemon' check_walls \
     'stats/map.cpp:1:' \
     'echo "#include <lmdb.h>" >stats/map.cpp'
+finds 'the store'"'"'s library in what uses the store' check_walls \
+    'host/sysdb.cpp:3:' \
+    'echo "#include <lmdb.h>" >>host/sysdb.cpp'
 finds 'the broker'"'"'s library in a tool' check_walls \
     'tools/view.h:1:' \
     'echo "#include <mosquitto.h>" >tools/view.h'
+finds 'what the keys mean depending on who shows them' check_walls \
+    'view/picture.h:1:' \
+    'echo "#include \"tools/top/page.h\"" >view/picture.h'
 finds 'the language reaches for who plays it' check_walls \
     'sim/scenario/words.cpp:1:' \
     'echo "#include \"sim/inside/player.h\"" >sim/scenario/words.cpp'

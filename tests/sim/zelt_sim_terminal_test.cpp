@@ -25,7 +25,7 @@
 #include <unistd.h>
 #include <utmp.h>
 
-#include "host/descriptor.h"
+#include "posix/descriptor.h"
 
 namespace {
 

@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <new>
 #include <stdexcept>
 
 #include "stats/cell_catalogue.h"
@@ -10,6 +13,40 @@
 #include "stats/clear_sysdb_values.h"
 #include "tests/fake_platform/fake_platform.h"
 #include "tests/unit/clearing_journal.h"
+
+namespace {
+
+// Sizes of the allocations, while they are of interest.
+struct {
+    bool recording = false;
+    std::array<std::size_t, 32> sizes{};
+    std::size_t count = 0;
+} allocations;
+
+}  // namespace
+
+#if !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"  // inlined, the pair below looks mismatched
+#endif
+
+void *operator new(std::size_t size) {
+    if (allocations.recording && allocations.count < allocations.sizes.size()) {
+        allocations.sizes.at(allocations.count++) = size;
+    }
+    void *block = std::malloc(size);
+    if (block == nullptr) {
+        throw std::bad_alloc();
+    }
+    return block;
+}
+
+void operator delete(void *block) noexcept {
+    std::free(block);
+}
+
+void operator delete(void *block, std::size_t) noexcept {
+    std::free(block);
+}
 
 namespace {
 
@@ -268,6 +305,32 @@ TEST(publication, the_atomic_half_writes_into_the_callers_transaction_only) {
     EXPECT_THAT(publish(), IsEmpty());
 }
 
+// Of a publication that failed, only what it wrote itself is marked again.
+TEST(publication, what_another_transaction_took_along_stays_taken_when_a_later_one_fails) {
+    update_cell_stats_map("CELL_RSRP", "-95");
+    sysdb_handle handle{};
+    sysdb_init(&handle, 0);
+    sysdb_txn_start(&handle, "CELL", 0);
+    save_cell_stats_map_to_sysdb_atomic(&handle);
+    sysdb_txn_end(&handle);
+    sysdb_exit(&handle);
+    fake::fail("sysdb_init");
+    publish();
+    EXPECT_THAT(publish(), IsEmpty());
+}
+
+TEST(publication, of_two_failed_commits_nothing_is_marked_twice) {
+    update_cell_stats_map("CELL_RSRP", "-95");
+    fake::fail("sysdb_txn_end", 1);
+    fake::fail("sysdb_txn_end", 2);
+    publish();
+    publish();
+    EXPECT_THAT(publish(), ElementsAre("sysdb_write_int CELL_RSRP int -95"));
+    fake::fail("sysdb_init");
+    publish();
+    EXPECT_THAT(publish(), IsEmpty());
+}
+
 // --- Exceptions ---
 
 TEST(publication, an_exception_of_a_write_is_logged_and_what_was_not_reached_stays_marked) {
@@ -292,7 +355,8 @@ TEST_P(publication_exception, is_logged_and_keeps_the_marks) {
     EXPECT_THAT(publish(), ElementsAre("sysdb_write_int CELL_RSRP int -95"));
 }
 
-INSTANTIATE_TEST_SUITE_P(of, publication_exception, testing::Values("sysdb_init", "sysdb_txn_start", "sysdb_txn_end"),
+INSTANTIATE_TEST_SUITE_P(of, publication_exception,
+                         testing::Values("sysdb_init", "sysdb_txn_start", "sysdb_txn_end", "sysdb_exit"),
                          [](const auto &test) { return std::string(test.param); });
 
 // --- Group resets ---
@@ -318,6 +382,38 @@ TEST(group_reset, signal_values_get_their_defaults_and_nothing_else_does) {
     EXPECT_THAT(publish(), ElementsAre("sysdb_write_int CELL_BAND int -999", "sysdb_write_int CELL_RSRP int -999",
                                        "sysdb_write_int CELL_RSRQ int -999", "sysdb_write_int CELL_RSSI int -999",
                                        "sysdb_write_dbl CELL_SINR real -999.0", "sysdb_write_int CELL_SQI int -999"));
+}
+
+// The keys that a reset updates, in its order, which nothing that leaves the map shows: each key gets a default text of
+// a length of its own, and copying that allocates just so much.
+std::vector<std::string> keys_in_order_of(void (*reset)()) {
+    constexpr std::size_t LENGTH_OF_FIRST = 100;
+    auto original = cell_stats_map;
+    std::vector<std::string> keys;
+    for (auto &[key, stat] : cell_stats_map) {
+        stat.kind = VALUE_STRING;
+        stat.default_text.assign(LENGTH_OF_FIRST + keys.size(), 'x');
+        keys.push_back(key);
+    }
+    allocations.recording = true;
+    reset();
+    allocations.recording = false;
+    std::vector<std::string> order;
+    for (std::size_t i = 0; i < allocations.count; ++i) {
+        order.push_back(keys.at(allocations.sizes.at(i) - LENGTH_OF_FIRST - 1));
+    }
+    allocations.count = 0;
+    cell_stats_map.swap(original);
+    return order;
+}
+
+TEST(group_reset, each_has_its_order) {
+    EXPECT_THAT(keys_in_order_of(reset_lte_values), ElementsAre("CELL_LTE_RSRP", "CELL_LTE_SQI", "CELL_LTE_SINR",
+                                                                "CELL_LTE_RSRQ", "CELL_LTE_BAND", "CELL_LTE_RSSI"));
+    EXPECT_THAT(keys_in_order_of(reset_nr5g_values),
+                ElementsAre("CELL_NR5G_RSRP", "CELL_NR5G_SQI", "CELL_NR5G_SINR", "CELL_NR5G_RSRQ", "CELL_NR5G_BAND"));
+    EXPECT_THAT(keys_in_order_of(reset_signal_values),
+                ElementsAre("CELL_RSRP", "CELL_RSRQ", "CELL_RSSI", "CELL_SQI", "CELL_SINR", "CELL_BAND"));
 }
 
 // --- Clearing ---
@@ -402,7 +498,7 @@ TEST_P(clearing_exception, is_logged_under_the_name_of_the_clearing_and_skips_th
 // The first integers and strings are the registration, connection and address keys, which are no part of the map.
 INSTANTIATE_TEST_SUITE_P(of, clearing_exception,
                          testing::Values("sysdb_init", "sysdb_txn_start", "sysdb_write_int", "sysdb_write_str",
-                                         "sysdb_txn_end"),
+                                         "sysdb_txn_end", "sysdb_exit"),
                          [](const auto &test) { return std::string(test.param); });
 
 }  // namespace

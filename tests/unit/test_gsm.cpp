@@ -1,6 +1,7 @@
 // The GSM decoder: which column reaches which keys, and where a broken line stops.
 #include "decode/gsm.h"
 #include "tests/unit/decoding_test.h"
+#include "tests/unit/update_record.h"
 
 namespace {
 
@@ -17,6 +18,15 @@ TEST_F(gsm_decoder, every_column_reaches_its_keys_without_strength_and_quality) 
                                          "CELL_MCC string 250", "CELL_MNC string 99", "CELL_NET_TYPE string GSM",
                                          "CELL_NET_TYPE_INT int 5", "CELL_RXLEV int -73", "CELL_TXP int 255"));
     EXPECT_THAT(fake::log_lines(), ElementsAre(std::string("debug: Parsing GSM:") + LINE));
+}
+
+TEST_F(gsm_decoder, updates_come_in_the_order_of_the_columns) {
+    taken_updates();
+    parse_gsm(LINE);
+    EXPECT_THAT(taken_updates(),
+                ElementsAre("CELL_MCC 250", "CELL_MNC 99", "CELL_LAC 56401", "CELL_CID 47385", "CELL_BSIC 26",
+                            "CELL_ARFCN 50", "CELL_CHANNEL 50", "CELL_BAND 900", "CELL_RXLEV -73", "CELL_TXP 255",
+                            "CELL_NET_TYPE GSM", "CELL_NET_TYPE_INT 5"));
 }
 
 TEST_F(gsm_decoder, a_quoted_dash_is_no_number) {

@@ -16,6 +16,7 @@ namespace {
 using fake::platform;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::SizeIs;
 
 std::string reset_request() {
     return R"({"pid":)" + std::to_string(getpid()) + R"(,"ps":"zstats","req":"SOFT_RESET"})" + "\n";
@@ -38,10 +39,10 @@ TEST_F(health_check, level_7_restores_the_module_and_requests_its_reset_while_ho
     check();
     EXPECT_THAT(platform().journal,
                 ElementsAre("log info: Health check", "log info: Getting CFUN", "create_empty_file /tmp/zelt.cli",
-                            "ser_open /dev/ttyQSB3", "zelt_at_cmd_get_cfun 8", "log alert: CFUN=7, rebooting module",
-                            "zelt_at_cmd_restore_factory_settings",
+                            "ser_open /dev/ttyQSB3", "zelt_at_cmd_get_cfun 7 8", "log alert: CFUN=7, rebooting module",
+                            "zelt_at_cmd_restore_factory_settings 7",
                             "log notice: Sending cell module reset request " + reset_request(),
-                            "send_message null v1/device/zelt-man " + reset_request(), "ser_close",
+                            "send_message null v1/device/zelt-man " + reset_request(), "ser_close 7",
                             "delete_file /tmp/zelt.cli"));
 }
 
@@ -56,7 +57,7 @@ TEST_F(health_check, only_models_2_and_3_are_asked) {
         SCOPED_TRACE(model);
         platform().journal.clear();
         check(static_cast<module_model>(model));
-        EXPECT_THAT(fake::journal_of({"zelt_at_cmd_get_cfun"}), ElementsAre("zelt_at_cmd_get_cfun 8"));
+        EXPECT_THAT(fake::journal_of({"zelt_at_cmd_get_cfun"}), SizeIs(1));
     }
 }
 
@@ -102,12 +103,12 @@ TEST_F(health_check, which_answers_count_as_level_7) {
 TEST_F(health_check, a_healthy_or_silent_module_is_left_alone_without_a_further_line) {
     for (const fake::typed_answer &answer : {fake::typed_answer{1, "1"}, fake::typed_answer{-1, ""}}) {
         SCOPED_TRACE(answer.result);
-        platform().journal.clear();
+        fake::reset();
         platform().cfun = answer;
         check();
         EXPECT_THAT(platform().journal,
                     ElementsAre("log info: Health check", "log info: Getting CFUN", "create_empty_file /tmp/zelt.cli",
-                                "ser_open /dev/ttyQSB3", "zelt_at_cmd_get_cfun 8", "ser_close",
+                                "ser_open /dev/ttyQSB3", "zelt_at_cmd_get_cfun 7 8", "ser_close 7",
                                 "delete_file /tmp/zelt.cli"));
     }
 }
@@ -153,7 +154,8 @@ TEST_F(health_check, an_exception_of_the_request_is_logged_by_the_request_and_th
     fake::before("send_message", 1, [] { throw std::runtime_error("no broker"); });
     check();
     EXPECT_EQ(fake::log_lines().back(), "alert: exception no broker in generate_request_to_reset_cell_module");
-    EXPECT_THAT(fake::journal_of({"ser_close", "delete_file"}), ElementsAre("ser_close", "delete_file /tmp/zelt.cli"));
+    EXPECT_THAT(fake::journal_of({"ser_close", "delete_file"}),
+                ElementsAre("ser_close 7", "delete_file /tmp/zelt.cli"));
 }
 
 TEST_F(health_check, a_failed_publication_is_not_reported) {

@@ -116,6 +116,27 @@ TEST(ipv4_settings, addresses_by_their_length) {
     }
 }
 
+TEST(ipv4_settings, a_gateway_of_fifteen_characters_is_whole_and_one_of_sixteen_is_cut) {
+    for (const char *value : {"255.255.255.255", "255.255.255.2550"}) {
+        parse(std::string("IPv4 gateway address: ") + value + "\n");
+        EXPECT_EQ(fake::cell("CELL_GATEWAY"), "string 255.255.255.255");
+        EXPECT_EQ(platform().files["/var/run/wwan_gw"], "255.255.255.255");
+    }
+}
+
+TEST(ipv4_settings, labels_of_one_line_are_taken_in_their_own_order) {
+    parse("IPv4 secondary DNS: 2 IPv4 primary DNS: 1 MTU: 1400 IPv4 gateway address: 10.0.0.3 "
+          "IPv4 subnet mask: 255.0.0.0 IPv4 address: 10.0.0.1\n");
+    EXPECT_THAT(fake::journal_of({"log debug: Updating CELL_IPV4", "log debug: Updating CELL_MASK",
+                                  "log debug: Updating CELL_GATEWAY", "log debug: Using",
+                                  "log debug: Updating CELL_PRIMARY_DNS", "log debug: Updating CELL_SECONDARY_DNS"}),
+                ElementsAre("log debug: Updating CELL_IPV4 with 10.0.0.1",
+                            "log debug: Updating CELL_MASK with 255.0.0.0 IPv4 ",
+                            "log debug: Updating CELL_GATEWAY with 10.0.0.3 IPv4 s", "log debug: Using MTU:1400",
+                            testing::StartsWith("log debug: Updating CELL_PRIMARY_DNS with 1 MTU: 1400 "),
+                            testing::StartsWith("log debug: Updating CELL_SECONDARY_DNS with 2 IPv4 primary DNS: 1 ")));
+}
+
 TEST(ipv4_settings, an_invalid_address_is_withdrawn_in_this_order) {
     parse_ipv4("IPv4 address: 1.2.3");
     EXPECT_THAT(platform().journal,

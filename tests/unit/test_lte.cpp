@@ -3,6 +3,7 @@
 
 #include "decode/lte.h"
 #include "tests/unit/decoding_test.h"
+#include "tests/unit/update_record.h"
 
 namespace {
 
@@ -45,6 +46,18 @@ TEST_F(lte_decoder, every_column_reaches_its_keys) {
     EXPECT_EQ(published(), sample_values("LTE", "20"));
     EXPECT_THAT(fake::log_lines(), ElementsAre(std::string("debug: Parsing LTE:") + LINE,
                                                "debug: parse_lte_catm: update cell net type LTE"));
+}
+
+TEST_F(lte_decoder, updates_come_in_the_order_of_the_columns_and_the_type_s_name_before_its_number) {
+    taken_updates();
+    parse_lte_catm(LINE, true);
+    EXPECT_THAT(taken_updates(),
+                ElementsAre("CELL_MCC 310", "CELL_MNC 260", "CELL_CID 27447297", "CELL_PCID 123", "CELL_EARFCN 5230",
+                            "CELL_CHANNEL 5230", "CELL_BAND 2", "CELL_LTE_BAND 2", "CELL_CHAN_BW_UL 20",
+                            "CELL_CHAN_BW_DL 20", "CELL_TAC 31500", "CELL_RSRP -95", "CELL_LTE_RSRP -95", "CELL_SQI 60",
+                            "CELL_LTE_SQI 60", "CELL_RSRQ -11", "CELL_LTE_RSRQ -11", "CELL_RSSI -65",
+                            "CELL_LTE_RSSI -65", "CELL_SINR 12", "CELL_LTE_SINR 12", "CELL_NET_TYPE LTE",
+                            "CELL_NET_TYPE_INT 20"));
 }
 
 TEST_F(lte_decoder, the_same_columns_as_catm_end_with_catm_and_10) {

@@ -91,6 +91,28 @@ TEST(modem_lock, an_exception_is_logged_under_its_name) {
     EXPECT_THAT(fake::log_lines(), ElementsAre("alert: exception no file in acquire_modem_lock"));
 }
 
+TEST(modem_port, an_exception_of_the_lock_is_logged_under_the_name_of_its_taking) {
+    fake::before("create_empty_file", 1, [] { throw std::runtime_error("no file"); });
+    EXPECT_EQ(open_modem_port(), -1);
+    EXPECT_THAT(platform().journal,
+                ElementsAre("create_empty_file /tmp/zelt.cli", "log alert: exception no file in acquire_modem_lock"));
+}
+
+TEST(modem_port, an_exception_while_the_lock_is_given_back_is_logged) {
+    fake::fail("ser_open");
+    fake::before("delete_file", 1, [] { throw std::runtime_error("no folder"); });
+    EXPECT_LT(open_modem_port(), 0);
+    EXPECT_THAT(fake::log_lines(), ElementsAre("alert: exception no folder in open_modem_port"));
+}
+
+TEST(modem_port, an_exception_of_the_closing_still_gives_the_lock_back) {
+    const int fd = open_modem_port();
+    fake::before("ser_close", 1, [] { throw std::runtime_error("no device"); });
+    close_modem_port(fd);
+    EXPECT_FALSE(platform().files.contains("/tmp/zelt.cli"));
+    EXPECT_THAT(fake::log_lines(), ElementsAre("alert: exception no device in close_modem_port"));
+}
+
 TEST(modem_port, opening_takes_the_lock_and_then_the_device) {
     EXPECT_EQ(open_modem_port(), 7);
     EXPECT_THAT(platform().journal, ElementsAre("create_empty_file /tmp/zelt.cli", "ser_open /dev/ttyQSB3"));
@@ -155,20 +177,20 @@ TEST(modem_port, closing_closes_the_device_and_then_gives_the_lock_back) {
     const int fd = open_modem_port();
     platform().journal.clear();
     close_modem_port(fd);
-    EXPECT_THAT(platform().journal, ElementsAre("ser_close", "delete_file /tmp/zelt.cli"));
+    EXPECT_THAT(platform().journal, ElementsAre("ser_close 7", "delete_file /tmp/zelt.cli"));
     EXPECT_FALSE(platform().files.contains("/tmp/zelt.cli"));
 }
 
 TEST(at_exchange, is_one_session_and_hands_the_librarys_result_through) {
     for (const unsigned int result : {0U, 1U, 2U, 4000000000U}) {
         SCOPED_TRACE(result);
-        platform().journal.clear();
+        fake::reset();
         platform().at_answers["at+csq"] = {{result, "+CSQ: 20,99"}};
         std::array<char, 8> answer{};
         EXPECT_EQ(exchange_for_line("at+csq\r", "+CSQ:", answer), result);
         EXPECT_STREQ(answer.data(), "+CSQ: 2");
         EXPECT_THAT(platform().journal, ElementsAre("create_empty_file /tmp/zelt.cli", "ser_open /dev/ttyQSB3",
-                                                    "ser_write_and_wait_for_txt_get_line at+csq", "ser_close",
+                                                    "ser_write_and_wait_for_txt_get_line 7 at+csq", "ser_close 7",
                                                     "delete_file /tmp/zelt.cli"));
     }
 }
@@ -176,14 +198,14 @@ TEST(at_exchange, is_one_session_and_hands_the_librarys_result_through) {
 TEST(at_exchange, of_all_lines_is_one_session_and_hands_the_librarys_result_through) {
     for (const unsigned int result : {0U, 1U, 2U}) {
         SCOPED_TRACE(result);
-        platform().journal.clear();
+        fake::reset();
         platform().at_answers["at+qcainfo"] = {{result, "OK"}};
         std::array<char, 512> answer{};
         EXPECT_EQ(exchange_for_all_lines("at+qcainfo\r", answer), result);
         EXPECT_STREQ(answer.data(), "OK");
         EXPECT_THAT(platform().journal, ElementsAre("create_empty_file /tmp/zelt.cli", "ser_open /dev/ttyQSB3",
-                                                    "ser_write_and_get_all_response_until_searchtxt at+qcainfo",
-                                                    "ser_close", "delete_file /tmp/zelt.cli"));
+                                                    "ser_write_and_get_all_response_until_searchtxt 7 at+qcainfo",
+                                                    "ser_close 7", "delete_file /tmp/zelt.cli"));
     }
 }
 
@@ -196,7 +218,7 @@ TEST(at_exchange, that_throws_is_closed_before_the_caller_sees_the_exception) {
     fake::before("ser_write_and_get_all_response_until_searchtxt", 1, throws);
     EXPECT_THROW(exchange_for_all_lines("at+qcainfo\r", answer), std::runtime_error);
     EXPECT_THAT(fake::journal_of({"ser_close", "delete_file"}),
-                ElementsAre("ser_close", "delete_file /tmp/zelt.cli", "ser_close", "delete_file /tmp/zelt.cli"));
+                ElementsAre("ser_close 7", "delete_file /tmp/zelt.cli", "ser_close 8", "delete_file /tmp/zelt.cli"));
 }
 
 TEST(at_exchange, without_a_port_there_is_no_result_and_no_exchange) {

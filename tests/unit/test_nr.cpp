@@ -1,6 +1,7 @@
 // The 5G decoders: their two orders of columns, and the NR leg that is listed but not attached.
 #include "decode/nr.h"
 #include "tests/unit/decoding_test.h"
+#include "tests/unit/update_record.h"
 
 namespace {
 
@@ -31,6 +32,15 @@ TEST_F(nsa_decoder, every_column_reaches_its_keys_and_no_other_key_is_written) {
     parse_5g_nsa(NSA_LINE);
     EXPECT_EQ(published(), NSA_VALUES);
     EXPECT_THAT(fake::log_lines(), ElementsAre(std::string("debug: Parsing 5G-NSA:") + NSA_LINE));
+}
+
+TEST_F(nsa_decoder, updates_come_in_the_order_of_the_columns) {
+    taken_updates();
+    parse_5g_nsa(NSA_LINE);
+    EXPECT_THAT(taken_updates(), ElementsAre("CELL_MCC 310", "CELL_MNC 260", "CELL_PCID 501", "CELL_RSRP -95",
+                                             "CELL_NR5G_RSRP -95", "CELL_SQI 60", "CELL_NR5G_SQI 60", "CELL_SINR 20",
+                                             "CELL_NR5G_SINR 20", "CELL_RSRQ -11", "CELL_NR5G_RSRQ -11", "CELL_BAND 77",
+                                             "CELL_NR5G_BAND 77", "CELL_NET_TYPE 5G NSA", "CELL_NET_TYPE_INT 25"));
 }
 
 TEST_F(nsa_decoder, old_firmware_ends_behind_rsrq) {
@@ -114,6 +124,15 @@ TEST_F(sa_decoder, every_column_reaches_its_keys_and_no_other_key_is_written) {
     parse_5g_sa(SA_LINE);
     EXPECT_EQ(published(), SA_VALUES);
     EXPECT_THAT(fake::log_lines(), ElementsAre(std::string("debug: Parsing 5G-SA:") + SA_LINE));
+}
+
+TEST_F(sa_decoder, updates_come_in_the_order_of_the_columns) {
+    taken_updates();
+    parse_5g_sa(SA_LINE);
+    EXPECT_THAT(taken_updates(), ElementsAre("CELL_MCC 310", "CELL_MNC 260", "CELL_PCID 153", "CELL_BAND 41",
+                                             "CELL_NR5G_BAND 41", "CELL_RSRP -76", "CELL_NR5G_RSRP -76", "CELL_SQI 90",
+                                             "CELL_NR5G_SQI 90", "CELL_RSRQ -10", "CELL_NR5G_RSRQ -10", "CELL_SINR 26",
+                                             "CELL_NR5G_SINR 26", "CELL_NET_TYPE 5G SA", "CELL_NET_TYPE_INT 30"));
 }
 
 TEST_F(sa_decoder, has_no_65535_test) {

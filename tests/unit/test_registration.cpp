@@ -20,9 +20,9 @@ TEST(registration, both_keys_are_written_while_the_port_is_still_held) {
     update_registration_and_roaming();
     EXPECT_THAT(platform().journal,
                 ElementsAre("log info: Updating registration and roaming", "create_empty_file /tmp/zelt.cli",
-                            "ser_open /dev/ttyQSB3", "zelt_at_cmd_get_registration_and_roaming",
+                            "ser_open /dev/ttyQSB3", "zelt_at_cmd_get_registration_and_roaming 7 false",
                             "sysdb_namedb_write_int CELL CELL_REGISTERED int 1",
-                            "sysdb_namedb_write_int CELL CELL_ROAMING int 1", "ser_close",
+                            "sysdb_namedb_write_int CELL CELL_ROAMING int 1", "ser_close 7",
                             "delete_file /tmp/zelt.cli"));
 }
 
@@ -43,16 +43,16 @@ TEST(registration, every_pair_of_flags_is_published_as_0_and_1) {
 TEST(registration, a_failed_query_leaves_both_keys_as_they_were) {
     for (const int result : {-1, 1, 2}) {
         SCOPED_TRACE(result);
+        fake::reset();
         platform().databases["CELL"] = {{"CELL_REGISTERED", 1}, {"CELL_ROAMING", 1}};
-        platform().journal.clear();
         platform().registration_result = result;
         update_registration_and_roaming();
         EXPECT_EQ(fake::cell("CELL_REGISTERED"), "int 1");
         EXPECT_EQ(fake::cell("CELL_ROAMING"), "int 1");
         EXPECT_THAT(platform().journal,
                     ElementsAre("log info: Updating registration and roaming", "create_empty_file /tmp/zelt.cli",
-                                "ser_open /dev/ttyQSB3", "zelt_at_cmd_get_registration_and_roaming", "ser_close",
-                                "delete_file /tmp/zelt.cli"));
+                                "ser_open /dev/ttyQSB3", "zelt_at_cmd_get_registration_and_roaming 7 false",
+                                "ser_close 7", "delete_file /tmp/zelt.cli"));
     }
 }
 

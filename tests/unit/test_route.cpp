@@ -37,7 +37,7 @@ TEST_F(route_update, a_first_connection_brings_the_link_up_once) {
     EXPECT_THAT(fake::journal_of({"run_qmicli_and_get_result", "cmd_get_value_json", "brelsys",
                                   "sysdb_namedb_write_str", "sleep", "system", "delete_file /tmp/fail.cnt",
                                   "write_str_to_file /var/run/wwan_intf", "log info:"}),
-                ElementsAre("log info: Updating route", "run_qmicli_and_get_result --wds-get-current-settings",
+                ElementsAre("log info: Updating route", "run_qmicli_and_get_result --wds-get-current-settings 512",
                             "cmd_get_value_json network", "write_str_to_file /var/run/wwan_intf wwan0",
                             "sysdb_namedb_write_str CELL CELL_IPV4 string 10.1.2.1",
                             "sysdb_namedb_write_str CELL CELL_MASK string 255.255.255.252",
@@ -54,6 +54,40 @@ TEST_F(route_update, logs_the_tools_answer_with_its_length) {
     EXPECT_THAT(
         fake::log_lines(),
         Contains("debug: qmicli (len:67):IPv4 address: 10.1.2.1\nIPv4 subnet mask: 255.255.255.252\nMTU: 1400\n"));
+}
+
+TEST_F(route_update, configuration_and_model_decide_the_mtu) {
+    struct row {
+        const char *why;
+        const char *config;
+        module_model model;
+        const char *mtu;
+    };
+    static constexpr const char *OVERRIDDEN = R"({"wireless":{"cell":{"mtu_override":true,"mtu":1300}}})";
+    static constexpr row ROWS[] = {
+        {"the module's", "{}", MODULE_EC25, "1400"},
+        {"the configured one", OVERRIDDEN, MODULE_EC25, "1300"},
+        {"one model less has no MTU of its own", OVERRIDDEN, MODULE_RM50X, "1300"},
+        {"has its own", OVERRIDDEN, MODULE_RM52X, "1500"},
+        {"one model more has not", OVERRIDDEN, static_cast<module_model>(7), "1300"},
+    };
+    for (const row &each : ROWS) {
+        SCOPED_TRACE(each.why);
+        platform().config["network"] = each.config;
+        update(each.model);
+        EXPECT_EQ(platform().files["/var/run/wwan_mtu"], each.mtu);
+    }
+}
+
+TEST_F(route_update, both_steps_of_the_bring_up_get_the_configuration) {
+    platform().config["network"] = R"({"wired":{"eth1":{"network":{"mode":"pass-through-auto"}}},
+                                       "ddns":{"enable":true}})";
+    update();
+    EXPECT_THAT(fake::journal_of({"brelsys", "ip_link_set_interface_down"}),
+                ElementsAre("brelsys /usr/bin/cmd_netgen wwan_apply", "brelsys /usr/bin/cmd_firewall passthrough",
+                            "brelsys /usr/bin/cmd_netgen dnsmasq", "ip_link_set_interface_down eth1",
+                            "brelsys /sbin/ip route flush cache", "brelsys /usr/sbin/conntrack -F",
+                            "brelsys /usr/bin/cmd_ddns restart"));
 }
 
 TEST_F(route_update, a_second_call_refreshes_files_and_keys_without_bringing_the_link_up_again) {
@@ -78,7 +112,7 @@ TEST_F(route_update, a_failed_tool_makes_the_cell_agent_restart_and_leaves_files
     platform().qmicli = {-1, ""};
     update();
     EXPECT_THAT(platform().journal,
-                ElementsAre("log info: Updating route", "run_qmicli_and_get_result --wds-get-current-settings",
+                ElementsAre("log info: Updating route", "run_qmicli_and_get_result --wds-get-current-settings 512",
                             "log debug: qmicli (len:-1):", "brelsys /etc/init.d/cell-agent kill"));
     EXPECT_EQ(platform().files["/var/run/wwan_ipv4"], "10.1.1.1");
     EXPECT_FALSE(route_updated);

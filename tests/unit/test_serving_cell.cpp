@@ -2,6 +2,7 @@
 #include "base/run_flag.h"
 #include "decode/serving_cell.h"
 #include "tests/unit/decoding_test.h"
+#include "tests/unit/update_record.h"
 
 namespace {
 
@@ -51,7 +52,7 @@ TEST_F(serving_cell_5g, journal_of_an_en_dc_answer_is_in_the_written_order) {
     parse_rm5XX_stats();
     EXPECT_THAT(fake::platform().journal,
                 ElementsAre("log info: Parsing RM5XX stats", "create_empty_file /tmp/zelt.cli", "ser_open /dev/ttyQSB3",
-                            "ser_write_and_get_all_response_until_searchtxt at+qeng=\"servingcell\"", "ser_close",
+                            "ser_write_and_get_all_response_until_searchtxt 7 at+qeng=\"servingcell\"", "ser_close 7",
                             "delete_file /tmp/zelt.cli",
                             "log debug: SERVINGCELL:" + STATE_LINE + LTE_LINE + NSA_LINE + OK,
                             std::string("log debug: Parsing LTE:") + LTE_PART + "\r",
@@ -66,7 +67,6 @@ TEST_F(serving_cell_5g, asks_for_all_lines_into_512_bytes) {
     EXPECT_EQ(asked[0].command, "at+qeng=\"servingcell\"\r");
     EXPECT_THAT(asked[0].texts, ElementsAre("OK", "ERROR"));
     EXPECT_EQ(asked[0].buffer_size, 512U);
-    EXPECT_THAT(asked[0].flags, ElementsAre(1U, 1U));
 }
 
 TEST_F(serving_cell_5g, with_both_radios_up_the_nr_values_replace_the_anchor_s) {
@@ -83,6 +83,43 @@ TEST_F(serving_cell_5g, with_both_radios_up_the_nr_values_replace_the_anchor_s) 
                             "CELL_NR5G_RSRQ int -11", "CELL_NR5G_SINR real 30.0", "CELL_NR5G_SQI int 80",
                             "CELL_PCID int 774", "CELL_RSRP int -82", "CELL_RSRQ int -11", "CELL_RSSI int -48",
                             "CELL_SINR real 30.0", "CELL_SQI int 80", "CELL_TAC int 13498"));
+}
+
+TEST_F(serving_cell_5g, the_anchor_is_decoded_whole_before_the_nr_leg) {
+    answer(0, STATE_LINE + LTE_LINE + NSA_LINE + OK);
+    taken_updates();
+    parse_rm5XX_stats();
+    const strings updates = taken_updates();
+    ASSERT_EQ(updates.size(), 23U + 15U);
+    EXPECT_EQ(updates[22], "CELL_NET_TYPE_INT 20");
+    EXPECT_EQ(updates[23], "CELL_MCC 262");
+    EXPECT_EQ(updates[37], "CELL_NET_TYPE_INT 25");
+}
+
+TEST_F(serving_cell_5g, within_one_line_the_order_is_lte_nsa_sa) {
+    char line[] = R"("NR5G-SA",x,1,"NR5G-NSA",2,"LTE",3)";
+    parse_servingcell_en_dc_mode(line);
+    EXPECT_THAT(called(), ElementsAre("LTE", "NR5G-NSA", "NR5G-SA"));
+}
+
+TEST_F(serving_cell_5g, an_nsa_line_cut_behind_the_cell_id_keeps_the_signal_of_the_lte_line) {
+    answer(0, STATE_LINE + LTE_LINE + "+QENG: \"NR5G-NSA\",262,02,774\r\n" + OK);
+    parse_rm5XX_stats();
+    published();
+    for (const auto &[key, value] : {std::pair{"CELL_NET_TYPE", "string 5G NSA"},
+                                     {"CELL_NET_TYPE_INT", "int 25"},
+                                     {"CELL_MNC", "string 02"},
+                                     {"CELL_PCID", "int 774"},
+                                     {"CELL_RSRP", "int -75"},
+                                     {"CELL_SQI", "int 92"},
+                                     {"CELL_SINR", "real 25.0"},
+                                     {"CELL_RSRQ", "int -7"},
+                                     {"CELL_RSSI", "int -48"},
+                                     {"CELL_BAND", "int 3"},
+                                     {"CELL_NR5G_RSRP", "int -999"},
+                                     {"CELL_NR5G_BAND", "int -999"}}) {
+        EXPECT_EQ(fake::cell(key), value) << key;
+    }
 }
 
 TEST_F(serving_cell_5g, an_nr_leg_that_is_not_attached_leaves_the_lte_values) {
@@ -122,10 +159,12 @@ TEST_F(serving_cell_5g, standalone_runs_its_decoder_alone) {
     EXPECT_EQ(fake::cell("CELL_CHANNEL"), "") << "channel, cell identity and area code are not NR's";
 }
 
+// Any NR5G makes it an answer of several lines, in which an older technology has no decoder.
 TEST_F(serving_cell_5g, nr_text_without_a_quoted_tag_decodes_nothing_but_withdraws) {
     for (const std::string text :
          {"+QENG: NR5G-NSA,262,01,774,-82\r\n\r\nOK\r\n", "+QENG: \"NR5G-XX\",1,2\r\n\r\nOK\r\n",
-          "+QENG: \"NR5G\"\r\n+QENG: \"WCDMA\",310,410,1,1\r\n\r\nOK\r\n"}) {
+          "+QENG: \"NR5G\"\r\n+QENG: \"WCDMA\",310,410,1,1\r\n\r\nOK\r\n",
+          "+QENG: NR5G,\"GSM\",250,99,DC51,B919\r\n\r\nOK\r\n"}) {
         SCOPED_TRACE(text);
         fake::reset();
         answer(0, text);
@@ -190,6 +229,13 @@ TEST_F(serving_cell_5g, only_the_first_511_characters_of_an_answer_are_seen) {
     EXPECT_THAT(called(), ElementsAre("LTE"));
 }
 
+TEST_F(serving_cell_5g, the_nr_keys_are_withdrawn_before_the_answer_is_logged) {
+    answer(0, LTE_LINE);
+    throw_at_log_line(2);
+    parse_rm5XX_stats();
+    EXPECT_EQ(published(), NR_KEYS_WITHDRAWN);
+}
+
 TEST_F(serving_cell_5g, an_exception_is_logged_under_its_name) {
     throw_at_log_line(1);
     parse_rm5XX_stats();
@@ -202,8 +248,8 @@ TEST_F(serving_cell_4g, journal_of_one_answer_is_in_the_written_order) {
     parse_4g_module_stats();
     EXPECT_THAT(fake::platform().journal,
                 ElementsAre("log info: Parsing non-5G module stats", "create_empty_file /tmp/zelt.cli",
-                            "ser_open /dev/ttyQSB3", "ser_write_and_wait_for_txt_get_line at+qeng=\"servingcell\"",
-                            "ser_close", "delete_file /tmp/zelt.cli", "log debug: SERVINGCELL:" + text,
+                            "ser_open /dev/ttyQSB3", "ser_write_and_wait_for_txt_get_line 7 at+qeng=\"servingcell\"",
+                            "ser_close 7", "delete_file /tmp/zelt.cli", "log debug: SERVINGCELL:" + text,
                             std::string("log debug: Parsing LTE:") + LTE_PART,
                             "log debug: parse_lte_catm: update cell net type LTE"));
     EXPECT_THAT(keys_of(published()), testing::Not(testing::Contains(testing::StartsWith("CELL_NR5G"))));
@@ -216,7 +262,6 @@ TEST_F(serving_cell_4g, asks_for_one_line_into_256_bytes) {
     EXPECT_EQ(asked[0].command, "at+qeng=\"servingcell\"\r");
     EXPECT_THAT(asked[0].texts, ElementsAre("+QENG:", "OK", "ERROR"));
     EXPECT_EQ(asked[0].buffer_size, 256U);
-    EXPECT_THAT(asked[0].flags, ElementsAre(1U, 1U));
 }
 
 TEST_F(serving_cell_4g, result_0_is_a_closed_port_even_with_text_in_the_buffer) {
@@ -270,6 +315,10 @@ TEST_F(serving_cell, the_first_technology_in_the_order_of_preference_is_decoded)
         {"a tag needs its quotes", "LTE,WCDMA,GSM", {}},
         {"a tag needs its case", R"("lte","gsm")", {}},
         {"LTE is no part of a longer tag", R"("LTE-M")", {}},
+        {"CAT-M is no part of a longer tag", R"("CAT-M1")", {}},
+        {"WCDMA is no part of a longer tag", R"("WCDMA+")", {}},
+        {"GSM is no part of a longer tag", R"("GSM900")", {}},
+        {"nor the end of one", R"("LTE CAT-M","TD-WCDMA","EGSM")", {}},
         {"an unknown technology", R"("NTN NBIoT","FDD",901)", {}},
         {"narrow-band LTE is no CAT-M", R"("CAT-NB","FDD",460)", {}},
         {"searching", R"(+QENG: "servingcell","SEARCH")", {}},
@@ -302,7 +351,7 @@ TEST_F(serving_cell, a_gsm_line_without_cell_identity_still_asks_for_the_strengt
     EXPECT_THAT(fake::journal_of({"log", "ser_open", "ser_close"}),
                 ElementsAre("log debug: Parsing GSM:\"GSM\",250,99,DC51,,26,50,900,-73,255",
                             "log alert: exception stol in parse_gsm", "log info: Getting RSSI for GSM",
-                            "ser_open /dev/ttyQSB3", "ser_close", "log debug: CSQ:+CSQ: 20,99",
+                            "ser_open /dev/ttyQSB3", "ser_close 7", "log debug: CSQ:+CSQ: 20,99",
                             "log debug: Parsed out 20"));
 }
 

@@ -3,6 +3,7 @@
 
 #include "decode/carrier_aggregation.h"
 #include "modem/at_queries.h"
+#include "stats/carriers.h"
 #include "tests/unit/decoding_test.h"
 
 namespace {

@@ -42,7 +42,7 @@ protected:
     static const subscriber_case &self() { return GetParam(); }
     static void answer_with(int result, const std::string &text) { platform().*self().answer = {result, text}; }
     static std::string info_line() { return std::string("log info: ") + self().log_line; }
-    static std::string query_line() { return std::string(self().query) + " " + std::to_string(self().buffer_size); }
+    static std::string query_line() { return std::string(self().query) + " 7 " + std::to_string(self().buffer_size); }
 };
 
 TEST_P(subscriber_query, publishes_the_answer_as_a_string_in_one_session) {
@@ -50,21 +50,21 @@ TEST_P(subscriber_query, publishes_the_answer_as_a_string_in_one_session) {
     self().operation();
     EXPECT_THAT(platform().journal,
                 ElementsAre(info_line(), "create_empty_file /tmp/zelt.cli", "ser_open /dev/ttyQSB3", query_line(),
-                            std::string("sysdb_namedb_write_str CELL ") + self().key + " string 0012345", "ser_close",
+                            std::string("sysdb_namedb_write_str CELL ") + self().key + " string 0012345", "ser_close 7",
                             "delete_file /tmp/zelt.cli"));
 }
 
 TEST_P(subscriber_query, a_result_of_0_or_less_keeps_the_old_value) {
     for (const int result : {0, -1, -100}) {
         SCOPED_TRACE(result);
+        fake::reset();
         platform().databases["CELL"][self().key] = std::string("old");
-        platform().journal.clear();
         answer_with(result, "text that does not count");
         self().operation();
         EXPECT_EQ(fake::cell(self().key), "string old");
         EXPECT_THAT(platform().journal,
                     ElementsAre(info_line(), "create_empty_file /tmp/zelt.cli", "ser_open /dev/ttyQSB3", query_line(),
-                                "ser_close", "delete_file /tmp/zelt.cli"));
+                                "ser_close 7", "delete_file /tmp/zelt.cli"));
     }
 }
 

@@ -258,9 +258,9 @@ TEST_F(summary_line, a_temperature_has_six_decimals) {
     }
 }
 
-TEST_F(summary_line, an_integer_temperature_is_unreadable) {
+TEST_F(summary_line, an_integer_temperature_is_shown_as_the_real_that_it_is) {
     gpio()["GPIO_TEMP"] = 41;
-    EXPECT_EQ(field(29), "");
+    EXPECT_EQ(field(29), "Temp: 41.000000");
 }
 
 TEST_F(summary_line, the_longest_line_is_stored_whole) {

@@ -1,6 +1,7 @@
 // The WCDMA decoder: which column reaches which keys, and where a broken line stops.
 #include "decode/wcdma.h"
 #include "tests/unit/decoding_test.h"
+#include "tests/unit/update_record.h"
 
 namespace {
 
@@ -19,6 +20,14 @@ TEST_F(wcdma_decoder, every_column_reaches_its_keys_but_the_rscp) {
     EXPECT_EQ(fake::cell("CELL_RSCP"), "");
     EXPECT_EQ(fake::cell("CELL_BAND"), "") << "it comes from a query of its own";
     EXPECT_THAT(fake::log_lines(), ElementsAre(std::string("debug: Parsing WCDMA:") + LINE));
+}
+
+TEST_F(wcdma_decoder, updates_come_in_the_order_of_the_columns) {
+    taken_updates();
+    parse_wcdma(LINE);
+    EXPECT_THAT(taken_updates(), ElementsAre("CELL_MCC 310", "CELL_MNC 410", "CELL_LAC 11101", "CELL_CID 27440068",
+                                             "CELL_UARFCN 4385", "CELL_CHANNEL 4385", "CELL_RAC 254", "CELL_SQI 50",
+                                             "CELL_ECIO -7", "CELL_NET_TYPE WCDMA", "CELL_NET_TYPE_INT 15"));
 }
 
 TEST_F(wcdma_decoder, a_cell_without_measurements_has_dashes) {

@@ -1,6 +1,7 @@
 #include "tools/zelt_top/database.h"
 
 #include <ctime>
+#include <utility>
 
 #include <sys/stat.h>
 
@@ -27,35 +28,18 @@ std::optional<double> seconds_since_commit(const std::string &folder) {
 
 }  // namespace
 
-int database::read_into(reading &result) {
-    if (!environment_.is_open() || environment_.is_stale()) {
-        if (const int opened = environment_.open(folder_, sysdb_access::read); opened != 0) {
-            return opened;
-        }
-    }
-    // Before the transaction: a commit in between shows at the next reading, and is not lost.
-    result.commits = environment_.change_counter();
-    sysdb_transaction transaction;
-    if (const int begun = transaction.begin(environment_, "CELL", sysdb_access::read); begun != 0) {
-        return begun;
-    }
-    snapshot cell;
-    if (const int listed = transaction.list(&cell, &result.foreign_keys); listed != 0) {
-        return listed;
-    }
-    result.cell = std::move(cell);
-    return 0;
-}
-
-reading database::read() {
-    reading result;
+view::reading database::read() {
+    view::reading result;
     result.folder = folder_;
-    if (const int failed = read_into(result); failed != 0) {
+    view::snapshot cell;
+    if (const int failed = reader_.list(&cell, &result.foreign_keys); failed == 0) {
+        result.cell = std::move(cell);
+    } else {
         result.problem = sysdb_is_absent(failed) ? "Database not there yet: " + folder_ +
                                                        ". Start the daemon, or name its folder in SYSDB_DIR."
                                                  : "Database not readable: " + sysdb_problem(folder_, failed) + ".";
-        environment_.close();
     }
+    result.commits = reader_.changes();
     result.seconds_since_commit = seconds_since_commit(folder_);
     return result;
 }

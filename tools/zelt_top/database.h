@@ -2,24 +2,23 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
-#include "host/sysdb_store.h"
-#include "tools/zelt_top/observation.h"
+#include "store/reader.h"
+#include "view/observation.h"
 
 namespace zelt_top {
 
 class database {
 public:
-    explicit database(std::string folder) : folder_(std::move(folder)) {}
+    explicit database(std::string folder) : folder_(folder), reader_(std::move(folder), "CELL") {}
 
     // All keys as of one commit. Finds the database again when its folder was made anew.
-    reading read();
+    view::reading read();
 
 private:
-    int read_into(reading &result);
-
     std::string folder_;
-    sysdb_environment environment_;
+    sysdb_reader reader_;
 };
 
 }  // namespace zelt_top

@@ -2,7 +2,7 @@
 // handler, so whatever ends the program, its destructors put the terminal back.
 #pragma once
 
-#include "host/descriptor.h"
+#include "posix/descriptor.h"
 
 namespace zelt_top {
 

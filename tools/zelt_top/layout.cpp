@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <limits>
 
-#include "tools/zelt_top/text.h"
+#include "tools/zelt_top/columns.h"
+#include "view/words.h"
 
 namespace zelt_top {
 
@@ -19,56 +19,14 @@ constexpr std::size_t GAP = 3;         // between facts of a line
 constexpr std::size_t NARROWEST = 56;  // two legs side by side, each with a bar of a few cells
 constexpr std::size_t LOWEST = 12;     // title, state, three lines of facts, the signals, two more
 
-std::string shown(const std::string &printable_text, const page &on) {
-    return on.utf8 ? printable_text : ascii_only(printable_text);
+std::string shown(const std::string &text, const page &on) {
+    return on.utf8 ? text : ascii_only(text);
 }
 
-style look_of(rating grade, bool current) {
-    if (!current || grade == rating::out_of_range) {
-        return style::dim;
-    }
-    constexpr std::array<style, 5> looks{style::dim, style::bad, style::weak, style::fair, style::good};
-    return looks.at(static_cast<std::size_t>(grade));
-}
-
-// Whole numbers as such, others with one decimal.
-std::string digits(double value) {
-    std::array<char, 32> buffer{};
-    const bool whole = std::abs(value - std::round(value)) < 0.05;
-    if (!(std::abs(value) < 1e10)) {
-        return "out of range";
-    }
-    std::snprintf(buffer.data(), buffer.size(), whole ? "%.0f" : "%.1f", whole ? std::round(value) + 0.0 : value);
-    return buffer.data();
-}
-
-const char *absence(presence state) {
-    return state == presence::not_reported ? "not reported" : "unknown";
-}
-
-std::string words(const number &stored) {
-    return stored.known() ? digits(stored.value) : absence(stored.state);
-}
-
-std::string words(const phrase &stored) {
-    return stored.known() ? stored.value : absence(stored.state);
-}
-
-bool absent(const fact &one) {
-    return std::visit([](const auto &stored) { return !stored.known(); }, one.value);
-}
-
-// A cell is printed on plans in decimal, in tools of operators in hexadecimal.
-std::string words_of(const fact &one) {
-    std::string result = std::visit([](const auto &stored) { return words(stored); }, one.value);
-    const number *stored = std::get_if<number>(&one.value);
-    if (std::string_view(one.name) == "id" && stored != nullptr && stored->known() && stored->value >= 0 &&
-        stored->value <= 0xffffffffU) {
-        std::array<char, 16> hexadecimal{};
-        std::snprintf(hexadecimal.data(), hexadecimal.size(), " = 0x%X", static_cast<unsigned>(stored->value));
-        result += hexadecimal.data();
-    }
-    return *one.unit == '\0' || absent(one) ? result : result + ' ' + one.unit;
+// Without colour when the value is an old one.
+style look_of(view::rating grade, bool current) {
+    constexpr std::array<style, 4> looks{style::bad, style::weak, style::fair, style::good};
+    return current ? looks.at(static_cast<std::size_t>(grade)) : style::dim;
 }
 
 // Facts one after the other; a new line where the next one does not fit.
@@ -102,8 +60,8 @@ private:
     std::vector<line> lines_;
 };
 
-std::string title_text(const picture &known, const page &on) {
-    if (known.state == condition::no_database) {
+std::string title_text(const view::picture &known, const page &on) {
+    if (known.state == view::condition::no_database) {
         return "zelt-top";
     }
     std::string title = known.technology.empty() ? "Technology unknown" : known.technology;
@@ -113,7 +71,7 @@ std::string title_text(const picture &known, const page &on) {
     return shown(title, on);
 }
 
-line title_line(const picture &known, const page &on) {
+line title_line(const view::picture &known, const page &on) {
     const std::string keys = !on.keys ? "" : on.paused ? "paused: p goes on  q quit " : "h help  p pause  q quit ";
     line title;
     const std::size_t room = on.width - std::min(on.width, columns(keys) + 1);
@@ -123,10 +81,10 @@ line title_line(const picture &known, const page &on) {
     return title.add(" " + pad_right(title_text(known, on), room), style::title).add(keys, style::title);
 }
 
-std::vector<line> state_lines(const picture &known, const page &on) {
+std::vector<line> state_lines(const view::picture &known, const page &on) {
     std::string sentence = known.sentence;
-    if (known.age.written && known.state != condition::stale && known.state != condition::no_database) {
-        sentence += " Updated " + duration(*known.age.written) + " ago.";
+    if (known.age.written && known.state != view::condition::stale && known.state != view::condition::no_database) {
+        sentence += " Updated " + view::duration(*known.age.written) + " ago.";
     }
     std::vector<line> lines;
     for (const std::string &part : wrap(shown(sentence, on), on.width - 2)) {
@@ -136,16 +94,17 @@ std::vector<line> state_lines(const picture &known, const page &on) {
     return lines;
 }
 
-void add_facts(flow &to, const std::vector<fact> &facts, const page &on) {
-    for (const fact &one : facts) {
-        to.add(one.label, shown(words_of(one), on), absent(one) ? style::dim : style::plain);
+void add_facts(flow &to, const std::vector<view::fact> &facts, const page &on) {
+    for (const view::fact &one : facts) {
+        to.add(one.label, shown(words(one), on), one.known() ? style::plain : style::dim);
     }
 }
 
-std::vector<line> fact_lines(const picture &known, const page &on) {
+std::vector<line> fact_lines(const view::picture &known, const page &on) {
     flow cell("Cell", on.width);
     const bool network_known = known.mcc.known() || known.mnc.known();
-    cell.add("network", network_known ? shown(words(known.mcc) + "-" + words(known.mnc), on) : absence(known.mcc.state),
+    cell.add("network",
+             network_known ? shown(words(known.mcc) + "-" + words(known.mnc), on) : view::word(known.mcc.state),
              network_known ? style::plain : style::dim);
     add_facts(cell, known.cell, on);
 
@@ -161,7 +120,7 @@ std::vector<line> fact_lines(const picture &known, const page &on) {
         link.add("address", shown(known.address.value, on));
     }
     if (known.link_up.known() && known.age.link) {
-        link.add("for", duration(*known.age.link));
+        link.add("for", view::duration(*known.age.link));
     }
 
     std::vector<line> lines;
@@ -196,7 +155,7 @@ void add_bar(line &to, double share, std::size_t cells, style look, const page &
 }
 
 // The last values as a line. Its range is what was seen, but never so small that a mere decibel looks like a fall.
-std::string sparkline(const course &values, quantity what, std::size_t cells, const page &on) {
+std::string sparkline(const course &values, view::quantity what, std::size_t cells, const page &on) {
     constexpr std::array<const char *, 8> BLOCKS{"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
     constexpr std::array<const char *, 8> SIGNS{"_", ".", "-", "~", "=", "+", "*", "#"};
     const std::size_t count = std::min(cells, values.size());
@@ -208,7 +167,7 @@ std::string sparkline(const course &values, quantity what, std::size_t cells, co
             high = std::max(high, values.at(i));
         }
     }
-    const double least = (scale_of(what).full - scale_of(what).empty) / 4;
+    const double least = (view::scale_of(what).full - view::scale_of(what).empty) / 4;
     const double middle = (low + high) / 2;
     const double range = std::max(high - low, least);
     std::string result(cells - count, ' ');
@@ -221,22 +180,22 @@ std::string sparkline(const course &values, quantity what, std::size_t cells, co
 }
 
 // "   -95 dBm   ######......  fair  ..--==" in exactly the width; a value that is missing says so instead.
-void add_meter(line &to, const signal_value &one, const course &past, std::size_t width, bool current, const page &on) {
+void add_meter(line &to, const view::signal_value &one, const course &past, std::size_t width, bool current,
+               const page &on) {
     const std::size_t begin = to.width();
-    const rating grade = one.value.known() ? rate(one.what, one.value.value) : rating::out_of_range;
-    const style look = look_of(grade, current);
     const std::size_t rest = width - std::min(width, VALUE + 1 + WORD);
     const std::size_t spark = on.history && rest > 6 ? std::min((rest - 2) / 2, memory::LONGEST) : 0;
     const std::size_t bar = std::min<std::size_t>(spark == 0 ? rest : rest - spark - 2, 60);
-    if (grade == rating::out_of_range) {
-        to.add(one.value.known() ? word(grade) : absence(one.value.state), style::dim);
-        to.add_to_column(begin + VALUE);
+    if (!one.value.known()) {
+        to.add(view::word(one.value.state), style::dim);
         to.add_to_column(begin + VALUE + bar + 1 + WORD);
     } else {
-        to.add(pad_left(digits(one.value.value), 6) + " ", current ? style::strong : style::dim);
-        to.add(scale_of(one.what).unit, style::dim).add_to_column(begin + VALUE);
-        add_bar(to, fill(one.what, one.value.value), bar, look, on);
-        to.add(" ").add(pad_right(word(grade), WORD), look);
+        const view::rating grade = view::rate(one.what, one.value.value);
+        const style look = look_of(grade, current);
+        to.add(pad_left(view::digits(one.value.value), 6) + " ", current ? style::strong : style::dim);
+        to.add(view::scale_of(one.what).unit, style::dim).add_to_column(begin + VALUE);
+        add_bar(to, view::fill(one.what, one.value.value), bar, look, on);
+        to.add(" ").add(pad_right(view::word(grade), WORD), look);
     }
     if (spark != 0) {
         to.add("  ").add(sparkline(past, one.what, spark, on), style::dim);
@@ -244,35 +203,35 @@ void add_meter(line &to, const signal_value &one, const course &past, std::size_
     to.add_to_column(begin + width);
 }
 
-line leg_heads(const picture &known, std::size_t each, const page &on) {
+line leg_heads(const view::picture &known, std::size_t each, const page &on) {
     line heads;
     heads.add_to_column(LABEL);
-    for (const leg &of : known.legs) {
+    for (const view::leg &of : known.legs) {
         const std::size_t begin = heads.width();
         heads.add(of.heading, style::strong);
-        for (const fact &one : of.facts) {
+        for (const view::fact &one : of.facts) {
             heads.add("  " + std::string(one.label) + " ", style::dim);
-            heads.add(absent(one) ? "-" : shown(words_of(one), on));
+            heads.add(one.known() ? shown(words(one), on) : "-");
         }
         heads.add_to_column(begin + each + 1);
     }
     return heads;
 }
 
-std::vector<line> signal_lines(const picture &known, const memory &past, const page &on) {
+std::vector<line> signal_lines(const view::picture &known, const memory &past, const page &on) {
     const std::size_t each = (on.width - LABEL) / known.legs.size() - 1;
     std::vector<line> lines;
     if (known.legs.size() > 1) {
         lines.push_back(leg_heads(known, each, on));
     }
     // The first leg has every quantity that another one has.
-    for (const signal_value &row : known.legs.front().signals) {
+    for (const view::signal_value &row : known.legs.front().signals) {
         line next;
-        next.add(" " + std::string(scale_of(row.what).label)).add_to_column(LABEL);
+        next.add(" " + std::string(view::scale_of(row.what).label)).add_to_column(LABEL);
         std::size_t begin = LABEL;
-        for (const leg &of : known.legs) {
+        for (const view::leg &of : known.legs) {
             next.add_to_column(begin);
-            const auto found = std::ranges::find(of.signals, row.what, &signal_value::what);
+            const auto found = std::ranges::find(of.signals, row.what, &view::signal_value::what);
             if (found != of.signals.end()) {
                 add_meter(next, *found, past.course_of(of, row.what), each, known.current(), on);
             }
@@ -288,29 +247,48 @@ std::vector<line> signal_lines(const picture &known, const memory &past, const p
 }
 
 // A column of the carriers' table; a missing value is a dash there: the words would tear the columns.
-std::string cell_text(const number &stored) {
-    const std::string written = digits(stored.value);
-    return stored.known() && written.size() <= 10 ? written : "-";
+std::string cell_text(const view::number &stored) {
+    const std::string written = view::digits(stored.value);
+    return stored.told() && written.size() <= 10 ? written : "-";
 }
 
-std::vector<line> carrier_lines(const picture &known, const page &on) {
+std::string cell_text(const view::phrase &stored) {
+    return stored.known() ? stored.value : "-";
+}
+
+// In the order of the columns.
+std::vector<std::string> cell_texts(const view::carrier &of) {
+    std::vector<std::string> texts;
+    for (const view::fact &one : of.facts) {
+        texts.push_back(std::visit([](const auto &stored) { return cell_text(stored); }, one.value));
+    }
+    for (const view::signal_value &one : of.signals) {
+        texts.push_back(cell_text(one.value));
+    }
+    return texts;
+}
+
+void add_carrier_bar(line &row, const view::signal_value &rsrp, std::size_t cells, bool current, const page &on) {
+    row.add("  ");
+    if (!rsrp.value.known()) {
+        row.add(view::word(rsrp.value.state), style::dim);
+        return;
+    }
+    const view::rating grade = view::rate(rsrp.what, rsrp.value.value);
+    add_bar(row, view::fill(rsrp.what, rsrp.value.value), cells, look_of(grade, current), on);
+    row.add(" ").add(view::word(grade), look_of(grade, current));
+}
+
+std::vector<line> carrier_lines(const view::picture &known, const page &on) {
     if (known.carriers.empty()) {
         return {};
     }
     struct column {
         const char *head;
         std::size_t width;
-        std::string (*content)(const carrier &);
     };
-    constexpr std::array<column, 7> COLUMNS{{
-        {"Band", 5, [](const carrier &one) { return cell_text(one.band); }},
-        {"Channel", 9, [](const carrier &one) { return cell_text(one.channel); }},
-        {"MHz", 6, [](const carrier &one) { return one.bandwidth.known() ? one.bandwidth.value : "-"; }},
-        {"RSRP", 7, [](const carrier &one) { return cell_text(one.rsrp); }},
-        {"RSRQ", 7, [](const carrier &one) { return cell_text(one.rsrq); }},
-        {"SINR", 7, [](const carrier &one) { return cell_text(one.sinr); }},
-        {"RSSI", 7, [](const carrier &one) { return cell_text(one.rssi); }},
-    }};
+    constexpr std::array<column, 7> COLUMNS{
+        {{"Band", 5}, {"Channel", 9}, {"MHz", 6}, {"RSRP", 7}, {"RSRQ", 7}, {"SINR", 7}, {"RSSI", 7}}};
     std::vector<line> lines(1);
     lines.front().add(" Carrier", style::dim).add_to_column(LABEL);
     for (const column &each : COLUMNS) {
@@ -319,20 +297,15 @@ std::vector<line> carrier_lines(const picture &known, const page &on) {
     const std::size_t table = lines.front().width();
     const std::size_t bar =
         on.width < table + 3 + WORD + 5 ? 0 : std::min<std::size_t>(on.width - table - 4 - WORD, 40);
-    for (const carrier &one : known.carriers) {
+    for (const view::carrier &one : known.carriers) {
         line row;
         row.add(" " + one.name).add_to_column(LABEL);
-        for (const column &each : COLUMNS) {
-            row.add(pad_left(shown(each.content(one), on), each.width));
+        const std::vector<std::string> texts = cell_texts(one);
+        for (std::size_t i = 0; i < COLUMNS.size(); ++i) {
+            row.add(pad_left(shown(texts.at(i), on), COLUMNS.at(i).width));
         }
-        const rating grade = one.rsrp.known() ? rate(quantity::rsrp, one.rsrp.value) : rating::out_of_range;
-        if (bar != 0 && grade != rating::out_of_range) {
-            const style look = look_of(grade, known.current());
-            row.add("  ");
-            add_bar(row, fill(quantity::rsrp, one.rsrp.value), bar, look, on);
-            row.add(" ").add(word(grade), look);
-        } else if (bar != 0) {
-            row.add("  ").add(one.rsrp.known() ? word(grade) : absence(one.rsrp.state), style::dim);
+        if (bar != 0) {
+            add_carrier_bar(row, one.signals.front(), bar, known.current(), on);
         }
         lines.push_back(std::move(row));
     }
@@ -340,7 +313,7 @@ std::vector<line> carrier_lines(const picture &known, const page &on) {
 }
 
 // Broken between its fields only.
-std::vector<line> summary_lines(const picture &known, const page &on) {
+std::vector<line> summary_lines(const view::picture &known, const page &on) {
     std::vector<std::string> parts;
     const std::string whole = shown(known.summary.value, on);
     std::string_view rest = whole;
@@ -399,10 +372,10 @@ void cut_to(line &one, std::size_t width) {
 }
 
 // One value a line, without bars: what a very small window can hold.
-std::vector<line> lay_out_small(const picture &known, const page &on) {
+std::vector<line> lay_out_small(const view::picture &known, const page &on) {
     std::vector<line> lines(1);
     lines.front().add(title_text(known, on), style::strong);
-    if (known.state == condition::no_database) {
+    if (known.state == view::condition::no_database) {
         for (const std::string &part : wrap(shown(known.sentence, on), on.width)) {
             lines.emplace_back();
             lines.back().add(part, style::warning);
@@ -411,18 +384,18 @@ std::vector<line> lay_out_small(const picture &known, const page &on) {
     }
     if (!known.current()) {
         lines.emplace_back();
-        lines.back().add(name_of(known.state), style::warning);
+        lines.back().add(view::name_of(known.state), style::warning);
     }
-    for (const leg &of : known.legs) {
-        for (const signal_value &one : of.signals) {
-            const rating grade = one.value.known() ? rate(one.what, one.value.value) : rating::out_of_range;
+    for (const view::leg &of : known.legs) {
+        for (const view::signal_value &one : of.signals) {
             line next;
-            next.add(pad_right(scale_of(one.what).label, 6));
-            if (grade == rating::out_of_range) {
-                next.add(one.value.known() ? word(grade) : absence(one.value.state), style::dim);
+            next.add(pad_right(view::scale_of(one.what).label, 6));
+            if (!one.value.known()) {
+                next.add(view::word(one.value.state), style::dim);
             } else {
-                next.add(digits(one.value.value) + ' ').add(scale_of(one.what).unit, style::dim).add(" ");
-                next.add(word(grade), look_of(grade, known.current()));
+                const view::rating grade = view::rate(one.what, one.value.value);
+                next.add(view::digits(one.value.value) + ' ').add(view::scale_of(one.what).unit, style::dim).add(" ");
+                next.add(view::word(grade), look_of(grade, known.current()));
             }
             lines.push_back(std::move(next));
         }
@@ -430,12 +403,12 @@ std::vector<line> lay_out_small(const picture &known, const page &on) {
     return lines;
 }
 
-std::vector<line> lay_out_large(const picture &known, const memory &past, const page &on) {
+std::vector<line> lay_out_large(const view::picture &known, const memory &past, const page &on) {
     std::vector<std::vector<line>> blocks;
     std::vector<line> head{title_line(known, on)};
     std::ranges::move(state_lines(known, on), std::back_inserter(head));
     blocks.push_back(std::move(head));
-    if (known.state == condition::no_database) {
+    if (known.state == view::condition::no_database) {
         return stack(std::move(blocks), on);
     }
     blocks.push_back(fact_lines(known, on));
@@ -474,7 +447,7 @@ std::string line::plain_text() const {
     return result.substr(0, result.find_last_not_of(' ') + 1);
 }
 
-std::vector<line> lay_out(const picture &known, const memory &past, const page &on) {
+std::vector<line> lay_out(const view::picture &known, const memory &past, const page &on) {
     const bool small = on.width < NARROWEST || (on.height != 0 && on.height < LOWEST);
     std::vector<line> lines = small ? lay_out_small(known, on) : lay_out_large(known, past, on);
     if (on.height != 0 && lines.size() > on.height) {
@@ -499,15 +472,15 @@ std::vector<line> lay_out_help(const page &on) {
     lines.emplace_back();
     lines.emplace_back();
     lines.back().add(" Value   Unit    good    fair    weak   What it is", style::dim);
-    for (const quantity what : {quantity::rsrp, quantity::rsrq, quantity::sinr, quantity::rssi, quantity::gsm_rssi,
-                                quantity::rxlev, quantity::rscp, quantity::ecio, quantity::sqi}) {
-        const scale &one = scale_of(what);
+    for (const view::scale &one : view::scales()) {
         lines.emplace_back();
         lines.back()
             .add(" " + pad_right(one.label, 8) + pad_right(one.unit, 4))
-            .add(pad_left(digits(one.good), 8), style::good);
-        lines.back().add(pad_left(digits(one.fair), 8), style::fair).add(pad_left(digits(one.weak), 8), style::weak);
-        lines.back().add(std::string("   ") + one.meaning + (what == quantity::gsm_rssi ? " (GSM)" : ""));
+            .add(pad_left(view::digits(one.good), 8), style::good);
+        lines.back()
+            .add(pad_left(view::digits(one.fair), 8), style::fair)
+            .add(pad_left(view::digits(one.weak), 8), style::weak);
+        lines.back().add(std::string("   ") + one.meaning + (one.what == view::quantity::gsm_rssi ? " (GSM)" : ""));
     }
     lines.emplace_back();
     say("At least so much; below weak it is bad. The line at the right shows the last refreshes.");

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "tools/zelt_top/memory.h"
-#include "tools/zelt_top/picture.h"
+#include "view/picture.h"
 
 namespace zelt_top {
 
@@ -38,7 +38,7 @@ struct page {
 
 // No line is wider than the page, and there are no more lines than fit. A page too small for everything shows the
 // signal and the state.
-std::vector<line> lay_out(const picture &known, const memory &past, const page &on);
+std::vector<line> lay_out(const view::picture &known, const memory &past, const page &on);
 
 // What the values, bars and keys mean.
 std::vector<line> lay_out_help(const page &on);

@@ -9,19 +9,18 @@
 #include <exception>
 #include <string>
 
-#include <fcntl.h>
 #include <langinfo.h>
 #include <unistd.h>
 
 #include "tools/zelt_top/database.h"
 #include "tools/zelt_top/events.h"
-#include "tools/zelt_top/json.h"
 #include "tools/zelt_top/last_resort.h"
 #include "tools/zelt_top/layout.h"
 #include "tools/zelt_top/options.h"
+#include "tools/zelt_top/runtime_state.h"
 #include "tools/zelt_top/screen.h"
-#include "tools/zelt_top/surroundings.h"
 #include "tools/zelt_top/terminal.h"
+#include "view/json.h"
 
 namespace zelt_top {
 namespace {
@@ -32,19 +31,19 @@ double now_seconds() {
 }
 
 // What one refresh after the other knows.
-struct view {
+struct watch {
     void refresh() {
         latest = source.read();
-        const surroundings around = look_around({});
-        known = build_picture(latest, around, past.note(latest, around, now_seconds()));
+        const view::runtime_state around = read_runtime_state({});
+        known = view::build_picture(latest, around, past.note(latest, around, now_seconds()));
         past.note_signals(known);
         ++refreshes;
     }
 
     database source{sysdb_folder()};
-    reading latest;
+    view::reading latest;
     memory past;
-    picture known;
+    view::picture known;
     unsigned long refreshes = 0;
 };
 
@@ -53,16 +52,16 @@ bool wants_colour(const options &chosen) {
     return chosen.colour && (refused == nullptr || *refused == '\0');
 }
 
-page plain_page(const view &of) {
+page plain_page(const watch &of) {
     page on;
     on.utf8 = isatty(STDOUT_FILENO) != 0 ? terminal_shows_utf8() : std::string(nl_langinfo(CODESET)) == "UTF-8";
     on.history = of.refreshes > 1;
     return on;
 }
 
-std::string as_text(const view &of, const options &chosen) {
+std::string as_text(const watch &of, const options &chosen) {
     if (chosen.json) {
-        return to_json(of.known, of.latest) + '\n';
+        return view::to_json(of.known, of.latest) + '\n';
     }
     std::string text;
     for (const line &one : lay_out(of.known, of.past, plain_page(of))) {
@@ -82,7 +81,7 @@ bool print(const std::string &text) {
 }
 
 int run_once(const options &chosen) {
-    view of;
+    watch of;
     of.refresh();
     if (!of.latest.cell) {
         std::fprintf(stderr, "zelt-top: %s\n", of.known.sentence.c_str());
@@ -93,7 +92,7 @@ int run_once(const options &chosen) {
 
 int run_stream(const options &chosen) {
     const events waiting(false);
-    view of;
+    watch of;
     while (true) {
         of.refresh();
         const std::string gap = chosen.json || of.refreshes == 1 ? "" : "\n";
@@ -113,7 +112,7 @@ int run_stream(const options &chosen) {
     }
 }
 
-void draw(screen &terminal, const view &of, bool paused, bool help) {
+void draw(screen &terminal, const watch &of, bool paused, bool help) {
     page on;
     on.width = terminal.width();
     on.height = terminal.height();
@@ -127,7 +126,7 @@ void draw(screen &terminal, const view &of, bool paused, bool help) {
 int run_screen(const options &chosen) {
     const events waiting(true);  // before the screen: the terminal library sets its own handlers where none are set
     screen terminal(wants_colour(chosen));
-    view of;
+    watch of;
     bool paused = false;
     bool help = false;
     double next = now_seconds();
@@ -167,16 +166,6 @@ int run_screen(const options &chosen) {
     }
 }
 
-// A file opened later must not become a standard stream: messages would land in it.
-void fill_standard_descriptors() {
-    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        if (fcntl(fd, F_GETFD) < 0) {
-            // The wrong way round on purpose: writing to a closed output stays an error.
-            static_cast<void>(open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY));
-        }
-    }
-}
-
 int run(int argc, char **argv) {
     int exit_code = 0;
     const std::optional<options> chosen = parse_options(argc, argv, exit_code);
@@ -201,7 +190,6 @@ int run(int argc, char **argv) {
 }  // namespace zelt_top
 
 int main(int argc, char **argv) try {
-    zelt_top::fill_standard_descriptors();
     std::setlocale(LC_CTYPE, "");
     std::signal(SIGPIPE, SIG_IGN);
     zelt_top::expect_the_worst();

@@ -7,8 +7,8 @@
 #include <map>
 #include <string>
 
-#include "tools/zelt_top/observation.h"
-#include "tools/zelt_top/picture.h"
+#include "view/observation.h"
+#include "view/picture.h"
 
 namespace zelt_top {
 
@@ -18,17 +18,17 @@ using course = std::deque<double>;
 class memory {
 public:
     // Takes a new reading; now is in seconds and never steps back.
-    ages note(const reading &database, const surroundings &around, double now);
+    view::ages note(const view::reading &database, const view::runtime_state &around, double now);
 
-    void note_signals(const picture &known);
-    const course &course_of(const leg &of, quantity what) const;
+    void note_signals(const view::picture &known);
+    const course &course_of(const view::leg &of, view::quantity what) const;
 
     // More than the columns that any terminal has for it.
     static constexpr std::size_t LONGEST = 400;
 
 private:
     bool started_ = false;
-    reading last_;
+    view::reading last_;
     std::optional<double> written_at_;
     std::optional<double> changed_at_;
     std::optional<double> link_changed_at_;

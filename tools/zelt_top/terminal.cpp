@@ -8,7 +8,7 @@
 #include <langinfo.h>
 #include <unistd.h>
 
-#include "tools/zelt_top/text.h"
+#include "view/characters.h"
 
 // After everything else: its macros have the names of half the dictionary.
 #define NCURSES_NOMACROS
@@ -36,11 +36,11 @@ std::string why_no_screen() {
     }
     int result = 0;
     if (setupterm(name.c_str(), STDOUT_FILENO, &result) == ERR) {
-        return "TERM=" + printable(name) + " is unknown here";
+        return "TERM=" + view::harmless(name) + " is unknown here";
     }
     const bool can_place = tigetstr("cup") != nullptr;
     del_curterm(cur_term);
-    return can_place ? "" : "this terminal (TERM=" + printable(name) + ") cannot place its cursor";
+    return can_place ? "" : "this terminal (TERM=" + view::harmless(name) + ") cannot place its cursor";
 }
 
 bool terminal_shows_utf8() {

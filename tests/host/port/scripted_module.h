@@ -20,8 +20,8 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "host/descriptor.h"
 #include "platform/module_access.h"
+#include "posix/descriptor.h"
 
 class scripted_module {
 public:

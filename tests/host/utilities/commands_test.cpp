@@ -2,12 +2,19 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
+#include <functional>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <thread>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -29,6 +36,18 @@ bool no_child_is_left() {
 
 std::optional<std::string> shell(const std::string &script, std::chrono::milliseconds deadline = ample) {
     return collect_output({"/bin/sh", "-c", script}, deadline, some_kilobytes);
+}
+
+bool is_dead(const std::string &process) {
+    const std::string status = content_of("/proc/" + process + "/stat");
+    return status.empty() || status.find(") Z") != std::string::npos;  // init takes its zombies when it likes to
+}
+
+bool soon(const std::function<bool()> &holds) {
+    for (int i = 0; i < 500 && !holds(); ++i) {
+        std::this_thread::sleep_for(20ms);
+    }
+    return holds();
 }
 
 TEST(brelsys, returns_what_the_shell_says) {
@@ -166,16 +185,8 @@ TEST(collect_output, a_program_that_hangs_is_killed_with_its_children) {
     const temporary_folder folder;
     EXPECT_EQ(shell("sleep 1000 & echo $! > " + folder.path("pid") + "; echo part; wait", 300ms), std::nullopt);
     EXPECT_TRUE(no_child_is_left());
-    // The child dies in its own time, and may be a zombie until init takes it.
-    const std::string its_status = "/proc/" + std::to_string(std::stoi(content_of(folder.path("pid")))) + "/stat";
-    const auto is_dead = [&] {
-        const std::string status = content_of(its_status);
-        return status.empty() || status.find(") Z") != std::string::npos;
-    };
-    for (int i = 0; i < 500 && !is_dead(); ++i) {
-        std::this_thread::sleep_for(20ms);
-    }
-    EXPECT_TRUE(is_dead()) << content_of(its_status);
+    const std::string child = std::to_string(std::stoi(content_of(folder.path("pid"))));
+    EXPECT_TRUE(soon([&] { return is_dead(child); })) << content_of("/proc/" + child + "/stat");
 }
 
 TEST(collect_output, a_program_that_ignores_signals_is_killed) {
@@ -203,6 +214,65 @@ TEST(collect_output, a_child_left_behind_with_the_output_does_not_hold_us_up) {
 TEST(collect_output, endless_output_ends_at_the_limit) {
     EXPECT_EQ(shell("exec yes"), std::nullopt);
     EXPECT_TRUE(no_child_is_left());
+}
+
+// As on a kernel before 5.3, or under a service manager that allows few system calls.
+bool refuse_the_younger_system_calls() {
+    sock_filter program[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_pidfd_open, 1, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_close_range, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    const sock_fprog filter = {std::size(program), program};
+    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0 &&
+           syscall(SYS_pidfd_open, getpid(), 0) < 0;
+}
+
+[[noreturn]] void exit_with_7_if_an_older_kernel_will_do() {
+    const bool refused = refuse_the_younger_system_calls();
+    const bool answered = shell("echo answer") == "answer\n" && no_child_is_left();
+    const bool killed = !shell("sleep 1000", 300ms) && no_child_is_left();
+    const bool limited = !shell("exec yes") && no_child_is_left();
+    _exit(refused && answered && killed && limited ? 7 : 0);
+}
+
+TEST(collect_output, an_older_kernel_will_do) {
+    EXPECT_EXIT(exit_with_7_if_an_older_kernel_will_do(), testing::ExitedWithCode(7), "");
+}
+
+TEST(collect_output, the_program_dies_with_us) {
+    const temporary_folder folder;
+    const auto its_id = [&] {
+        const std::string text = content_of(folder.path("pid"));
+        return text.substr(0, text.find('\n'));
+    };
+    const pid_t we = fork();
+    if (we == 0) {
+        shell("echo $$ > " + folder.path("pid") + "; exec sleep 1000");
+        _exit(1);
+    }
+    ASSERT_TRUE(soon([&] { return !its_id().empty(); }));
+    EXPECT_FALSE(is_dead(its_id()));
+    kill(we, SIGKILL);
+    waitpid(we, nullptr, 0);
+    EXPECT_TRUE(soon([&] { return is_dead(its_id()); })) << its_id();
+    kill(std::stoi(its_id()), SIGKILL);
+}
+
+// A network that is half configured is worse than a command that outlives us.
+TEST(brelsys, the_command_comes_to_its_end_without_us) {
+    const temporary_folder folder;
+    const pid_t we = fork();
+    if (we == 0) {
+        brelsys("touch %s/begun; sleep 0.5; touch %s/done", folder.path().c_str(), folder.path().c_str());
+        _exit(1);
+    }
+    ASSERT_TRUE(soon([&] { return file_exists(folder.path("begun").c_str()); }));
+    kill(we, SIGKILL);
+    waitpid(we, nullptr, 0);
+    EXPECT_TRUE(soon([&] { return file_exists(folder.path("done").c_str()); }));
 }
 
 }  // namespace

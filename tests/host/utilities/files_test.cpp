@@ -4,8 +4,10 @@
 #include <string>
 
 #include <gtest/gtest.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "tests/host/utilities/surroundings.h"
@@ -36,13 +38,44 @@ TEST_F(files, write_of_an_empty_text_leaves_an_empty_file) {
     EXPECT_EQ(content_of(path("old")), "");
 }
 
-TEST_F(files, written_files_are_readable_by_other_programs) {
-    const mode_t mask = umask(0022);
-    write_str_to_file(path("new").c_str(), "1");
-    umask(mask);
+class umask_of_the_parent {
+public:
+    explicit umask_of_the_parent(mode_t mask) : old_(umask(mask)) {}
+    ~umask_of_the_parent() { umask(old_); }
+    umask_of_the_parent(const umask_of_the_parent &) = delete;
+    umask_of_the_parent &operator=(const umask_of_the_parent &) = delete;
+
+private:
+    mode_t old_;
+};
+
+mode_t mode_of(const std::string &path) {
     struct stat status = {};
-    ASSERT_EQ(stat(path("new").c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777, 0644U);
+    return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777U : 0;
+}
+
+TEST_F(files, new_files_are_readable_by_all_and_writable_by_us_whatever_the_umask) {
+    for (const mode_t mask : {0000U, 0022U, 0077U, 0777U}) {
+        const umask_of_the_parent umask(mask);
+        EXPECT_EQ(write_str_to_file(path("text").c_str(), "1"), 0);
+        EXPECT_EQ(create_empty_file(path("lock").c_str()), 0);
+        EXPECT_EQ(create_pidfile(path("pid").c_str()), 0);
+        for (const char *name : {"text", "lock", "pid"}) {
+            EXPECT_EQ(mode_of(path(name)), 0644U) << name << " under " << std::oct << mask;
+            delete_file(path(name).c_str());
+        }
+    }
+}
+
+TEST_F(files, a_file_that_stands_there_keeps_its_mode) {
+    for (const mode_t mode : {0600U, 0666U}) {
+        folder_.write("theirs", "secret");
+        ASSERT_EQ(chmod(path("theirs").c_str(), mode), 0);
+        EXPECT_EQ(write_str_to_file(path("theirs").c_str(), "1"), 0);
+        EXPECT_EQ(create_empty_file(path("theirs").c_str()), 0);
+        EXPECT_EQ(mode_of(path("theirs")), mode);
+        EXPECT_EQ(content_of(path("theirs")), "1");
+    }
 }
 
 TEST_F(files, write_into_a_kernel_file_works) {
@@ -93,6 +126,89 @@ TEST_F(files, pidfile_holds_the_process_id_and_replaces_an_older_one) {
     folder_.write("pid", "123456789012345");
     EXPECT_EQ(create_pidfile(path("pid").c_str()), 0);
     EXPECT_EQ(content_of(path("pid")), std::to_string(getpid()));
+}
+
+// A process that waits to be killed: this program, or another one.
+class other_process {
+public:
+    explicit other_process(const char *program = nullptr) : pid_(fork()) {
+        if (pid_ == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            if (program != nullptr) {
+                execlp(program, program, "1000", static_cast<char *>(nullptr));
+                _exit(127);
+            }
+            for (;;) {
+                pause();
+            }
+        }
+    }
+    ~other_process() {
+        kill(pid_, SIGKILL);
+        waitpid(pid_, nullptr, 0);
+    }
+    other_process(const other_process &) = delete;
+    other_process &operator=(const other_process &) = delete;
+
+    // It stays a zombie.
+    void die() const {
+        kill(pid_, SIGKILL);
+        siginfo_t end = {};
+        waitid(P_PID, static_cast<id_t>(pid_), &end, WEXITED | WNOWAIT);
+    }
+    std::string id() const { return std::to_string(pid_); }
+
+private:
+    pid_t pid_;
+};
+
+TEST_F(files, pidfile_of_a_running_instance_stays_and_is_told) {
+    const other_process first;
+    folder_.write("pid", first.id());
+    testing::internal::CaptureStderr();
+    EXPECT_NE(create_pidfile(path("pid").c_str()), 0);
+    const std::string said = testing::internal::GetCapturedStderr();
+    EXPECT_NE(said.find("runs already as process " + first.id()), std::string::npos) << said;
+    EXPECT_EQ(content_of(path("pid")), first.id());
+    EXPECT_NE(delete_file(path("pid").c_str()), 0) << "the one who was refused gives up, and tidies up";
+    EXPECT_EQ(content_of(path("pid")), first.id());
+    first.die();
+    EXPECT_EQ(delete_file(path("pid").c_str()), 0);
+    EXPECT_FALSE(file_exists(path("pid").c_str()));
+}
+
+TEST_F(files, pidfile_that_names_no_running_instance_is_replaced) {
+    const other_process another_program("sleep");
+    const other_process dead;
+    dead.die();
+    while (content_of("/proc/" + another_program.id() + "/comm") != "sleep\n") {
+        usleep(1000);
+    }
+    struct row {
+        const char *why;
+        std::string content;
+    };
+    const row rows[] = {
+        {"its process has ended", dead.id()},
+        {"the number went to another program", another_program.id()},
+        {"our own, as after an exec", std::to_string(getpid())},
+        {"nothing", ""},
+        {"no number", "self"},
+        {"no number at its end", another_program.id() + " x"},
+        {"no process", "0"},
+        {"no process ever", "99999999999999999999"},
+    };
+    for (const row &r : rows) {
+        folder_.write("pid", r.content);
+        EXPECT_EQ(create_pidfile(path("pid").c_str()), 0) << r.why;
+        EXPECT_EQ(content_of(path("pid")), std::to_string(getpid())) << r.why;
+    }
+}
+
+TEST_F(files, pidfile_that_another_program_ended_with_a_newline_is_understood) {
+    const other_process first;
+    folder_.write("pid", first.id() + "\n");
+    EXPECT_NE(create_pidfile(path("pid").c_str()), 0);
 }
 
 TEST_F(files, pidfile_in_a_missing_folder_is_an_error) {

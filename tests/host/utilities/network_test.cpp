@@ -77,6 +77,20 @@ TEST_F(network, the_address_of_another_interface_does_not_count) {
     EXPECT_NE(check_interface_ip("far", address_), 0);
 }
 
+TEST_F(network, an_address_with_a_label_is_the_interfaces_own) {
+    ip("address add 10.1.2.3/30 dev wwan0 label wwan0:data");
+    EXPECT_EQ(check_interface_ip("wwan0", address_), 0);
+    EXPECT_STREQ(address_, "10.1.2.3");
+}
+
+TEST_F(network, the_label_of_another_interface_does_not_count) {
+    ip("link set far0 name wwan01");
+    ip("address add 10.1.2.3/30 dev wwan01 label wwan01:data");
+    EXPECT_NE(check_interface_ip("wwan0", address_), 0);
+    EXPECT_NE(check_interface_ip("data", address_), 0);
+    EXPECT_STREQ(address_, "odd");
+}
+
 TEST_F(network, an_address_that_went_away) {
     ip("address add 10.1.2.3/30 dev wwan0");
     ip("address flush dev wwan0");

@@ -7,6 +7,7 @@
 #include "sim/scenario/line_text.h"
 #include "sim/scenario/scenario.h"
 #include "sim/scenario/signal_names.h"
+#include "store/value_text.h"
 
 class paper_router final : public router {
 public:
@@ -64,7 +65,7 @@ public:
 private:
     template <typename... Parts>
     void note(const Parts &...parts) {
-        done.push_back(printable(join({std::string(parts)...}, "|")));
+        done.push_back(escaped(join({std::string(parts)...}, "|")));
     }
 };
 

@@ -55,6 +55,7 @@ constexpr statement_row WHAT_THE_ROUTER_DOES[] = {
     {"broker start", "broker|on"},
     {"broker stop", "broker|off"},
     {"set GPIO GPIO_TEMP string  38 C", "set|GPIO|GPIO_TEMP|string| 38 C"},
+    {"set GPIO A string \\x1b\\x41", R"(set|GPIO|A|string|\\x1BA)"},  // in the form that is shown
     {"at 1s\nsignal KILL", "signal|KILL"},
     {"at 1s\nstart", "start"},
     {"say  the end, \"nearly\"", "say|the end, \"nearly\""},
@@ -153,6 +154,7 @@ TEST(scenario, errors_name_the_line) {
         {"key of an unknown type", "set CELL KEY float 1.0", 1},
         {"integer that is none", "set CELL KEY int 1.5", 1},
         {"integer with a blank more", "set CELL KEY int  1", 1},
+        {"integer that the database cannot hold", "set CELL KEY int 2147483648", 1},
         {"real without a point", "set CELL KEY real 1", 1},
         {"unknown signal", "at 1s\nsignal USR1", 2},
         {"signal without a name", "at 1s\nsignal", 2},

@@ -8,6 +8,7 @@
 
 namespace {
 
+using namespace view;
 using namespace zelt_top;
 using testing::HasSubstr;
 

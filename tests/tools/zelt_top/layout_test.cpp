@@ -3,11 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/tools/zelt_top/samples.h"
-#include "tools/zelt_top/text.h"
+#include "tests/tools/zelt_top/page_text.h"
+#include "tests/view/samples.h"
+#include "tools/zelt_top/columns.h"
 
 namespace {
 
+using namespace view;
 using namespace zelt_top;
 using samples::operator+;  // NOLINT(misc-unused-using-decls): for maps, whose own namespace has none
 using samples::page_of;
@@ -288,7 +290,7 @@ TEST(Layout, WindowOfTwentyByFiveSaysWhatIsWrong) {
     page on;
     on.width = 20;
     on.height = 5;
-    const surroundings paused{surroundings::process::running, true, true, {}};
+    const runtime_state paused{runtime_state::process::running, true, true, {}};
     EXPECT_EQ(page_of(picture_of(samples::lte(), paused), on), "LTE   Example Net\n"
                                                                "paused\n"
                                                                "RSRP  -95 dBm fair\n"
@@ -312,7 +314,7 @@ TEST(Layout, OldValuesCarryNoColour) {
         }
         return found;
     };
-    const surroundings gone{surroundings::process::gone, false, true, {}};
+    const runtime_state gone{runtime_state::process::gone, false, true, {}};
     // Bars and words of five signals, and the link's "up".
     EXPECT_EQ(colours(picture_of(samples::lte())), 11);
     EXPECT_EQ(colours(picture_of(samples::lte(), gone)), 0);

@@ -4,10 +4,11 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/tools/zelt_top/samples.h"
+#include "tests/view/samples.h"
 
 namespace {
 
+using namespace view;
 using namespace zelt_top;
 using samples::operator+;  // NOLINT(misc-unused-using-decls): for maps, whose own namespace has none
 
@@ -51,7 +52,7 @@ TEST(Memory, LinkChangeIsSeenWhenNobodyRecordedIt) {
 
 TEST(Memory, RecordOfTheDaemonCountsBeforeOwnSight) {
     memory past;
-    surroundings around;
+    runtime_state around;
     around.seconds_since_link_change = 3600;
     EXPECT_EQ(past.note(at(7, samples::lte()), around, 100).link, 3600);
 }
@@ -65,7 +66,7 @@ TEST(Memory, AbsentDatabaseForgetsNothing) {
 
 TEST(Memory, CourseHasAGapWhereNothingUsableWas) {
     memory past;
-    const surroundings paused{surroundings::process::running, true, true, {}};
+    const runtime_state paused{runtime_state::process::running, true, true, {}};
     past.note_signals(samples::picture_of(samples::lte()));
     past.note_signals(samples::picture_of(samples::lte() + snapshot{{"CELL_RSRP", -999}}));
     past.note_signals(samples::picture_of(samples::wcdma()));

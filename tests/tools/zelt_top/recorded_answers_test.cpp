@@ -6,12 +6,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/tools/zelt_top/samples.h"
-#include "tools/zelt_top/json.h"
-#include "tools/zelt_top/text.h"
+#include "tests/tools/zelt_top/page_text.h"
+#include "tests/view/samples.h"
+#include "view/json.h"
 
 namespace {
 
+using namespace view;
 using namespace zelt_top;
 using testing::HasSubstr;
 using testing::Not;

@@ -21,8 +21,8 @@
 #include <unistd.h>
 #include <utmp.h>
 
-#include "host/descriptor.h"
-#include "host/sysdb_store.h"
+#include "posix/descriptor.h"
+#include "store/environment.h"
 #include "tests/tools/zelt_top/vt_model.h"
 
 namespace {

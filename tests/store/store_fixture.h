@@ -1,0 +1,133 @@
+// A system database of the test's own, and other processes that use it.
+#pragma once
+
+#include <csignal>
+#include <filesystem>
+#include <functional>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <lmdb.h>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "store/environment.h"
+#include "tests/host/utilities/surroundings.h"
+
+// A process beside this one. It runs body() and is killed at the latest when the test ends.
+class other_process {
+public:
+    explicit other_process(const std::function<int()> &body) : pid_(fork()) {
+        if (pid_ == 0) {
+            _exit(body());
+        }
+    }
+    ~other_process() { kill(); }
+    other_process(const other_process &) = delete;
+    other_process &operator=(const other_process &) = delete;
+
+    void kill() {
+        if (pid_ > 0) {
+            ::kill(pid_, SIGKILL);
+            wait();
+        }
+    }
+
+    // Its result, or 128 + the signal that ended it.
+    int wait() {
+        int status = 0;
+        waitpid(pid_, &status, 0);
+        pid_ = -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+
+private:
+    pid_t pid_;
+};
+
+// One process tells, the other waits. Made before the fork.
+class notice {
+public:
+    notice() { EXPECT_EQ(pipe(ends_), 0); }
+    ~notice() {
+        close(ends_[0]);
+        close(ends_[1]);
+    }
+    notice(const notice &) = delete;
+    notice &operator=(const notice &) = delete;
+
+    void give() const { EXPECT_EQ(write(ends_[1], "x", 1), 1); }
+    void await() const {  // for 10 s at most: the other one may have failed
+        char byte = 0;
+        pollfd readable = {ends_[0], POLLIN, 0};
+        ASSERT_EQ(poll(&readable, 1, 10000), 1);
+        EXPECT_EQ(read(ends_[0], &byte, 1), 1);
+    }
+
+private:
+    int ends_[2] = {-1, -1};
+};
+
+class store_test : public testing::Test {
+protected:
+    std::string file(const std::string &name) const { return directory_ + "/" + name; }
+
+    // One commit through an environment of its own; nothing else may be open in the process. 0 or the fault.
+    int put(const sysdb_values &values, const char *database = "CELL") const {
+        sysdb_environment environment;
+        sysdb_transaction transaction;
+        int result = environment.open(directory_, sysdb_access::create);
+        result = result != 0 ? result : transaction.begin(environment, database, sysdb_access::create);
+        for (const auto &[key, value] : values) {
+            result = result != 0 ? result : transaction.put(key.c_str(), value);
+        }
+        return result != 0 ? result : transaction.commit();
+    }
+
+    // The same by another program.
+    void other_puts(const sysdb_values &values, const char *database = "CELL") const {
+        EXPECT_EQ(other_process([&] { return put(values, database); }).wait(), 0);
+    }
+
+    // Bytes as somebody else could have put them there.
+    void write_raw(const char *database, const std::string &key, const std::string &bytes,
+                   unsigned int flags = 0) const {
+        std::filesystem::create_directory(directory_);
+        MDB_env *env = nullptr;
+        MDB_txn *txn = nullptr;
+        MDB_dbi dbi = 0;
+        ASSERT_EQ(mdb_env_create(&env), 0);
+        mdb_env_set_maxdbs(env, 4);
+        ASSERT_EQ(mdb_env_open(env, directory_.c_str(), 0, 0644), 0);
+        ASSERT_EQ(mdb_txn_begin(env, nullptr, 0, &txn), 0);
+        ASSERT_EQ(mdb_dbi_open(txn, database, MDB_CREATE | flags, &dbi), 0);
+        MDB_val name = {key.size(), const_cast<char *>(key.data())};
+        MDB_val data = {bytes.size(), const_cast<char *>(bytes.data())};
+        ASSERT_EQ(mdb_put(txn, dbi, &name, &data, 0), 0);
+        ASSERT_EQ(mdb_txn_commit(txn), 0);
+        mdb_env_close(env);
+    }
+
+    std::string raw(const char *key) const {
+        MDB_env *env = nullptr;
+        MDB_txn *txn = nullptr;
+        MDB_dbi dbi = 0;
+        EXPECT_EQ(mdb_env_create(&env), 0);
+        mdb_env_set_maxdbs(env, 4);
+        EXPECT_EQ(mdb_env_open(env, directory_.c_str(), MDB_RDONLY, 0644), 0);
+        EXPECT_EQ(mdb_txn_begin(env, nullptr, MDB_RDONLY, &txn), 0);
+        EXPECT_EQ(mdb_dbi_open(txn, "CELL", 0, &dbi), 0);
+        MDB_val name = {std::string(key).size(), const_cast<char *>(key)};
+        MDB_val data = {};
+        EXPECT_EQ(mdb_get(txn, dbi, &name, &data), 0);
+        std::string bytes(static_cast<const char *>(data.mv_data), data.mv_size);
+        mdb_txn_abort(txn);
+        mdb_env_close(env);
+        return bytes;
+    }
+
+    temporary_folder folder_;
+    std::string directory_ = folder_.path("sysdb");
+    environment_variable variable_{"SYSDB_DIR", directory_};
+};

@@ -1,0 +1,53 @@
+#include "tools/zelt_top/columns.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace zelt_top;
+
+TEST(Columns, WithoutUtf8EachForeignCharacterIsOneMark) {
+    EXPECT_EQ(ascii_only("Türk 中国"), "T?rk ??");
+}
+
+TEST(Columns, ColumnsAreThoseOfTheTerminal) {
+    struct row {
+        const char *why;
+        const char *text;
+        std::size_t expected;
+    };
+    const row rows[] = {
+        {"nothing", "", 0},
+        {"ASCII", "abc", 3},
+        {"two bytes, one column", "ü", 1},
+        {"CJK takes two", "中国", 4},
+        {"an accent joins", "e\u0301", 1},
+        {"a bar's block", "█", 1},
+    };
+    for (const row &one : rows) {
+        EXPECT_EQ(columns(one.text), one.expected) << one.why;
+    }
+}
+
+TEST(Columns, CutsBetweenCharactersAndPadsToTheColumn) {
+    EXPECT_EQ(fit("abcdef", 3), "abc");
+    EXPECT_EQ(fit("中国", 3), "中");
+    EXPECT_EQ(fit("abc", 0), "");
+    EXPECT_EQ(pad_right("中国", 3), "中 ");
+    EXPECT_EQ(pad_right("ab", 4), "ab  ");
+    EXPECT_EQ(pad_left("ab", 4), "  ab");
+    EXPECT_EQ(pad_left("abcde", 4), "abcd");
+}
+
+TEST(Columns, WrapsAtBlanksAndTearsOnlyWhatIsTooLong) {
+    using testing::ElementsAre;
+    EXPECT_THAT(wrap("one two three", 7), ElementsAre("one two", "three"));
+    EXPECT_THAT(wrap("one two three", 6), ElementsAre("one", "two", "three"));
+    EXPECT_THAT(wrap("abcdefgh", 3), ElementsAre("abc", "def", "gh"));
+    EXPECT_THAT(wrap("ab", 0), ElementsAre("a", "b"));
+    EXPECT_THAT(wrap("中", 1), ElementsAre("?"));
+    EXPECT_THAT(wrap("", 5), ElementsAre());
+}
+
+}  // namespace

@@ -1,0 +1,10 @@
+// The updates of the cell statistics in the order in which they were made; the publication is in key order and hides
+// it.
+#pragma once
+
+#include <string>
+#include <vector>
+
+// Since the last call, as "CELL_RSRP -95". Keys that are not published count for nothing. Updates that the statistics
+// make themselves, in a group reset, are not among them.
+std::vector<std::string> taken_updates();

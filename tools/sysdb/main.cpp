@@ -1,0 +1,214 @@
+// The system database from a shell. Reading never makes or changes a database.
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "store/environment.h"
+#include "store/value_text.h"
+#include "tools/sysdb/json.h"
+#include "tools/sysdb/output.h"
+#include "tools/sysdb/watch.h"
+
+namespace {
+
+enum exit_code { success = 0, not_found = 1, usage = 2, unavailable = 3 };
+
+constexpr char HELP[] = R"(Reads and writes the router's system database.
+
+  sysdb list DB [--json]        every key of the named database DB, in bytewise order: KEY<TAB>TYPE<TAB>VALUE
+  sysdb get DB KEY              one value alone
+  sysdb set DB KEY TYPE VALUE   writes one value; the first one makes the database
+  sysdb del DB KEY              deletes one key
+  sysdb watch DB [--json]       every change as it is committed, until Ctrl-C: KEY<TAB>TYPE<TAB>VALUE,
+                                a deleted key as KEY<TAB>deleted<TAB>; waits for a database that is not there yet
+  sysdb --help                  this text
+
+TYPE is int (32 bits, decimal), real (such as -3.5, 1e6, inf, nan) or string.
+In KEY and VALUE a tab, line feed, carriage return or backslash is printed as \t, \n, \r or \\, each byte of another
+control character as \x1B. U+0080 to U+009F are control characters too (\xC2\x9B), and so is a byte from 80 to 9F that
+belongs to no UTF-8 character (\x9B).
+With --json list prints one object {"KEY": value, ...}, watch one object for each change:
+{"key": "KEY", "type": "TYPE", "value": value}; there nan and inf are null, and bytes that are no UTF-8 are U+FFFD.
+
+Environment: SYSDB_DIR   the folder of the database (default /run/sysdb)
+Exit codes:  0 done   1 no such key or named database   2 wrong usage
+             3 the database is not available, a value in it is foreign, or the output cannot be written
+Examples:    sysdb list CELL    sysdb get CELL CELL_RSSIMON    sysdb set GPIO GPIO_TEMP int 41
+)";
+
+int report(exit_code code, const std::string &message) {
+    std::fprintf(stderr, "sysdb: %s\n", message.c_str());
+    return code;
+}
+
+int report_usage(const std::string &message) {
+    return report(usage, message + "; \"sysdb --help\" shows the usage");
+}
+
+int output(const std::string &text) {
+    const int error = print(text);
+    return error == 0 ? success : report(unavailable, std::string("cannot write the output: ") + std::strerror(error));
+}
+
+// A missing environment is "not available"; what is missing inside of it, "not found".
+int report_problem(int problem) {
+    return report(unavailable, sysdb_problem(sysdb_folder(), problem));
+}
+
+int report_missing(int problem, const std::string &what) {
+    return sysdb_is_absent(problem) ? report(not_found, what + " in " + sysdb_folder()) : report_problem(problem);
+}
+
+// One transaction on a named database of the environment.
+struct session {
+    sysdb_environment environment;
+    sysdb_transaction transaction;
+};
+
+int begin(session *opened, const std::string &database, sysdb_access access) {
+    if (const int problem = opened->environment.open(sysdb_folder(), access); problem != 0) {
+        return report_problem(problem);
+    }
+    const int problem = opened->transaction.begin(opened->environment, database.c_str(), access);
+    return problem == 0 ? success : report_missing(problem, "no database " + escaped(database));
+}
+
+std::string key_in_database(const std::string &key, const std::string &database) {
+    return "key " + escaped(key) + " of database " + escaped(database);
+}
+
+std::string as_lines(const sysdb_values &values) {
+    std::string text;
+    for (const auto &[key, value] : values) {
+        text += escaped(key) + "\t" + std::string(type_name(value)) + "\t" + value_text(value) + "\n";
+    }
+    return text;
+}
+
+std::string as_json(const sysdb_values &values) {
+    std::string text = "{";
+    for (const auto &[key, value] : values) {
+        text += (text.size() > 1 ? ", " : "") + json_string(key) + ": " + json_value(value);
+    }
+    return text + "}\n";
+}
+
+int list(const std::string &database, bool json) {
+    session opened;
+    if (const int code = begin(&opened, database, sysdb_access::read); code != success) {
+        return code;
+    }
+    sysdb_values values;
+    std::vector<std::string> foreign_keys;
+    if (const int problem = opened.transaction.list(&values, &foreign_keys); problem != 0) {
+        return report_problem(problem);
+    }
+    opened.transaction.drop();  // before the output: a slow reader of it must not keep old pages from being used again
+    const int code = output(json ? as_json(values) : as_lines(values));
+    for (const std::string &key : foreign_keys) {
+        report(unavailable, sysdb_problem(sysdb_folder(), SYSDB_FOREIGN_VALUE) + " " + escaped(key));
+    }
+    return foreign_keys.empty() ? code : unavailable;
+}
+
+int get(const std::string &database, const std::string &key) {
+    session opened;
+    if (const int code = begin(&opened, database, sysdb_access::read); code != success) {
+        return code;
+    }
+    sysdb_value value;
+    if (const int problem = opened.transaction.get(key.c_str(), &value); problem != 0) {
+        return problem == SYSDB_FOREIGN_VALUE
+                   ? report(unavailable, sysdb_problem(sysdb_folder(), problem) + " " + escaped(key))
+                   : report_missing(problem, "no " + key_in_database(key, database));
+    }
+    return output(value_text(value) + "\n");
+}
+
+int set(const std::string &database, const std::string &key, const sysdb_value &value) {
+    session opened;
+    if (const int code = begin(&opened, database, sysdb_access::create); code != success) {
+        return code;
+    }
+    int problem = opened.transaction.put(key.c_str(), value);
+    problem = problem != 0 ? problem : opened.transaction.commit();
+    return problem == 0 ? success : report_problem(problem);
+}
+
+int del(const std::string &database, const std::string &key) {
+    session opened;
+    if (const int code = begin(&opened, database, sysdb_access::modify); code != success) {
+        return code;
+    }
+    if (const int problem = opened.transaction.remove(key.c_str()); problem != 0) {
+        return report_missing(problem, "no " + key_in_database(key, database));
+    }
+    const int problem = opened.transaction.commit();
+    return problem == 0 ? success : report_problem(problem);
+}
+
+int watch(const std::string &database, bool json) {
+    const watch_end end = watch_changes(sysdb_folder(), database.c_str(), json);
+    if (end.output_error != 0) {
+        return report(unavailable, std::string("cannot write the output: ") + std::strerror(end.output_error));
+    }
+    return end.problem == 0 ? success : report_problem(end.problem);
+}
+
+bool is_name(const std::string &name) {
+    return !name.empty() && name.size() <= SYSDB_LONGEST_NAME;
+}
+
+int run_set(const std::vector<std::string> &arguments) {
+    const std::string &type = arguments[3];
+    const std::optional<sysdb_value> value = parse_value(type, arguments[4]);
+    if (!value) {
+        const bool known = type == "int" || type == "real";
+        return report_usage(known ? "\"" + escaped(arguments[4]) + "\" is no " + type + " or is out of its range"
+                                  : "the type must be int, real or string, not \"" + escaped(type) + "\"");
+    }
+    return set(arguments[1], arguments[2], *value);
+}
+
+// arguments[0] is the command, [1] the database, [2] a key or an option.
+int run(const std::vector<std::string> &arguments) {
+    const std::size_t count = arguments.size();
+    if (count == 1 && (arguments[0] == "--help" || arguments[0] == "-h")) {
+        return output(HELP);
+    }
+    if (count < 2) {
+        return report_usage(count == 0 ? "a command is missing" : "a database is missing behind the command");
+    }
+    const std::string &command = arguments[0];
+    const std::string &database = arguments[1];
+    const bool takes_key = command == "get" || command == "set" || command == "del";
+    if (!is_name(database) || (takes_key && count > 2 && !is_name(arguments[2]))) {
+        return report_usage("a database and a key have 1 to 511 bytes");
+    }
+    const bool json = count == 3 && arguments[2] == "--json";
+    if ((command == "list" || command == "watch") && (count == 2 || json)) {
+        return command == "list" ? list(database, json) : watch(database, json);
+    }
+    if ((command == "get" || command == "del") && count == 3) {
+        return command == "get" ? get(database, arguments[2]) : del(database, arguments[2]);
+    }
+    if (command == "set" && count == 5) {
+        return run_set(arguments);
+    }
+    const bool known = takes_key || command == "list" || command == "watch";
+    return report_usage(known ? "wrong arguments for " + command : "unknown command \"" + escaped(command) + "\"");
+}
+
+}  // namespace
+
+int main(int count, char **arguments) try {
+    std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is an error of the write, which is reported
+    return run(std::vector<std::string>(arguments + (count > 0 ? 1 : 0), arguments + count));
+} catch (const std::exception &e) {
+    return report(unavailable, e.what());
+}

@@ -1,0 +1,112 @@
+#include "tools/zelt_top/columns.h"
+
+#include <algorithm>
+#include <array>
+
+#include "view/characters.h"
+
+namespace zelt_top {
+
+namespace {
+
+using view::character;
+using view::character_range;
+using view::first_character;
+using view::lies_in;
+
+// The blocks that terminals draw two columns wide; the C library's own table needs a locale.
+constexpr std::array<character_range, 8> WIDE{{
+    {0x1100, 0x115f},
+    {0x2e80, 0x303e},
+    {0x3041, 0xa4cf},
+    {0xac00, 0xd7a3},
+    {0xf900, 0xfaff},
+    {0xfe30, 0xfe6f},
+    {0xff00, 0xff60},
+    {0x1f300, 0x3fffd},
+}};
+
+constexpr std::array<character_range, 4> COMBINING{{
+    {0x0300, 0x036f},
+    {0x1ab0, 0x1aff},
+    {0x1dc0, 0x1dff},
+    {0x20d0, 0x20ff},
+}};
+
+std::size_t columns_of(std::uint32_t code) {
+    return lies_in(COMBINING, code) ? 0 : lies_in(WIDE, code) ? 2 : 1;
+}
+
+}  // namespace
+
+std::string ascii_only(std::string_view text) {
+    std::string result;
+    while (!text.empty()) {
+        const character next = first_character(text);
+        result += next.code < 0x80 && next.valid ? text.front() : '?';
+        text.remove_prefix(next.bytes);
+    }
+    return result;
+}
+
+std::size_t columns(std::string_view text) {
+    std::size_t width = 0;
+    while (!text.empty()) {
+        const character next = first_character(text);
+        width += columns_of(next.code);
+        text.remove_prefix(next.bytes);
+    }
+    return width;
+}
+
+std::string fit(std::string_view text, std::size_t width) {
+    std::string result;
+    while (!text.empty()) {
+        const character next = first_character(text);
+        const std::size_t wide = columns_of(next.code);
+        if (wide > width) {
+            break;
+        }
+        width -= wide;
+        result += text.substr(0, next.bytes);
+        text.remove_prefix(next.bytes);
+    }
+    return result;
+}
+
+std::string pad_right(std::string_view text, std::size_t width) {
+    std::string result = fit(text, width);
+    return result.append(width - columns(result), ' ');
+}
+
+std::string pad_left(std::string_view text, std::size_t width) {
+    const std::string result = fit(text, width);
+    return std::string(width - columns(result), ' ') + result;
+}
+
+std::vector<std::string> wrap(std::string_view text, std::size_t width) {
+    width = std::max<std::size_t>(width, 1);
+    std::vector<std::string> lines;
+    while (columns(text) > width) {
+        std::string line = fit(text, width);
+        if (line.empty()) {  // a wide character in a single column
+            line = "?";
+            text.remove_prefix(first_character(text).bytes);
+        } else {
+            // A line that ends exactly before a blank needs no shortening.
+            const std::size_t blank = text[line.size()] == ' ' ? line.size() : line.rfind(' ');
+            if (blank != std::string::npos && blank != 0) {
+                line = line.substr(0, blank);
+            }
+            text.remove_prefix(line.size());
+        }
+        lines.push_back(view::trimmed(line));
+        text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
+    }
+    if (!text.empty()) {
+        lines.emplace_back(text);
+    }
+    return lines;
+}
+
+}  // namespace zelt_top

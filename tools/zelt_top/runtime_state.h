@@ -1,0 +1,20 @@
+// What the run-time files tell of the daemon and of the module. Reads files only; opens no device; never logs.
+#pragma once
+
+#include <string>
+
+#include "view/observation.h"
+
+namespace zelt_top {
+
+// The paths of the daemon; tests give others.
+struct runtime_files {
+    std::string pid_file = "/var/run/zelt-stats.pid";
+    std::string running = "/tmp/zstats.running";
+    std::string link_change = "/tmp/cell_last_connect_changed_time";
+    std::string module_device = "/dev/ttyQSB3";
+};
+
+view::runtime_state read_runtime_state(const runtime_files &files);
+
+}  // namespace zelt_top

@@ -1,0 +1,202 @@
+#include "view/picture.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <string_view>
+
+#include "view/characters.h"
+#include "view/keys.h"
+#include "view/words.h"
+
+namespace view {
+
+namespace {
+
+bool has_own_type(const snapshot::value_type &stored) {
+    const std::optional<kind> holds = kind_of(stored.first);
+    return holds && static_cast<std::size_t>(*holds) == stored.second.index();
+}
+
+snapshot split_off_others(snapshot &cell) {
+    snapshot others;
+    for (auto next = cell.begin(); next != cell.end();) {
+        const auto one = next++;
+        if (!has_own_type(*one)) {
+            others.insert(cell.extract(one));
+        }
+    }
+    return others;
+}
+
+// A number behind the key is that of a secondary carrier.
+std::vector<fact> find_facts(const snapshot &cell, std::span<const fact_key> keys, const std::string &behind = "") {
+    std::vector<fact> facts;
+    for (const fact_key &one : keys) {
+        const std::string key = one.key + behind;
+        facts.push_back({one, find_number(cell, key)});
+        if (kind_of(key) == kind::text) {
+            facts.back().value = find_text(cell, key);
+        }
+    }
+    return facts;
+}
+
+std::vector<signal_value> find_signals(const snapshot &cell, std::span<const signal_key> keys,
+                                       const std::string &behind = "") {
+    std::vector<signal_value> signals;
+    for (const signal_key &one : keys) {
+        const number stored = find_signal(cell, one.key + behind, one.what);
+        if (stored.told() || one.shown != showing::when_there) {
+            signals.push_back({one, stored});
+        }
+    }
+    return signals;
+}
+
+std::vector<leg> find_legs(const snapshot &cell, std::span<const leg_keys> keys) {
+    std::vector<leg> legs;
+    for (const leg_keys &one : keys) {
+        legs.push_back({one.name, one.heading, find_facts(cell, one.facts), find_signals(cell, one.signals)});
+    }
+    return legs;
+}
+
+// Of a technology that nobody knows nothing can be said to be missing.
+void drop_what_is_missing(picture &known) {
+    const auto fact_is_missing = [](const fact &one) { return !one.known(); };
+    std::erase_if(known.cell, fact_is_missing);
+    std::erase_if(known.radio, fact_is_missing);
+    for (leg &one : known.legs) {
+        std::erase_if(one.signals, [](const signal_value &each) { return !each.value.told(); });
+    }
+}
+
+carrier find_carrier(const snapshot &cell, std::string name, const carrier_keys &keys, const std::string &behind = "") {
+    return {std::move(name), find_facts(cell, keys.facts, behind), find_signals(cell, keys.signals, behind)};
+}
+
+std::vector<carrier> find_carriers(const snapshot &cell, const technology &radio) {
+    std::vector<carrier> carriers;
+    for (int index = 1; index <= CARRIERS_MAX; ++index) {
+        const std::string number = std::to_string(index);
+        const bool there = std::ranges::any_of(
+            CARRIER_KEYS, [&](const carrier_key &one) { return cell.contains(std::string(one.stem) + number); });
+        if (there) {
+            carriers.push_back(find_carrier(cell, "SCC " + number, secondary_carrier(), number));
+        }
+    }
+    if (!carriers.empty() && !radio.primary_carrier.signals.empty()) {
+        carriers.insert(carriers.begin(), find_carrier(cell, "primary", radio.primary_carrier));
+    }
+    return carriers;
+}
+
+// The line without its empty places, and with words where the daemon writes the mark of a missing value.
+phrase tidy_summary(const phrase &line) {
+    if (!line.known()) {
+        return line;
+    }
+    const std::string mark = ": " + std::string(NOT_REPORTED_TEXT);
+    std::string tidy;
+    std::string_view rest = line.value;
+    while (!rest.empty()) {
+        const std::size_t end = std::min(rest.find(", "), rest.size());
+        std::string field(rest.substr(0, end));
+        rest.remove_prefix(std::min(end + 2, rest.size()));
+        if (const std::size_t at = field.find(mark); at != std::string::npos) {
+            field = field.substr(0, at) + ": " + word(presence::not_reported);
+        }
+        if (field.find_first_not_of(" ,") != std::string::npos) {
+            tidy += (tidy.empty() ? "" : ", ") + field;
+        }
+    }
+    return {presence::known, tidy};
+}
+
+// A cycle takes 4 s and a few exchanges with the module; three of them are no news any more but a fault.
+constexpr double STALE_SECONDS = 15;
+
+condition judge(const picture &known, const reading &database, const runtime_state &around) {
+    if (!database.cell) {
+        return condition::no_database;
+    }
+    if (around.daemon != runtime_state::process::running) {
+        return condition::daemon_absent;
+    }
+    if (around.paused) {
+        return condition::paused;
+    }
+    if (!around.module_present) {
+        return condition::module_gone;
+    }
+    if (known.age.written.value_or(0) > STALE_SECONDS) {
+        return condition::stale;
+    }
+    return known.registered.known() && known.registered.value ? condition::well : condition::not_registered;
+}
+
+std::string sentence_of(const picture &known, const reading &database, const runtime_state &around) {
+    switch (known.state) {
+    case condition::no_database:
+        return harmless(database.problem);
+    case condition::daemon_absent:
+        return around.daemon == runtime_state::process::gone ? "Daemon not running: its process has gone."
+                                                             : "Daemon not running (no /var/run/zelt-stats.pid).";
+    case condition::paused:
+        return "Daemon paused (no /tmp/zstats.running).";
+    case condition::module_gone:
+        return "Module gone (no /dev/ttyQSB3).";
+    case condition::stale:
+        return "No news for " + duration(known.age.written.value_or(0)) + ": the daemon hangs or waits for the module.";
+    case condition::not_registered:
+        return known.registered.known() ? "Not registered in a network. Last known values."
+                                        : "Registration not known yet.";
+    case condition::well:
+        break;
+    }
+    return known.roaming.known() && known.roaming.value ? "Registered, roaming." : "Registered at home.";
+}
+
+}  // namespace
+
+const char *name_of(condition state) {
+    // In the order of the enumeration.
+    constexpr std::array<const char *, 7> NAMES{"no database", "daemon absent",  "paused", "module gone",
+                                                "stale",       "not registered", "well"};
+    return NAMES.at(static_cast<std::size_t>(state));
+}
+
+picture build_picture(const reading &database, const runtime_state &around, const ages &age) {
+    picture known;
+    snapshot cell = database.cell.value_or(snapshot{});
+    known.other = split_off_others(cell);
+    known.foreign_keys = database.foreign_keys;
+    const phrase net_type = find_text(cell, "CELL_NET_TYPE");
+    const technology &radio = technology_of(net_type.value);
+    known.technology = net_type.value;
+    known.carrier_name = find_text(cell, "CELL_CARRIER");
+    known.mcc = find_text(cell, "CELL_MCC");
+    known.mnc = find_text(cell, "CELL_MNC");
+    known.cell = find_facts(cell, radio.cell);
+    known.radio = find_facts(cell, radio.radio);
+    known.legs = find_legs(cell, radio.legs);
+    known.carriers = find_carriers(cell, radio);
+    if (radio.name.empty()) {
+        drop_what_is_missing(known);
+    }
+    known.registered = find_flag(cell, "CELL_REGISTERED");
+    known.roaming = find_flag(cell, "CELL_ROAMING");
+    known.link_up = find_flag(cell, "CELL_CONNECTED");
+    known.address = find_text(cell, "CELL_IPV4");
+    if (known.address.value == "0.0.0.0") {  // what a clear leaves behind
+        known.address = {};
+    }
+    known.summary = tidy_summary(find_text(cell, "CELL_RSSIMON"));
+    known.age = age;
+    known.state = judge(known, database, around);
+    known.sentence = sentence_of(known, database, around);
+    return known;
+}
+
+}  // namespace view
