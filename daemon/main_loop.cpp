@@ -33,7 +33,8 @@ bool take_new_connection() {
 }
 
 void run_cycle(module_model model, mqtt_brel *mqtt, cycle_state &state) {
-    constexpr unsigned int HEALTH_CHECK_CYCLES = 20;
+    constexpr unsigned int HEALTH_CHECK_CYCLES = 20;  // some 90 s: a stuck module stays so for ever, and a query costs
+                                                      // the port's other users a wait
 
     chk_idle_blocking();
     if (!keep_running) {
@@ -42,7 +43,7 @@ void run_cycle(module_model model, mqtt_brel *mqtt, cycle_state &state) {
     check_if_need_to_clear_values(false);
     at_queries(model, &state.at_result, &state.health_counter);
     update_rssimon_sysdb_values();
-    int sleep_seconds = 4;
+    int sleep_seconds = 4;  // signal values hardly change faster, and the port's other users get their turn
     if (take_new_connection()) {
         update_route(model);
         sleep_seconds = 2;  // show the new connection sooner

@@ -69,7 +69,7 @@ void chk_idle_blocking() try {
         update_event_log();
         syslog(LOG_DEBUG, "Idling waiting for zstats to continue to run");
         first_pass = false;
-        sleep(3);
+        sleep(3);  // the longest that resuming, a clear request or a stop may take
     }
 } catch (const std::exception &e) {
     log_exception(e, __func__);

@@ -87,7 +87,7 @@ std::optional<scc_info> decode_scc(char *line) {
 
 void save_carrier_aggregation_to_sysdb() try {
     syslog(LOG_INFO, "Getting carrier aggregation");
-    std::array<char, 512> answer{};
+    std::array<char, 512> answer{};  // seven lines of some 65 characters; what does not fit is not seen
     const std::optional<unsigned int> result = exchange_for_all_lines("at+qcainfo\r", answer);
     if (!result) {
         return;

@@ -60,7 +60,7 @@ std::int32_t csq_to_rssi_dbm(std::int32_t csq) {
 // field          0        1           2    3
 void get_band_for_wcdma() try {
     syslog(LOG_INFO, "Getting band for WCDMA");
-    std::array<char, 64> answer{};
+    std::array<char, 64> answer{};  // the line below, with longer names
     if (!line_received(exchange_for_line("at+qnwinfo\r", "+QNWINFO:", answer), "QNWINFO", answer.data())) {
         return;
     }
@@ -79,10 +79,11 @@ void get_band_for_wcdma() try {
 // field  0  1
 void get_rssi_for_gsm() try {
     syslog(LOG_INFO, "Getting RSSI for GSM");
-    std::array<char, 32> answer{};
+    std::array<char, 32> answer{};  // the line below
     if (!line_received(exchange_for_line("at+csq\r", "+CSQ:", answer), "CSQ", answer.data())) {
         return;
     }
+    // Modules put a blank behind this prefix; without one the first digit is skipped with it.
     const char *csq = field_after_prefix(answer, std::string_view("+CSQ: ").size(), 0);
     if (csq == nullptr) {
         return;

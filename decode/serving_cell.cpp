@@ -64,7 +64,7 @@ constexpr std::array<technology, 3> EN_DC_TECHNOLOGIES{{
 
 void parse_rm5XX_stats() try {
     syslog(LOG_INFO, "Parsing RM5XX stats");
-    std::array<char, 512> answer{};
+    std::array<char, 512> answer{};  // an LTE and an NR line, of some 100 characters each, and the final result
     const std::optional<unsigned int> result = exchange_for_all_lines(SERVING_CELL_COMMAND, answer);
     if (!result) {
         return;
@@ -86,7 +86,7 @@ void parse_rm5XX_stats() try {
 
 void parse_4g_module_stats() try {
     syslog(LOG_INFO, "Parsing non-5G module stats");
-    std::array<char, 256> answer{};
+    std::array<char, 256> answer{};  // one line of some 100 characters
     const std::optional<unsigned int> result = exchange_for_line(SERVING_CELL_COMMAND, "+QENG:", answer);
     if (!result) {
         return;

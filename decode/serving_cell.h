@@ -1,5 +1,6 @@
 // The serving-cell query and its dispatch: each tagged part of the answer goes to the decoder of its technology. The
-// port is closed before anything is decoded. Each operation catches and logs its own exceptions.
+// port is closed before anything is decoded. The two queries block for one exchange (at_exchange.h), the dispatch only
+// where a technology has a follow-up query. Each operation catches and logs its own exceptions.
 #pragma once
 
 // 5G modules (RM5xx): several lines, one per active radio. The NR values are withdrawn in each completed exchange, so

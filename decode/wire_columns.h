@@ -15,7 +15,8 @@ struct wire_column {
     std::array<cell_key, 2> keys;  // written in this order; the second may be missing
 };
 
-// A line is cut to this length before it is split; columns beyond are not seen.
+// A line is cut to this length before it is split; columns beyond are not seen. The last column that any table uses
+// ends before the 100th character, whatever its values.
 inline constexpr std::size_t DECODED_LINE_MAX = 127;
 
 // Splits the line (empty columns keep their place) and writes the columns of the table in the line's order. Columns

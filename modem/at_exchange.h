@@ -1,5 +1,6 @@
 // One AT command and its answer, in a port session of its own: open, exchange, close. What an answer means is the
-// caller's; silent.
+// caller's; silent. Blocks on the port's lock without limit, then on the module until it has answered or the library
+// gives up; a stop ends both. What the library throws passes through, with the session closed.
 #pragma once
 
 #include <optional>

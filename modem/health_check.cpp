@@ -20,7 +20,7 @@ namespace {
 constexpr int CFUN_STUCK = 7;
 
 bool is_stuck(int fd) {
-    std::array<char, 8> level{};
+    std::array<char, 8> level{};  // one or two digits
     return zelt_at_cmd_get_cfun(fd, level.data(), level.size()) > 0 && leading_int32(level.data()) == CFUN_STUCK;
 }
 

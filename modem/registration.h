@@ -1,4 +1,4 @@
-// Network registration and roaming. Catches and logs its own exceptions.
+// Network registration and roaming. Blocks for one exchange (at_exchange.h). Catches and logs its own exceptions.
 #pragma once
 
 // Whether the module was registered at the last query that told. The module library stores it during the query;

@@ -30,21 +30,21 @@ void publish_answer(subscriber_query query, const char *key) {
 
 void save_carrier_name_to_sysdb() try {
     syslog(LOG_INFO, "Getting carrier name");
-    publish_answer<64>(zelt_at_cmd_get_carrier_name, "CELL_CARRIER");
+    publish_answer<64>(zelt_at_cmd_get_carrier_name, "CELL_CARRIER");  // names have up to some 30 characters
 } catch (const std::exception &e) {
     log_exception(e, __func__);
 }
 
 void save_imsi_to_sysdb() try {
     syslog(LOG_INFO, "Getting IMSI");
-    publish_answer<32>(zelt_at_cmd_get_imsi, "CELL_IMSI");
+    publish_answer<32>(zelt_at_cmd_get_imsi, "CELL_IMSI");  // at most 15 digits
 } catch (const std::exception &e) {
     log_exception(e, __func__);
 }
 
 void save_mdn_to_sysdb() try {
     syslog(LOG_INFO, "Getting MDN");
-    publish_answer<32>(zelt_at_cmd_get_mdn, "CELL_MDN");
+    publish_answer<32>(zelt_at_cmd_get_mdn, "CELL_MDN");  // at most 15 digits and a plus sign
 } catch (const std::exception &e) {
     log_exception(e, __func__);
 }

@@ -84,7 +84,7 @@ bool read_value(sysdb_handle *handle, const std::string &key, rssimon_value &val
     case VALUE_REAL:
         return sysdb_read_dbl(handle, key.c_str(), &value.dbl_value) == 0;
     case VALUE_STRING: {
-        std::array<char, 128> text{};
+        std::array<char, 128> text{};  // a field shows at most 63 characters of it
         if (sysdb_read_str(handle, key.c_str(), text.data(), text.size()) != 0) {
             return false;
         }
@@ -116,8 +116,8 @@ const rssimon_value *find_valid(const char *key) {
     return nullptr;
 }
 
-constexpr std::size_t FIELD_MAX = 63;
-constexpr std::size_t LINE_MAX_LENGTH = 4095;
+constexpr std::size_t FIELD_MAX = 63;          // a value from outside must not push the others out of the line
+constexpr std::size_t LINE_MAX_LENGTH = 4095;  // a guard: 29 fields and their separators take at most 1883
 
 std::string value_text(const rssimon_value &value) {
     switch (value.kind) {

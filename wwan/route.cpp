@@ -43,7 +43,7 @@ void update_route(module_model model) try {
     if (access("/dev/cdc-wdm0", F_OK) != 0) {
         return;
     }
-    std::array<char, 512> settings{};
+    std::array<char, 512> settings{};  // seven lines of interest, of some 40 characters, and a few others
     const int length =
         run_qmicli_and_get_result("--wds-get-current-settings", settings.data(), static_cast<int>(settings.size()));
     syslog(LOG_DEBUG, "qmicli (len:%d):%s", length, settings.data());

@@ -55,9 +55,13 @@ lines_of_text compare_cell(const std::vector<key_value> &expected, const cell_va
 
 // --- Log lines, calls and queries ---
 
+std::string with_process_id(const std::string &text, const router &on) {
+    return replace_all(text, "$PID", on.daemon_pid());
+}
+
 lines_of_text with_process_id(lines_of_text lines, const router &on) {
     for (std::string &line : lines) {
-        line = replace_all(line, "$PID", on.daemon_pid());
+        line = with_process_id(line, on);
     }
     return lines;
 }
@@ -149,10 +153,11 @@ statement_content read_expect_file(parser &in) {
         bytes.pop_back();
     }
     return [path, bytes](router &on) {
+        const std::string wanted = with_process_id(bytes, on);
         const auto found = on.file_content(path);
-        on.judge(found == bytes ? lines_of_text{}
-                                : lines_of_text{path + ": expected \"" + escaped(bytes) + "\", found " +
-                                                (found ? "\"" + escaped(*found) + "\"" : "no such file")});
+        on.judge(found == wanted ? lines_of_text{}
+                                 : lines_of_text{path + ": expected \"" + escaped(wanted) + "\", found " +
+                                                 (found ? "\"" + escaped(*found) + "\"" : "no such file")});
     };
 }
 
@@ -175,7 +180,7 @@ statement_content read_expect_message(parser &in) {
     const std::string topic = in.word_or_fail("the topic of a message");
     const std::string payload = in.block_bytes("\n");
     return [topic, payload](router &on) {
-        const std::optional<mqtt_message> wanted{{topic, replace_all(payload, "$PID", on.daemon_pid())}};
+        const std::optional<mqtt_message> wanted{{topic, with_process_id(payload, on)}};
         const auto found = on.next_message();
         on.judge(found == wanted ? lines_of_text{}
                                  : lines_of_text{"expected " + describe(wanted) + ", found " + describe(found)});

@@ -245,15 +245,15 @@ int sysdb_init(sysdb_handle *handle, int flags) {
     return 0;
 }
 
+// Closed before it may be made to throw: nobody could close it then.
 void sysdb_exit(sysdb_handle *handle) {
+    if (is_open("sysdb_exit", handle)) {
+        if (state().transaction && state().transaction->owner == handle) {
+            state().transaction.reset();
+        }
+        state().sessions.erase(session_of(handle));
+    }
     enter("sysdb_exit", "");
-    if (!is_open("sysdb_exit", handle)) {
-        return;
-    }
-    if (state().transaction && state().transaction->owner == handle) {
-        state().transaction.reset();
-    }
-    state().sessions.erase(session_of(handle));
 }
 
 int sysdb_txn_start(sysdb_handle *handle, const char *named_database, int flags) {

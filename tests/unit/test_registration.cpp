@@ -107,6 +107,21 @@ TEST(registration, an_exception_of_the_first_write_is_logged_and_skips_the_secon
     EXPECT_EQ(fake::cell("CELL_ROAMING"), "");
 }
 
+TEST(registration, after_a_clear_a_failed_query_keeps_the_cleared_keys_and_a_good_one_sets_them) {
+    platform().registration_result = 0;
+    platform().registered = true;
+    platform().roaming = true;
+    update_registration_and_roaming();
+    clear_values();
+    fake::fail("zelt_at_cmd_get_registration_and_roaming");
+    update_registration_and_roaming();
+    EXPECT_EQ(fake::cell("CELL_REGISTERED"), "int 0");
+    EXPECT_EQ(fake::cell("CELL_ROAMING"), "int 0");
+    update_registration_and_roaming();
+    EXPECT_EQ(fake::cell("CELL_REGISTERED"), "int 1");
+    EXPECT_EQ(fake::cell("CELL_ROAMING"), "int 1");
+}
+
 TEST(registration, a_clear_zeroes_both_keys_and_the_flag_and_keeps_the_subscribers) {
     platform().registration_result = 0;
     platform().registered = true;

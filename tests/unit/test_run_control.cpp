@@ -45,6 +45,7 @@ TEST(clearing, resets_the_link_state_in_memory) {
     route_updated = true;
     cell_registered = true;
     cell_connected = 1;
+    fake::before("sysdb_init", 1, [] { EXPECT_FALSE(cell_registered) << "the memory comes before the database"; });
     clear_values();
     EXPECT_STREQ(wwan_ipv4, "");
     EXPECT_STREQ(wwan_netmask, "");

@@ -164,7 +164,8 @@ TEST_F(serving_cell_5g, nr_text_without_a_quoted_tag_decodes_nothing_but_withdra
     for (const std::string text :
          {"+QENG: NR5G-NSA,262,01,774,-82\r\n\r\nOK\r\n", "+QENG: \"NR5G-XX\",1,2\r\n\r\nOK\r\n",
           "+QENG: \"NR5G\"\r\n+QENG: \"WCDMA\",310,410,1,1\r\n\r\nOK\r\n",
-          "+QENG: NR5G,\"GSM\",250,99,DC51,B919\r\n\r\nOK\r\n"}) {
+          "+QENG: NR5G,\"GSM\",250,99,DC51,B919\r\n\r\nOK\r\n", "+QENG: \"NR5G-NSA2\",262,01,774\r\n",
+          "+QENG: \"NR5G-SA2\",\"TDD\",310\r\n", "+QENG: NR5G-NSA\",262,01,774\r\n"}) {
         SCOPED_TRACE(text);
         fake::reset();
         answer(0, text);

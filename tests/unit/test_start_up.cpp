@@ -15,6 +15,7 @@
 #include "daemon/signals.h"
 #include "daemon/zelt_stats.h"
 #include "modem/registration.h"
+#include "stats/carriers.h"
 #include "tests/fake_platform/fake_platform.h"
 #include "tests/unit/clearing_journal.h"
 #include "wwan/ipv4_settings.h"
@@ -117,6 +118,18 @@ TEST(start_up, a_failed_pid_file_is_ignored) {
     stop_in_sleep(1);
     EXPECT_EQ(start(), 0);
     EXPECT_THAT(platform().journal, Contains("log info: Performing AT queries"));
+}
+
+TEST(start_up, a_name_that_begins_with_none_is_asked_for) {
+    platform().config[HARDWARE] = R"({"module":"NONE1"})";
+    EXPECT_EQ(start({}), 0);
+    EXPECT_THAT(platform().journal, Contains("get_module_model_from_config_string NONE1"));
+}
+
+TEST(start_up, the_carriers_are_there_before_the_values_are_cleared) {
+    fake::before("brelsys", 1, [] { EXPECT_EQ(ca_vector.size(), 6U); });
+    stop_in_sleep(1);
+    start();
 }
 
 TEST(start_up, an_unknown_module_of_the_hardware_description_ends_it_and_removes_the_pid_file) {

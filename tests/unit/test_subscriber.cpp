@@ -5,6 +5,7 @@
 #include <ostream>
 #include <stdexcept>
 
+#include "daemon/run_control.h"
 #include "modem/subscriber.h"
 #include "tests/fake_platform/fake_platform.h"
 
@@ -66,6 +67,21 @@ TEST_P(subscriber_query, a_result_of_0_or_less_keeps_the_old_value) {
                     ElementsAre(info_line(), "create_empty_file /tmp/zelt.cli", "ser_open /dev/ttyQSB3", query_line(),
                                 "ser_close 7", "delete_file /tmp/zelt.cli"));
     }
+}
+
+TEST_P(subscriber_query, a_value_outlives_a_clear_and_failed_queries_until_the_next_good_one) {
+    answer_with(3, "old");
+    self().operation();
+    clear_values();
+    EXPECT_EQ(fake::cell(self().key), "string old");
+    answer_with(0, "");
+    self().operation();
+    fake::fail("ser_open");
+    self().operation();
+    EXPECT_EQ(fake::cell(self().key), "string old");
+    answer_with(3, "new");
+    self().operation();
+    EXPECT_EQ(fake::cell(self().key), "string new");
 }
 
 TEST_P(subscriber_query, a_text_longer_than_the_buffer_is_cut_to_its_size_minus_1) {

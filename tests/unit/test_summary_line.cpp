@@ -263,6 +263,23 @@ TEST_F(summary_line, an_integer_temperature_is_shown_as_the_real_that_it_is) {
     EXPECT_EQ(field(29), "Temp: 41.000000");
 }
 
+TEST_F(summary_line, reads_each_key_by_its_kind_and_texts_into_128_bytes) {
+    cell();
+    gpio();
+    fake::platform().reads.clear();
+    update_rssimon_sysdb_values();
+    EXPECT_THAT(fake::platform().reads,
+                ElementsAre("sysdb_read_int CELL_BAND", "sysdb_read_int CELL_BAND_SCC_1", "sysdb_read_int CELL_CHANNEL",
+                            "sysdb_read_str CELL_CHAN_BW_DL 128", "sysdb_read_str CELL_CHAN_BW_DL_SCC_1 128",
+                            "sysdb_read_int CELL_CID", "sysdb_read_int CELL_ECIO", "sysdb_read_str CELL_ICCID 128",
+                            "sysdb_read_int CELL_LAC", "sysdb_read_str CELL_MCC 128", "sysdb_read_str CELL_MNC 128",
+                            "sysdb_read_str CELL_MODEL 128", "sysdb_read_str CELL_NET_TYPE 128",
+                            "sysdb_read_int CELL_ROAMING", "sysdb_read_int CELL_RSCP", "sysdb_read_int CELL_RSRP",
+                            "sysdb_read_int CELL_RSRP_SCC_1", "sysdb_read_int CELL_RSRQ", "sysdb_read_int CELL_RSSI",
+                            "sysdb_read_int CELL_RSSI_SCC_1", "sysdb_read_int CELL_SIM_SEL", "sysdb_read_int CELL_SINR",
+                            "sysdb_read_int CELL_SQI", "sysdb_read_int CELL_TAC", "sysdb_read_dbl GPIO_TEMP"));
+}
+
 TEST_F(summary_line, the_longest_line_is_stored_whole) {
     const std::string longest(63, 'x');
     for (const char *key : {"CELL_MODEL", "CELL_CHAN_BW_DL", "CELL_NET_TYPE", "CELL_MCC", "CELL_MNC",

@@ -3,10 +3,15 @@
 #include <utility>
 
 #include "stats/cell_catalogue.h"
+#include "stats/cell_stats_map.h"
 
 namespace {
 
 std::vector<std::string> updates;
+
+// Of an inline function that was not inlined the linker keeps the first copy, which must be one whose call it leads
+// here: that of this file comes before all of the library.
+[[gnu::used]] void (*const first_copy)(cell_key, const std::string &) = update_cell_stat;
 
 }  // namespace
 
@@ -17,7 +22,7 @@ extern "C" {
 void __real__Z21update_cell_stats_mapPKcS0_(const char *key, const char *value);
 
 void __wrap__Z21update_cell_stats_mapPKcS0_(const char *key, const char *value) {
-    if (in_cell_catalogue(key)) {
+    if (*value != '\0' && in_cell_catalogue(key)) {
         updates.push_back(std::string(key) + " " + value);
     }
     __real__Z21update_cell_stats_mapPKcS0_(key, value);

@@ -5,6 +5,6 @@
 #include <string>
 #include <vector>
 
-// Since the last call, as "CELL_RSRP -95". Keys that are not published count for nothing. Updates that the statistics
-// make themselves, in a group reset, are not among them.
+// Since the last call, as "CELL_RSRP -95". Keys that are not published count for nothing, nor do updates without a
+// value, such as those of a group reset.
 std::vector<std::string> taken_updates();

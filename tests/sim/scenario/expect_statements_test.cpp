@@ -142,6 +142,8 @@ TEST_F(expectation, a_file_holds_every_byte) {
     EXPECT_THAT(differences("expect-file /f\n| 10.0.0.1\n|", router_), IsEmpty());
     EXPECT_THAT(differences("expect-file /f\n| 10.0.0.1", router_),
                 ElementsAre("/f: expected \"10.0.0.1\", found \"10.0.0.1\\n\""));
+    router_.file = "77";
+    EXPECT_THAT(differences("expect-file /f\n| $PID", router_), IsEmpty());
     router_.file.reset();
     EXPECT_THAT(differences("expect-file /f\n| \\", router_), ElementsAre("/f: expected \"\", found no such file"));
 }
