@@ -11,7 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "sim/scenario.h"
+#include "sim/scenario/signal_names.h"
 
 namespace {
 

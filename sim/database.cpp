@@ -1,6 +1,6 @@
 #include "sim/database.h"
 
-#include "sim/text.h"
+#include "sim/scenario/line_text.h"
 #include "store/value_text.h"
 
 namespace {

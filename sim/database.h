@@ -1,14 +1,10 @@
 // The system database as the box sees it. Silent; waits only while another program writes.
 #pragma once
 
-#include <map>
 #include <string>
 
-#include "sim/scenario.h"
+#include "sim/scenario/router.h"
 #include "store/reader.h"
-
-// Keys, types and values as `sysdb list` prints them.
-using cell_values = std::map<std::string, typed_value>;
 
 typed_value to_typed_value(const sysdb_value &value);
 

@@ -1,6 +1,6 @@
 #!/bin/sh
-# check_walls.sh ROOT: the daemon's folders know nothing of what surrounds them, and a library behind one folder stays
-# there. Prints each fault as file:line; the exit status is 1 when there is one.
+# check_walls.sh ROOT: the daemon's folders know nothing of what surrounds them, a library behind one folder stays there,
+# and the rooms of the box keep apart. Prints each fault as file:line; the exit status is 1 when there is one.
 set -eu
 cd "$1"
 daemon='base daemon modem decode wwan stats platform'
@@ -28,6 +28,11 @@ wall() {
         '("([^/"]*|\.[^"]*)"|<(base|daemon|modem|decode|wwan|stats|platform)/)' $daemon
     wall 'view/ knows the values of the store, and nothing else of the house' \
         '["<](\.\./)*(base|daemon|modem|decode|wwan|stats|platform|posix|host|sim|tools|tests|fuzz)/' view
+    # Outside the box and inside it are two programs; both read scenarios, and nothing of either is needed for that.
+    wall 'the language of scenarios must not know who plays it' '["<](\.\./)*sim/(inside|outside|stand_ins|handover)' sim/scenario
+    wall 'outside the box nothing is known of its inside' '["<](\.\./)*sim/(inside|stand_ins)/' sim/outside
+    wall 'inside the box nothing is known of its outside' '["<](\.\./)*sim/outside/' sim/inside
+    wall 'a stand-in is a program of its own' '["<](\.\./)*sim/(inside|outside|scenario)/' sim/stand_ins
     wall 'only store/ may use this library' '["<](\.\./)*lmdb\.h' $daemon posix view host sim tools fuzz
     # The box's broker has a subscriber of its own.
     wall 'only host/ and the box may use this library' '["<](\.\./)*mosquitto\.h' $daemon posix store view tools fuzz

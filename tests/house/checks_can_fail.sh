@@ -8,7 +8,8 @@ failed=0
 
 sound_tree() {
     rm -rf "${tree:?}"/*
-    mkdir "$tree"/{base,daemon,modem,decode,wwan,stats,platform,posix,store,view,host,sim,tools,fuzz}
+    mkdir -p "$tree"/{base,daemon,modem,decode,wwan,stats,platform,posix,store,view,host,tools,fuzz} \
+        "$tree"/sim/{inside,outside,scenario,stand_ins}
     touch "$tree/base/flag.h" "$tree/platform/store.h"
     printf '#include "base/flag.h"\n#include <string>\n' >"$tree/decode/lte.h"
     printf '#include "decode/lte.h"\n  #  include "platform/store.h"\n' >"$tree/decode/lte.cpp"
@@ -108,6 +109,18 @@ finds 'the broker'"'"'s library in a tool' check_walls \
 finds 'what the keys mean depending on who shows them' check_walls \
     'view/picture.h:1:' \
     'echo "#include \"tools/top/page.h\"" >view/picture.h'
+finds 'the language reaches for who plays it' check_walls \
+    'sim/scenario/words.cpp:1:' \
+    'echo "#include \"sim/inside/player.h\"" >sim/scenario/words.cpp'
+finds 'the inside of the box reaches for its outside' check_walls \
+    'sim/inside/player.cpp:1:' \
+    'echo "#include \"sim/outside/box.h\"" >sim/inside/player.cpp'
+finds 'the outside of the box reaches for its inside' check_walls \
+    'sim/outside/box.cpp:1:' \
+    'echo "#include \"sim/inside/player.h\"" >sim/outside/box.cpp'
+finds 'a stand-in needs more than itself' check_walls \
+    'sim/stand_ins/stand_in.h:1:' \
+    'echo "#include \"sim/scenario/parser.h\"" >sim/stand_ins/stand_in.h'
 finds 'a folder that is gone, so that nothing of it is checked' check_walls \
     'there is no folder platform' \
     'rm -r platform'

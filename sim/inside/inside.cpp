@@ -1,0 +1,120 @@
+#include "sim/inside/inside.h"
+
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <system_error>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include "posix/descriptor.h"
+#include "sim/handover.h"
+#include "sim/inside/interfaces.h"
+#include "sim/inside/module_check.h"
+#include "sim/inside/player.h"
+#include "sim/inside/router_files.h"
+#include "sim/inside/router_programs.h"
+#include "sim/inside/terminal_program.h"
+
+namespace {
+
+using words = std::vector<std::string>;
+
+std::unique_ptr<terminal_program> make_companion(companion which) {
+    if (which == companion::view) {
+        return std::make_unique<terminal_program>(words{own_folder() / "zelt-top"}, false);
+    }
+    if (which == companion::none) {
+        return nullptr;
+    }
+    std::puts("A shell in the box, beside the running daemon. Look around with:  sysdb list CELL   zelt-top\n"
+              "ip address show wwan0   cat /run/wwan_ipv4   ls /run /tmp        exit ends the box.");
+    std::fflush(stdout);
+    words command{"/usr/bin/env", "PATH=" + own_folder().string() + ":" + std::getenv("PATH"), "PS1=box:\\w# ",
+                  "HISTFILE="};
+    // Without the user's own settings: they belong to a system that can be written.
+    access("/bin/bash", X_OK) == 0 ? command.insert(command.end(), {"/bin/bash", "--norc"})
+                                   : command.insert(command.end(), "/bin/sh");
+    return std::make_unique<terminal_program>(command, isatty(STDIN_FILENO) != 0);
+}
+
+// While a program has the terminal, what the box prints is kept, and printed at the end.
+class kept_output {
+public:
+    kept_output() {
+        std::fflush(stdout);
+        for (const int fd : {STDOUT_FILENO, STDERR_FILENO}) {
+            dup2(kept_.get(), fd);
+        }
+    }
+    ~kept_output() {
+        std::fflush(stdout);
+        dup2(stdout_.get(), STDOUT_FILENO);
+        dup2(stderr_.get(), STDERR_FILENO);
+        std::array<char, 4096> piece{};
+        lseek(kept_.get(), 0, SEEK_SET);
+        for (ssize_t size = 0; (size = read(kept_.get(), piece.data(), piece.size())) > 0;) {
+            std::fwrite(piece.data(), 1, static_cast<std::size_t>(size), stdout);
+        }
+        std::fflush(stdout);
+    }
+    kept_output(const kept_output &) = delete;
+    kept_output &operator=(const kept_output &) = delete;
+
+private:
+    descriptor kept_{memfd_create("journal", MFD_CLOEXEC)};
+    descriptor stdout_{fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)};
+    descriptor stderr_{fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)};
+};
+
+int play_beside(const scenario &story, play_request request) {
+    const std::unique_ptr<terminal_program> beside = make_companion(request.beside);
+    if (!beside) {
+        return play(story, request, nullptr);
+    }
+    request.level = journal_level::quiet;
+    const kept_output kept;
+    const int status = play(story, request, beside.get());
+    beside->end();  // before anything is printed
+    return status;
+}
+
+void prepare_router() {
+    join_run_folders();
+    make_interfaces();
+    make_router_programs();
+    prepare_config();
+    unsetenv("SYSDB_DIR");
+    setenv("PATH", "/usr/sbin:/usr/bin:/sbin:/bin", 1);
+}
+
+}  // namespace
+
+int inside(const words &arguments) try {
+    for (const int fd : {BOX_TEXT, BOX_CONTROL, BOX_READY}) {
+        fcntl(fd, F_SETFD, FD_CLOEXEC);
+    }
+    const play_request request = from_words(arguments);
+    const auto text = file_content("/proc/self/fd/" + std::to_string(BOX_TEXT));
+    if (!text || fcntl(BOX_READY, F_GETFD) < 0) {
+        return refuse(NOT_FOR_PEOPLE);
+    }
+    std::signal(SIGPIPE, SIG_IGN);
+    const scenario story = parse_scenario(*text, request.scenario);
+    prepare_router();
+    if (write(BOX_READY, "", 1) != 1) {
+        return EXIT_NO_BOX;
+    }
+    if (!request.port.empty()) {
+        if (const std::string wrong = why_no_module(MODULE_PORT, request.port); !wrong.empty()) {
+            return refuse(wrong);
+        }
+    }
+    return play_beside(story, request);
+} catch (const std::system_error &e) {
+    return refuse(std::string("cannot go on in the box: ") + e.what(), EXIT_NO_BOX);
+}

@@ -1,0 +1,18 @@
+#include "sim/inside/journal.h"
+
+#include <cstdio>
+
+void journal::line(journal_level least, const char *kind, const std::string &text) {
+    if (level_ < least) {
+        return;
+    }
+    const double seconds = std::chrono::duration<double>(clock::now() - start_).count();
+    // Milliseconds matter in an exchange, and only disturb in the story.
+    std::printf("%8.*fs  %-6s %s\n", is_verbose() ? 3 : 1, seconds, kind, text.c_str());
+    broken_ = std::fflush(stdout) != 0 || broken_;
+}
+
+void journal::failure(const std::string &text) {
+    ++failures_;
+    line(journal_level::quiet, "FAILED", text);
+}

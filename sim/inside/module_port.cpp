@@ -1,0 +1,76 @@
+#include "sim/inside/module_port.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <system_error>
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace {
+
+[[noreturn]] void fail(const std::string &what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+}  // namespace
+
+void module_port::plug() {
+    if (module_side_.is_open()) {
+        return;
+    }
+    ::descriptor module_side(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK));
+    std::array<char, 64> path{};
+    if (!module_side.is_open() || grantpt(module_side.get()) != 0 || unlockpt(module_side.get()) != 0 ||
+        ptsname_r(module_side.get(), path.data(), path.size()) != 0) {
+        fail("pseudo-terminal");
+    }
+    ::descriptor router_side(open(path.data(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    termios settings{};
+    if (!router_side.is_open() || tcgetattr(router_side.get(), &settings) != 0) {
+        fail(path.data());
+    }
+    cfmakeraw(&settings);
+    if (tcsetattr(router_side.get(), TCSANOW, &settings) != 0 || symlink(path.data(), name_.c_str()) != 0) {
+        fail(name_);
+    }
+    module_side_ = std::move(module_side);
+    router_side_ = std::move(router_side);
+}
+
+void module_port::unplug() {
+    if (module_side_.is_open()) {
+        unlink(name_.c_str());
+        router_side_.close();
+        module_side_.close();
+        outgoing_.clear();
+    }
+}
+
+std::string module_port::read() {
+    std::string bytes;
+    std::array<char, 4096> piece{};
+    for (ssize_t size = 0; (size = ::read(module_side_.get(), piece.data(), piece.size())) > 0;) {
+        bytes.append(piece.data(), static_cast<std::size_t>(size));
+    }
+    return bytes;
+}
+
+void module_port::write(std::string_view bytes) {
+    if (module_side_.is_open()) {
+        outgoing_ += bytes;
+        flush();
+    }
+}
+
+void module_port::flush() {
+    while (!outgoing_.empty()) {
+        const ssize_t size = ::write(module_side_.get(), outgoing_.data(), outgoing_.size());
+        if (size <= 0) {
+            return;
+        }
+        outgoing_.erase(0, static_cast<std::size_t>(size));
+    }
+}

@@ -1,0 +1,77 @@
+#include "sim/inside/terminal_program.h"
+
+#include <csignal>
+#include <system_error>
+#include <utility>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "sim/child.h"
+
+namespace {
+
+constexpr int PATIENCE_MILLISECONDS = 2000;  // a program that reacts at all does so at once
+
+}  // namespace
+
+terminal_program::terminal_program(std::vector<std::string> command, bool leads_terminal)
+    : command_(std::move(command)), leads_terminal_(leads_terminal) {
+    for (int fd = 0; fd < static_cast<int>(streams_.size()); ++fd) {
+        streams_.at(static_cast<std::size_t>(fd)) = descriptor(fcntl(fd, F_DUPFD_CLOEXEC, 0));
+    }
+}
+
+void terminal_program::start() {
+    std::vector<char *> argv;
+    for (const std::string &word : command_) {
+        argv.push_back(const_cast<char *>(word.c_str()));  // NOLINT: posix_spawn does not write there
+    }
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t files{};
+    posix_spawn_file_actions_init(&files);
+    for (int fd = 0; fd < static_cast<int>(streams_.size()); ++fd) {
+        posix_spawn_file_actions_adddup2(&files, streams_.at(static_cast<std::size_t>(fd)).get(), fd);
+    }
+    posix_spawnattr_t attributes{};
+    posix_spawnattr_init(&attributes);
+    // The box ignores what a terminal sends; this program shall not. But for the stop key: whoever gives the terminal
+    // back to the user's shell may be stopped before this program has left its page, and it could not any more.
+    sigset_t every{};
+    sigfillset(&every);
+    if (!leads_terminal_) {
+        sigdelset(&every, SIGTSTP);
+    }
+    posix_spawnattr_setsigdefault(&attributes, &every);
+    if (leads_terminal_) {
+        posix_spawnattr_setpgroup(&attributes, 0);
+        posix_spawn_file_actions_addtcsetpgrp_np(&files, STDIN_FILENO);
+    }
+    const int group = leads_terminal_ ? POSIX_SPAWN_SETPGROUP : 0;
+    posix_spawnattr_setflags(&attributes, static_cast<short>(POSIX_SPAWN_SETSIGDEF | group));
+    const int error = posix_spawnp(&pid_, argv[0], &files, &attributes, argv.data(), environ);
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&files);
+    if (error != 0) {
+        pid_ = -1;
+        throw std::system_error(error, std::generic_category(), command_[0]);
+    }
+    end_ = end_of_process(pid_);
+}
+
+void terminal_program::end() {
+    if (pid_ <= 0) {
+        return;
+    }
+    // As if the terminal went away: a shell ends by nothing milder. A stopped program must go on to notice.
+    kill(pid_, SIGHUP);
+    kill(pid_, SIGCONT);
+    pollfd watched{end_.get(), POLLIN, 0};
+    if (poll(&watched, 1, PATIENCE_MILLISECONDS) <= 0) {
+        kill(pid_, SIGKILL);
+    }
+    waitpid(std::exchange(pid_, -1), nullptr, 0);
+}

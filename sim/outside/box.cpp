@@ -1,0 +1,179 @@
+#include "sim/outside/box.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <optional>
+#include <string_view>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/mman.h>
+#include <sys/signalfd.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "posix/descriptor.h"
+#include "sim/child.h"
+
+namespace {
+
+// Folders of the host that the box replaces by its own.
+bool is_hidden(std::string_view path) {
+    return path.starts_with("/tmp/") || path.starts_with("/run/") || path.starts_with("/dev/");
+}
+
+std::optional<std::string> find_program(const std::string &name) {
+    const char *const path = std::getenv("PATH");
+    std::string_view folders = path != nullptr ? path : "";
+    while (!folders.empty()) {
+        const auto end = std::min(folders.find(':'), folders.size());
+        std::string candidate = std::string(folders.substr(0, end)) + "/" + name;
+        if (access(candidate.c_str(), X_OK) == 0) {
+            return candidate;
+        }
+        folders.remove_prefix(std::min(end + 1, folders.size()));
+    }
+    return std::nullopt;
+}
+
+descriptor text_descriptor(const std::string &text) {
+    descriptor file(memfd_create("scenario", MFD_CLOEXEC));
+    if (file.is_open() && write(file.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size())) {
+        lseek(file.get(), 0, SEEK_SET);
+    }
+    return file;
+}
+
+struct pipe_ends {
+    pipe_ends() {
+        std::array<int, 2> ends{-1, -1};
+        if (pipe2(ends.data(), O_CLOEXEC) == 0) {
+            read_end = descriptor(ends[0]);
+            write_end = descriptor(ends[1]);
+        }
+    }
+    descriptor read_end;
+    descriptor write_end;
+};
+
+// The signals that a terminal sends to every program in the foreground reach this process alone: it tells the box.
+sigset_t stop_signals() {
+    sigset_t signals{};
+    sigemptyset(&signals);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+        sigaddset(&signals, number);
+    }
+    return signals;
+}
+
+[[noreturn]] void become(const std::string &program, const std::vector<std::string> &command, int text, int control,
+                         int ready) {
+    // Out of the way first: one of them may sit on the number that another is to get.
+    constexpr int FREE = 10;
+    const int moved[] = {fcntl(text, F_DUPFD, FREE), fcntl(control, F_DUPFD, FREE), fcntl(ready, F_DUPFD, FREE)};
+    dup2(moved[0], BOX_TEXT);
+    dup2(moved[1], BOX_CONTROL);
+    dup2(moved[2], BOX_READY);
+    for (const int fd : moved) {
+        close(fd);
+    }
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+        std::signal(number, SIG_IGN);
+    }
+    const sigset_t signals = stop_signals();
+    sigprocmask(SIG_UNBLOCK, &signals, nullptr);
+    std::vector<char *> argv;
+    for (const std::string &word : command) {
+        argv.push_back(const_cast<char *>(word.c_str()));  // NOLINT: execv does not write there
+    }
+    argv.push_back(nullptr);
+    execv(program.c_str(), argv.data());
+    _exit(EXIT_NO_BOX);
+}
+
+// Waits for the end of the box. The first stop signal asks it to end, a second one ends it at once.
+int wait_for_end(pid_t pid, descriptor control) {
+    const sigset_t signals = stop_signals();
+    const descriptor signal_source(signalfd(-1, &signals, SFD_CLOEXEC));
+    const descriptor end = end_of_process(pid);
+    std::chrono::steady_clock::time_point asked;
+    for (;;) {
+        pollfd watched[] = {{end.get(), POLLIN, 0}, {signal_source.get(), POLLIN, 0}};
+        poll(watched, 2, -1);
+        if (watched[0].revents != 0) {
+            int status = 0;
+            waitpid(pid, &status, 0);
+            return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
+        }
+        signalfd_siginfo received{};
+        if (watched[1].revents == 0 || read(signal_source.get(), &received, sizeof received) < 0) {
+            continue;
+        }
+        // Some senders signal a process and then its group: that is one request.
+        const auto now = std::chrono::steady_clock::now();
+        if (control.is_open()) {
+            control.close();
+            asked = now;
+        } else if (now - asked > std::chrono::milliseconds(500)) {
+            kill(pid, SIGKILL);
+        }
+    }
+}
+
+}  // namespace
+
+std::vector<std::string> box_command(const box_request &request) {
+    // clang-format off
+    std::vector<std::string> command = {
+        "bwrap", "--unshare-user", "--uid", "0", "--gid", "0", "--cap-add", "ALL",
+        "--unshare-net", "--unshare-pid", "--unshare-ipc", "--die-with-parent",
+        "--ro-bind", "/", "/", "--dev", "/dev", "--proc", "/proc", "--tmpfs", "/tmp", "--tmpfs", "/run", "--chdir", "/"};
+    // clang-format on
+    for (const std::string &path : request.visible) {
+        if (is_hidden(path)) {
+            command.insert(command.end(), {"--ro-bind", path, path});
+        }
+    }
+    for (const box_device &device : request.devices) {
+        command.insert(command.end(), {"--dev-bind", device.host_name, device.name});
+    }
+    command.emplace_back("--");
+    command.insert(command.end(), request.command.begin(), request.command.end());
+    return command;
+}
+
+int run_in_box(const box_request &request, const std::string &text) {
+    const auto bwrap = find_program("bwrap");
+    if (!bwrap) {
+        return refuse("bwrap is missing; install it with: sudo apt-get install bubblewrap", EXIT_NO_BOX);
+    }
+    const descriptor text_file = text_descriptor(text);
+    pipe_ends control;
+    pipe_ends ready;
+    const sigset_t signals = stop_signals();
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    const pid_t pid = fork();
+    if (pid < 0) {
+        return refuse("no new process can be made; end some programs and try again", EXIT_NO_BOX);
+    }
+    if (pid == 0) {
+        become(*bwrap, box_command(request), text_file.get(), control.read_end.get(), ready.write_end.get());
+    }
+    ready.write_end.close();
+    control.read_end.close();
+    const int status = wait_for_end(pid, std::move(control.write_end));
+    char byte = 0;
+    if (read(ready.read_end.get(), &byte, 1) == 1) {
+        return status;
+    }
+    return refuse(
+        "the box could not be made (bwrap's own message stands above, if there is one). The kernel may forbid\n"
+        "user namespaces: /proc/sys/kernel/unprivileged_userns_clone must be 1 where it exists,\n"
+        "/proc/sys/kernel/apparmor_restrict_unprivileged_userns 0, and /proc/sys/user/max_user_namespaces\n"
+        "not 0. Inside a container, the container must be allowed to make them.",
+        EXIT_NO_BOX);
+}
