@@ -15,8 +15,8 @@
 #include <sys/socket.h>
 #include <sys/wait.h>
 
-#include "tests/host/port/scripted_module.h"
-#include "tests/host/utilities/surroundings.h"
+#include "tests/host/scripted_module.h"
+#include "tests/support/surroundings.h"
 
 namespace {
 

@@ -13,7 +13,7 @@
 #include <unistd.h>
 
 #include "store/environment.h"
-#include "tests/host/utilities/surroundings.h"
+#include "tests/support/surroundings.h"
 
 // A process beside this one. It runs body() and is killed at the latest when the test ends.
 class other_process {

@@ -13,7 +13,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "tests/host/sysdb/sysdb_fixture.h"
+#include "tests/host/sysdb_fixture.h"
 
 // Runs until it ends or is killed. Its standard output is a pipe to us, or the descriptor that is given.
 class running_tool {

@@ -1,0 +1,278 @@
+#include "host/commands.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <functional>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <thread>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform/device_utils.h"
+#include "tests/support/surroundings.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// Far above what any of these programs needs, far below "hangs".
+constexpr auto ample = 30s;
+constexpr std::size_t some_kilobytes = 8192;
+
+bool no_child_is_left() {
+    return waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD;
+}
+
+std::optional<std::string> shell(const std::string &script, std::chrono::milliseconds deadline = ample) {
+    return collect_output({"/bin/sh", "-c", script}, deadline, some_kilobytes);
+}
+
+bool is_dead(const std::string &process) {
+    const std::string status = content_of("/proc/" + process + "/stat");
+    return status.empty() || status.find(") Z") != std::string::npos;  // init takes its zombies when it likes to
+}
+
+bool soon(const std::function<bool()> &holds) {
+    for (int i = 0; i < 500 && !holds(); ++i) {
+        std::this_thread::sleep_for(20ms);
+    }
+    return holds();
+}
+
+TEST(brelsys, returns_what_the_shell_says) {
+    struct row {
+        const char *why;
+        const char *command;
+        int status;
+    };
+    const row rows[] = {
+        {"success", "true", 0},
+        {"nothing to do is a success", "", 0},
+        {"exit status", "exit 3", 3},
+        {"the largest one", "exit 255", 255},
+        {"no such command", "/nonexistent/command 2>/dev/null", 127},
+        {"not executable", "/dev/null 2>/dev/null", 126},
+        {"ended by signal 9", "kill -9 $$", 128 + 9},
+        {"ended by signal 15", "kill -15 $$", 128 + 15},
+    };
+    for (const row &r : rows) {
+        EXPECT_EQ(brelsys("%s", r.command), r.status) << r.why;
+    }
+    EXPECT_TRUE(no_child_is_left());
+}
+
+TEST(brelsys, formats_like_printf) {
+    const temporary_folder folder;
+    EXPECT_EQ(brelsys("echo %s-%d%% > %s/out", "a", 7, folder.path().c_str()), 0);
+    EXPECT_EQ(content_of(folder.path("out")), "a-7%\n");
+}
+
+TEST(brelsys, runs_a_line_of_any_length) {
+    const temporary_folder folder;
+    const std::string word(100000, 'x');
+    EXPECT_EQ(brelsys("echo %s > %s/out", word.c_str(), folder.path().c_str()), 0);
+    EXPECT_EQ(content_of(folder.path("out")), word + "\n");
+}
+
+TEST(brelsys, a_line_beyond_the_kernels_limit_is_a_failure) {
+    EXPECT_EQ(brelsys("echo %s", std::string(4000000, 'x').c_str()), 127);
+}
+
+TEST(brelsys, passes_inner_quotes_on) {
+    const temporary_folder folder;
+    EXPECT_EQ(brelsys("printf %%s \"!fw3: Zone wan MTU fixing\" > %s/out", folder.path().c_str()), 0);
+    EXPECT_EQ(content_of(folder.path("out")), "!fw3: Zone wan MTU fixing");
+}
+
+TEST(brelsys, the_command_does_not_read_our_input) {
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    ASSERT_EQ(write(ends[1], "ours\n", 5), 5);
+    const int old_input = dup(STDIN_FILENO);
+    dup2(ends[0], STDIN_FILENO);
+    close(ends[0]);
+    close(ends[1]);
+    EXPECT_EQ(brelsys("test -z \"$(cat)\""), 0);
+    dup2(old_input, STDIN_FILENO);
+    close(old_input);
+}
+
+TEST(brelsys, the_command_gets_no_descriptor_of_ours) {
+    // Opened without O_CLOEXEC, as some libraries do.
+    const int leaking = open("/dev/null", O_RDONLY);
+    ASSERT_GE(leaking, 3);
+    EXPECT_EQ(brelsys("test ! -e /proc/$$/fd/%d", leaking), 0);
+    close(leaking);
+}
+
+TEST(brelsys, the_command_starts_with_default_signals) {
+    const temporary_folder folder;
+    const auto old_handler = signal(SIGPIPE, SIG_IGN);
+    sigset_t blocked = {};
+    sigset_t old_mask = {};
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGTERM);
+    sigprocmask(SIG_BLOCK, &blocked, &old_mask);
+    for (const char *set : {"SigBlk", "SigIgn"}) {
+        brelsys("grep %s: /proc/self/status | cut -f 2 >> %s/out", set, folder.path().c_str());
+    }
+    sigprocmask(SIG_SETMASK, &old_mask, nullptr);
+    signal(SIGPIPE, old_handler);
+    std::istringstream sets(content_of(folder.path("out")));
+    unsigned long long still_blocked = 1;
+    unsigned long long still_ignored = 1;
+    sets >> std::hex >> still_blocked >> still_ignored;
+    const unsigned long long c_library_signals = 0x180000000;  // 32 and 33: its own affair, and it ignores them
+    EXPECT_EQ(still_blocked, 0U);
+    EXPECT_EQ(still_ignored & ~c_library_signals, 0U);
+}
+
+TEST(brelsys, a_signal_in_between_does_not_cut_the_wait) {
+    struct sigaction action = {};
+    struct sigaction old_action = {};
+    action.sa_handler = [](int) {};  // without SA_RESTART: the wait really is interrupted
+    sigaction(SIGALRM, &action, &old_action);
+    const itimerval every_20_ms = {{0, 20000}, {0, 20000}};
+    setitimer(ITIMER_REAL, &every_20_ms, nullptr);
+    const int status = brelsys("sleep 0.3; exit 5");
+    const itimerval off = {};
+    setitimer(ITIMER_REAL, &off, nullptr);
+    sigaction(SIGALRM, &old_action, nullptr);
+    EXPECT_EQ(status, 5);
+}
+
+TEST(collect_output, returns_what_the_program_wrote) {
+    EXPECT_EQ(shell("echo one; echo two"), "one\ntwo\n");
+}
+
+TEST(collect_output, an_empty_output_is_an_answer) {
+    EXPECT_EQ(shell("true"), "");
+}
+
+TEST(collect_output, a_failure_has_no_answer) {
+    EXPECT_EQ(shell("echo one; exit 1"), std::nullopt);
+    EXPECT_EQ(shell("echo one; kill -9 $$"), std::nullopt);
+    EXPECT_EQ(collect_output({"/nonexistent/tool"}, ample, some_kilobytes), std::nullopt);
+    EXPECT_TRUE(no_child_is_left());
+}
+
+TEST(collect_output, output_up_to_the_limit_and_not_beyond) {
+    EXPECT_EQ(shell("head -c 8192 /dev/zero").value_or("").size(), 8192U);
+    EXPECT_EQ(shell("head -c 8193 /dev/zero"), std::nullopt);
+    EXPECT_TRUE(no_child_is_left());
+}
+
+// The end and the byte too many come in one look, or in two: either way the program must be reaped.
+TEST(collect_output, a_program_that_ends_with_too_much_output_leaves_no_zombie) {
+    for (int i = 0; i < 50; ++i) {
+        EXPECT_EQ(shell("head -c 8000 /dev/zero; head -c 8000 /dev/zero"), std::nullopt);
+        ASSERT_TRUE(no_child_is_left()) << "round " << i;
+    }
+}
+
+TEST(collect_output, a_program_that_hangs_is_killed_with_its_children) {
+    const temporary_folder folder;
+    EXPECT_EQ(shell("sleep 1000 & echo $! > " + folder.path("pid") + "; echo part; wait", 300ms), std::nullopt);
+    EXPECT_TRUE(no_child_is_left());
+    const std::string child = std::to_string(std::stoi(content_of(folder.path("pid"))));
+    EXPECT_TRUE(soon([&] { return is_dead(child); })) << content_of("/proc/" + child + "/stat");
+}
+
+TEST(collect_output, a_program_that_ignores_signals_is_killed) {
+    EXPECT_EQ(shell("trap '' TERM INT HUP; while :; do sleep 1; done", 300ms), std::nullopt);
+    EXPECT_TRUE(no_child_is_left());
+}
+
+TEST(collect_output, a_program_that_closed_its_output_is_killed_all_the_same) {
+    EXPECT_EQ(shell("echo part; exec >&-; sleep 1000", 300ms), std::nullopt);
+    EXPECT_TRUE(no_child_is_left());
+}
+
+TEST(collect_output, a_program_that_closed_its_output_may_end_in_time) {
+    EXPECT_EQ(shell("echo all; exec >&-; sleep 0.2"), "all\n");
+}
+
+TEST(collect_output, a_child_left_behind_with_the_output_does_not_hold_us_up) {
+    const temporary_folder folder;
+    EXPECT_EQ(shell("sleep 1000 & echo $! > " + folder.path("pid") + "; echo answer"), "answer\n");
+    const int background = std::stoi(content_of(folder.path("pid")));
+    EXPECT_EQ(kill(background, 0), 0) << "what a successful tool leaves running is its own affair";
+    kill(background, SIGKILL);
+}
+
+TEST(collect_output, endless_output_ends_at_the_limit) {
+    EXPECT_EQ(shell("exec yes"), std::nullopt);
+    EXPECT_TRUE(no_child_is_left());
+}
+
+// As on a kernel before 5.3, or under a service manager that allows few system calls.
+bool refuse_the_younger_system_calls() {
+    sock_filter program[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_pidfd_open, 1, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_close_range, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    const sock_fprog filter = {std::size(program), program};
+    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0 &&
+           syscall(SYS_pidfd_open, getpid(), 0) < 0;
+}
+
+[[noreturn]] void exit_with_7_if_an_older_kernel_will_do() {
+    const bool refused = refuse_the_younger_system_calls();
+    const bool answered = shell("echo answer") == "answer\n" && no_child_is_left();
+    const bool killed = !shell("sleep 1000", 300ms) && no_child_is_left();
+    const bool limited = !shell("exec yes") && no_child_is_left();
+    _exit(refused && answered && killed && limited ? 7 : 0);
+}
+
+TEST(collect_output, an_older_kernel_will_do) {
+    EXPECT_EXIT(exit_with_7_if_an_older_kernel_will_do(), testing::ExitedWithCode(7), "");
+}
+
+TEST(collect_output, the_program_dies_with_us) {
+    const temporary_folder folder;
+    const auto its_id = [&] {
+        const std::string text = content_of(folder.path("pid"));
+        return text.substr(0, text.find('\n'));
+    };
+    const pid_t we = fork();
+    if (we == 0) {
+        shell("echo $$ > " + folder.path("pid") + "; exec sleep 1000");
+        _exit(1);
+    }
+    ASSERT_TRUE(soon([&] { return !its_id().empty(); }));
+    EXPECT_FALSE(is_dead(its_id()));
+    kill(we, SIGKILL);
+    waitpid(we, nullptr, 0);
+    EXPECT_TRUE(soon([&] { return is_dead(its_id()); })) << its_id();
+    kill(std::stoi(its_id()), SIGKILL);
+}
+
+// A network that is half configured is worse than a command that outlives us.
+TEST(brelsys, the_command_comes_to_its_end_without_us) {
+    const temporary_folder folder;
+    const pid_t we = fork();
+    if (we == 0) {
+        brelsys("touch %s/begun; sleep 0.5; touch %s/done", folder.path().c_str(), folder.path().c_str());
+        _exit(1);
+    }
+    ASSERT_TRUE(soon([&] { return file_exists(folder.path("begun").c_str()); }));
+    kill(we, SIGKILL);
+    waitpid(we, nullptr, 0);
+    EXPECT_TRUE(soon([&] { return file_exists(folder.path("done").c_str()); }));
+}
+
+}  // namespace

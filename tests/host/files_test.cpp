@@ -1,0 +1,278 @@
+#include "platform/device_utils.h"
+
+#include <csignal>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "tests/support/surroundings.h"
+
+namespace {
+
+class files : public testing::Test {
+protected:
+    std::string path(const char *name) const { return folder_.path(name); }
+    temporary_folder folder_;
+};
+
+TEST_F(files, write_creates_without_a_newline) {
+    EXPECT_EQ(write_str_to_file(path("new").c_str(), "wwan0"), 0);
+    EXPECT_EQ(content_of(path("new")), "wwan0");
+}
+
+TEST_F(files, write_replaces_a_longer_content) {
+    folder_.write("old", "255.255.255.252");
+    EXPECT_EQ(write_str_to_file(path("old").c_str(), "1"), 0);
+    EXPECT_EQ(content_of(path("old")), "1");
+}
+
+TEST_F(files, write_of_an_empty_text_leaves_an_empty_file) {
+    folder_.write("old", "10.0.0.1");
+    EXPECT_EQ(write_str_to_file(path("old").c_str(), ""), 0);
+    EXPECT_TRUE(file_exists(path("old").c_str()));
+    EXPECT_EQ(content_of(path("old")), "");
+}
+
+class umask_of_the_parent {
+public:
+    explicit umask_of_the_parent(mode_t mask) : old_(umask(mask)) {}
+    ~umask_of_the_parent() { umask(old_); }
+    umask_of_the_parent(const umask_of_the_parent &) = delete;
+    umask_of_the_parent &operator=(const umask_of_the_parent &) = delete;
+
+private:
+    mode_t old_;
+};
+
+mode_t mode_of(const std::string &path) {
+    struct stat status = {};
+    return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777U : 0;
+}
+
+TEST_F(files, new_files_are_readable_by_all_and_writable_by_us_whatever_the_umask) {
+    for (const mode_t mask : {0000U, 0022U, 0077U, 0777U}) {
+        const umask_of_the_parent umask(mask);
+        EXPECT_EQ(write_str_to_file(path("text").c_str(), "1"), 0);
+        EXPECT_EQ(create_empty_file(path("lock").c_str()), 0);
+        EXPECT_EQ(create_pidfile(path("pid").c_str()), 0);
+        for (const char *name : {"text", "lock", "pid"}) {
+            EXPECT_EQ(mode_of(path(name)), 0644U) << name << " under " << std::oct << mask;
+            delete_file(path(name).c_str());
+        }
+    }
+}
+
+TEST_F(files, a_file_that_stands_there_keeps_its_mode) {
+    for (const mode_t mode : {0600U, 0666U}) {
+        folder_.write("theirs", "secret");
+        ASSERT_EQ(chmod(path("theirs").c_str(), mode), 0);
+        EXPECT_EQ(write_str_to_file(path("theirs").c_str(), "1"), 0);
+        EXPECT_EQ(create_empty_file(path("theirs").c_str()), 0);
+        EXPECT_EQ(mode_of(path("theirs")), mode);
+        EXPECT_EQ(content_of(path("theirs")), "1");
+    }
+}
+
+TEST_F(files, write_into_a_kernel_file_works) {
+    // Replacing by rename would fail there.
+    EXPECT_EQ(write_str_to_file("/proc/self/comm", "zelt-comm"), 0);
+    EXPECT_EQ(content_of("/proc/self/comm"), "zelt-comm\n");
+}
+
+TEST_F(files, write_to_a_full_disk_is_an_error) {
+    EXPECT_NE(write_str_to_file("/dev/full", "10.0.0.1"), 0);
+}
+
+// Files of this process hold at most 4 bytes then: the first write is a short one, the second fails.
+void exit_with_7_if_a_cut_write_fails(const std::string &path) {
+    signal(SIGXFSZ, SIG_IGN);
+    const rlimit four_bytes = {4, 4};
+    setrlimit(RLIMIT_FSIZE, &four_bytes);
+    _exit(write_str_to_file(path.c_str(), "10.0.0.1") != 0 ? 7 : 0);
+}
+
+TEST_F(files, write_cut_short_is_an_error_and_removes_nothing) {
+    EXPECT_EXIT(exit_with_7_if_a_cut_write_fails(path("cut")), testing::ExitedWithCode(7), "");
+    EXPECT_EQ(content_of(path("cut")), "10.0");
+}
+
+TEST_F(files, write_into_a_missing_folder_is_an_error) {
+    EXPECT_NE(write_str_to_file(path("absent/file").c_str(), "x"), 0);
+    EXPECT_FALSE(file_exists(path("absent").c_str()));
+}
+
+TEST_F(files, write_onto_a_folder_is_an_error) {
+    EXPECT_NE(write_str_to_file(path("").c_str(), "x"), 0);
+}
+
+TEST_F(files, write_does_not_follow_a_link) {
+    folder_.write("victim", "precious");
+    ASSERT_EQ(symlink(path("victim").c_str(), path("link").c_str()), 0);
+    EXPECT_NE(write_str_to_file(path("link").c_str(), "x"), 0);
+    EXPECT_EQ(content_of(path("victim")), "precious");
+}
+
+TEST_F(files, write_does_not_wait_for_the_reader_of_a_fifo) {
+    ASSERT_EQ(mkfifo(path("fifo").c_str(), 0600), 0);
+    EXPECT_NE(write_str_to_file(path("fifo").c_str(), "x"), 0);
+}
+
+TEST_F(files, pidfile_holds_the_process_id_and_replaces_an_older_one) {
+    folder_.write("pid", "123456789012345");
+    EXPECT_EQ(create_pidfile(path("pid").c_str()), 0);
+    EXPECT_EQ(content_of(path("pid")), std::to_string(getpid()));
+}
+
+// A process that waits to be killed: this program, or another one.
+class other_process {
+public:
+    explicit other_process(const char *program = nullptr) : pid_(fork()) {
+        if (pid_ == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            if (program != nullptr) {
+                execlp(program, program, "1000", static_cast<char *>(nullptr));
+                _exit(127);
+            }
+            for (;;) {
+                pause();
+            }
+        }
+    }
+    ~other_process() {
+        kill(pid_, SIGKILL);
+        waitpid(pid_, nullptr, 0);
+    }
+    other_process(const other_process &) = delete;
+    other_process &operator=(const other_process &) = delete;
+
+    // It stays a zombie.
+    void die() const {
+        kill(pid_, SIGKILL);
+        siginfo_t end = {};
+        waitid(P_PID, static_cast<id_t>(pid_), &end, WEXITED | WNOWAIT);
+    }
+    std::string id() const { return std::to_string(pid_); }
+
+private:
+    pid_t pid_;
+};
+
+TEST_F(files, pidfile_of_a_running_instance_stays_and_is_told) {
+    const other_process first;
+    folder_.write("pid", first.id());
+    testing::internal::CaptureStderr();
+    EXPECT_NE(create_pidfile(path("pid").c_str()), 0);
+    const std::string said = testing::internal::GetCapturedStderr();
+    EXPECT_NE(said.find("runs already as process " + first.id()), std::string::npos) << said;
+    EXPECT_EQ(content_of(path("pid")), first.id());
+    EXPECT_NE(delete_file(path("pid").c_str()), 0) << "the one who was refused gives up, and tidies up";
+    EXPECT_EQ(content_of(path("pid")), first.id());
+    first.die();
+    EXPECT_EQ(delete_file(path("pid").c_str()), 0);
+    EXPECT_FALSE(file_exists(path("pid").c_str()));
+}
+
+TEST_F(files, pidfile_that_names_no_running_instance_is_replaced) {
+    const other_process another_program("sleep");
+    const other_process dead;
+    dead.die();
+    while (content_of("/proc/" + another_program.id() + "/comm") != "sleep\n") {
+        usleep(1000);
+    }
+    struct row {
+        const char *why;
+        std::string content;
+    };
+    const row rows[] = {
+        {"its process has ended", dead.id()},
+        {"the number went to another program", another_program.id()},
+        {"our own, as after an exec", std::to_string(getpid())},
+        {"nothing", ""},
+        {"no number", "self"},
+        {"no number at its end", another_program.id() + " x"},
+        {"no process", "0"},
+        {"no process ever", "99999999999999999999"},
+    };
+    for (const row &r : rows) {
+        folder_.write("pid", r.content);
+        EXPECT_EQ(create_pidfile(path("pid").c_str()), 0) << r.why;
+        EXPECT_EQ(content_of(path("pid")), std::to_string(getpid())) << r.why;
+    }
+}
+
+TEST_F(files, pidfile_that_another_program_ended_with_a_newline_is_understood) {
+    const other_process first;
+    folder_.write("pid", first.id() + "\n");
+    EXPECT_NE(create_pidfile(path("pid").c_str()), 0);
+}
+
+TEST_F(files, pidfile_in_a_missing_folder_is_an_error) {
+    EXPECT_NE(create_pidfile(path("absent/pid").c_str()), 0);
+}
+
+TEST_F(files, empty_file_is_created) {
+    EXPECT_EQ(create_empty_file(path("lock").c_str()), 0);
+    EXPECT_TRUE(file_exists(path("lock").c_str()));
+    EXPECT_EQ(content_of(path("lock")), "");
+}
+
+TEST_F(files, empty_file_leaves_an_existing_one_alone) {
+    folder_.write("lock", "owner");
+    EXPECT_EQ(create_empty_file(path("lock").c_str()), 0);
+    EXPECT_EQ(content_of(path("lock")), "owner");
+}
+
+TEST_F(files, empty_file_does_not_create_the_target_of_a_link) {
+    ASSERT_EQ(symlink(path("target").c_str(), path("link").c_str()), 0);
+    create_empty_file(path("link").c_str());
+    EXPECT_FALSE(file_exists(path("target").c_str()));
+}
+
+TEST_F(files, empty_file_in_a_missing_folder_is_an_error) {
+    EXPECT_NE(create_empty_file(path("absent/lock").c_str()), 0);
+}
+
+TEST_F(files, delete_removes_a_file) {
+    folder_.write("old", "x");
+    EXPECT_EQ(delete_file(path("old").c_str()), 0);
+    EXPECT_FALSE(file_exists(path("old").c_str()));
+}
+
+TEST_F(files, delete_of_a_missing_file_is_no_error) {
+    EXPECT_EQ(delete_file(path("absent").c_str()), 0);
+}
+
+TEST_F(files, delete_of_a_folder_fails_and_leaves_it) {
+    ASSERT_EQ(mkdir(path("sub").c_str(), 0700), 0);
+    EXPECT_NE(delete_file(path("sub").c_str()), 0);
+    EXPECT_TRUE(file_exists(path("sub").c_str()));
+}
+
+TEST_F(files, delete_of_a_link_leaves_its_target) {
+    folder_.write("target", "x");
+    ASSERT_EQ(symlink(path("target").c_str(), path("link").c_str()), 0);
+    EXPECT_EQ(delete_file(path("link").c_str()), 0);
+    EXPECT_TRUE(file_exists(path("target").c_str()));
+}
+
+TEST_F(files, exists_is_true_for_folders_and_devices_too) {
+    EXPECT_TRUE(file_exists(path("").c_str()));
+    EXPECT_TRUE(file_exists("/dev/null"));
+    EXPECT_FALSE(file_exists(path("absent").c_str()));
+}
+
+TEST(fwtime_s, counts_the_seconds_since_boot) {
+    // /proc/uptime: "12345.67 54321.00", the first number on the same clock.
+    const auto before = static_cast<std::uint32_t>(std::stod(content_of("/proc/uptime")));
+    const std::uint32_t now = fwtime_s(0);
+    const auto after = static_cast<std::uint32_t>(std::stod(content_of("/proc/uptime")));
+    EXPECT_GE(now, before);
+    EXPECT_LE(now, after);
+}
+
+}  // namespace
