@@ -371,9 +371,10 @@ void player::wait() {
     std::array<pollfd, std::size(sources)> watched{};
     std::ranges::transform(sources, watched.begin(), [](const auto &source) { return source.first; });
     poll(watched.data(), watched.size(), wait_milliseconds());
-    for (std::size_t i = 0; i < watched.size(); ++i) {
-        if (watched.at(i).revents != 0) {
-            (this->*sources[i].second)();
+    const pollfd *result = watched.data();
+    for (const auto &[source, handle] : sources) {
+        if ((result++)->revents != 0) {
+            (this->*handle)();
         }
     }
     check_limits();
