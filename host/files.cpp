@@ -6,12 +6,14 @@
 
 #include <cerrno>
 #include <cstring>
+#include <string>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "host/pid_file.h"
+#include "host/other_instance.h"
+#include "host/say_once.h"
 #include "posix/descriptor.h"
 
 namespace {
@@ -46,7 +48,27 @@ bool write_all(int fd, const char *text, std::size_t length) {
     return true;
 }
 
+// The pid file that create_pidfile() left to another instance; empty without one.
+std::string &refused_path() {
+    static std::string path;
+    return path;
+}
+
 }  // namespace
+
+int create_pidfile(const char *path) {
+    const std::string own = std::to_string(getpid());
+    const std::string other = other_instance(path);
+    if (other.empty()) {
+        return write_str_to_file(path, own.c_str());
+    }
+    refused_path() = path;
+    say_once(
+        "zelt: " + running_program("self") + " runs already as process " + other + " (" + path +
+        "): the two clear each other's values and take turns at the module; end one of them, best this one, process " +
+        own);
+    return -1;
+}
 
 int create_empty_file(const char *path) {
     return create_file(path).is_open() || errno == EEXIST ? 0 : -1;
@@ -54,7 +76,7 @@ int create_empty_file(const char *path) {
 
 // A daemon that gives up deletes its pid file: not the one of another daemon.
 int delete_file(const char *path) {
-    if (is_left_to_another_instance(path)) {
+    if (path == refused_path() && !other_instance(path).empty()) {
         return -1;
     }
     return unlink(path) == 0 || errno == ENOENT ? 0 : -1;

@@ -6,8 +6,8 @@
 #include <string_view>
 
 #include "view/characters.h"
+#include "view/duration.h"
 #include "view/keys.h"
-#include "view/words.h"
 
 namespace view {
 

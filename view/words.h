@@ -21,7 +21,4 @@ std::string words(const signal_value &one);
 // "good", or which kind of missing it is.
 const char *rating_word(const signal_value &one);
 
-// "7 s", "12 min 5 s", "3 h 12 min", "2 d 5 h".
-std::string duration(double seconds);
-
 }  // namespace view

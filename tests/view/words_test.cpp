@@ -1,5 +1,7 @@
 #include "view/words.h"
 
+#include "view/duration.h"
+
 #include <limits>
 
 #include <gtest/gtest.h>

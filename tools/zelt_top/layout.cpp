@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "tools/zelt_top/columns.h"
+#include "view/duration.h"
 #include "view/words.h"
 
 namespace zelt_top {
