@@ -16,7 +16,7 @@ int get_text(int fd, const char *command, std::string (*text_in)(const at_lines 
         return FAILED;
     }
     buffer[0] = '\0';
-    const at_answer answer = at_exchange(fd, command);
+    const at_answer answer = ask_module(fd, command);
     if (answer.ending != at_ending::ok) {
         return FAILED;
     }
@@ -45,7 +45,7 @@ constexpr std::array<registration_domain, 4> DOMAINS = {{
 int zelt_at_cmd_get_registration_and_roaming(int fd, bool *registered, bool *roaming) {
     bool answered = false;
     for (const registration_domain &domain : DOMAINS) {
-        const at_answer answer = at_exchange(fd, domain.command);
+        const at_answer answer = ask_module(fd, domain.command);
         if (!answer.is_complete()) {
             return FAILED;
         }
@@ -85,5 +85,5 @@ int zelt_at_cmd_get_cfun(int fd, char *buffer, unsigned int size) {
 }
 
 int zelt_at_cmd_restore_factory_settings(int fd) {
-    return at_exchange(fd, "at&f\r").ending == at_ending::ok ? 0 : FAILED;
+    return ask_module(fd, "at&f\r").ending == at_ending::ok ? 0 : FAILED;
 }

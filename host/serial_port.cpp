@@ -23,7 +23,7 @@ using clock_type = std::chrono::steady_clock;
 using moment = clock_type::time_point;
 using std::chrono::milliseconds;
 
-// Shared by all descriptors: a late answer does not care which one is open. Written by at_exchange alone.
+// Shared by all descriptors: a late answer does not care which one is open. Written by ask_module alone.
 struct {
     bool out_of_step = false;      // a command was sent, its final result was not seen
     bool mark_unanswered = false;  // so was a mark: the next answer to one may be its answer
@@ -276,7 +276,7 @@ void copy_text(std::string_view text, char *buffer, unsigned int buffer_size) {
 
 }  // namespace
 
-at_answer at_exchange(int fd, const std::string &command, const std::string &wanted_prefix, const at_limits &limits) {
+at_answer ask_module(int fd, const std::string &command, const std::string &wanted_prefix, const at_limits &limits) {
     const moment deadline = clock_type::now() + limits.total;
     port_stream port(fd);
     tcflush(fd, TCIFLUSH);  // unsolicited lines since the last exchange
@@ -321,7 +321,7 @@ unsigned int ser_write_and_wait_for_txt_get_line(int fd, const char *command, co
                                                  unsigned int, unsigned int) {
     copy_text("", buffer, buffer_size);
     const std::string prefix = text_count > 0 ? texts[0] : "";
-    const at_answer answer = at_exchange(fd, command, prefix);
+    const at_answer answer = ask_module(fd, command, prefix);
     const auto line = std::find_if(answer.lines.begin(), answer.lines.end(),
                                    [&](const std::string &text) { return text.starts_with(prefix); });
     if (line != answer.lines.end()) {
@@ -338,7 +338,7 @@ unsigned int ser_write_and_wait_for_txt_get_line(int fd, const char *command, co
 unsigned int ser_write_and_get_all_response_until_searchtxt(int fd, const char *command, const std::string *texts,
                                                             unsigned int text_count, char *buffer,
                                                             unsigned int buffer_size, unsigned int, unsigned int) {
-    const at_answer answer = at_exchange(fd, command);
+    const at_answer answer = ask_module(fd, command);
     std::string joined;
     for (const std::string &line : answer.lines) {
         joined += (joined.empty() ? "" : "\r\n") + line;

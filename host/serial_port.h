@@ -48,5 +48,5 @@ struct at_limits {
 };
 
 // wanted_prefix: the answer's only line of interest begins so; empty when all lines are.
-at_answer at_exchange(int fd, const std::string &command, const std::string &wanted_prefix = "",
-                      const at_limits &limits = {});
+at_answer ask_module(int fd, const std::string &command, const std::string &wanted_prefix = "",
+                     const at_limits &limits = {});

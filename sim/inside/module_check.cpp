@@ -14,7 +14,7 @@ std::string why_no_module(const std::string &device, const std::string &host_nam
     }
     at_answer answer;
     for (int i = 0; i < TRIES && !answer.is_complete(); ++i) {
-        answer = at_exchange(fd, "at\r", "", LIMITS);
+        answer = ask_module(fd, "at\r", "", LIMITS);
     }
     ser_close(fd);
     if (answer.is_complete()) {

@@ -254,7 +254,7 @@ TEST_F(exchange, fails_when_no_text_names_the_ending) {
 TEST_F(exchange, bounds_a_line_that_is_too_long_and_reads_on) {
     scripted_module module(always(std::string(20'000, 'x') + "\r\n+CSQ: 18,99\r\nOK\r\n"));
     const opened_port port(module);
-    const at_answer answer = at_exchange(port.fd(), "at+csq\r", "", patient);
+    const at_answer answer = ask_module(port.fd(), "at+csq\r", "", patient);
     EXPECT_EQ(answer.ending, at_ending::ok);
     EXPECT_THAT(answer.lines, ElementsAre(std::string(line_cutter::LONGEST_LINE, 'x'), "+CSQ: 18,99", "OK"));
 }
@@ -274,7 +274,7 @@ TEST_F(failing_exchange, a_silent_module_ends_it_at_the_deadline) {
 TEST_F(failing_exchange, an_answer_without_final_result_keeps_its_lines) {
     scripted_module module(always("\r\n+CSQ: 18,99\r\n+CREG: 1\r\n"));
     const opened_port port(module);
-    const at_answer answer = at_exchange(port.fd(), "at+csq\r", "", brief);
+    const at_answer answer = ask_module(port.fd(), "at+csq\r", "", brief);
     EXPECT_EQ(answer.ending, at_ending::no_final_result);
     EXPECT_THAT(answer.lines, ElementsAre("+CSQ: 18,99", "+CREG: 1"));
 }
@@ -284,7 +284,7 @@ TEST_F(failing_exchange, the_wanted_line_is_not_waited_for_again) {
     const opened_port port(module);
     at_limits limits = patient;
     limits.total = 10min;
-    EXPECT_THAT(at_exchange(port.fd(), "at+csq\r", "+CSQ:", limits).lines, ElementsAre("+CSQ: 18,99"));
+    EXPECT_THAT(ask_module(port.fd(), "at+csq\r", "+CSQ:", limits).lines, ElementsAre("+CSQ: 18,99"));
 }
 
 TEST_F(failing_exchange, chatter_without_line_end_ends_at_the_deadline) {
@@ -294,7 +294,7 @@ TEST_F(failing_exchange, chatter_without_line_end_ends_at_the_deadline) {
         }
     });
     const opened_port port(module);
-    const at_answer answer = at_exchange(port.fd(), "at+csq\r", "", brief);
+    const at_answer answer = ask_module(port.fd(), "at+csq\r", "", brief);
     EXPECT_EQ(answer.ending, at_ending::no_final_result);
     EXPECT_THAT(answer.lines, IsEmpty());
 }
@@ -310,7 +310,7 @@ TEST_F(failing_exchange, chatter_without_final_result_ends_at_the_deadline_in_bo
     const opened_port port(module);
     at_limits limits = brief;
     limits.total = 1s;
-    const at_answer answer = at_exchange(port.fd(), "at+csq\r", "", limits);
+    const at_answer answer = ask_module(port.fd(), "at+csq\r", "", limits);
     EXPECT_EQ(answer.ending, at_ending::no_final_result);
     ASSERT_GT(said, 256U);
     EXPECT_EQ(answer.lines.size(), 256U);
@@ -322,7 +322,7 @@ TEST_F(failing_exchange, a_module_that_does_not_take_the_command_ends_it_at_the_
         }
     });
     const opened_port port(module);
-    EXPECT_EQ(at_exchange(port.fd(), std::string(200'000, 'x') + "\r", "", brief).ending, at_ending::no_final_result);
+    EXPECT_EQ(ask_module(port.fd(), std::string(200'000, 'x') + "\r", "", brief).ending, at_ending::no_final_result);
 }
 
 TEST_F(failing_exchange, a_bad_descriptor_is_a_closed_port) {
@@ -375,10 +375,10 @@ TEST_F(failing_exchange, the_collected_lines_stay_when_the_module_vanishes) {
 class late_answer : public exchange {
 protected:
     static void leave_without_answer(const opened_port &port) {
-        ASSERT_EQ(at_exchange(port.fd(), "at+old\r", "", brief).ending, at_ending::no_final_result);
+        ASSERT_EQ(ask_module(port.fd(), "at+old\r", "", brief).ending, at_ending::no_final_result);
     }
     static std::vector<std::string> ask(const opened_port &port, const at_limits &limits = patient) {
-        return at_exchange(port.fd(), "at+new\r", "+X:", limits).lines;
+        return ask_module(port.fd(), "at+new\r", "+X:", limits).lines;
     }
 };
 
@@ -570,7 +570,7 @@ TEST_F(late_answer, without_mark_and_without_the_new_one_fails_and_leaves_no_lin
     });
     const opened_port port(module);
     leave_without_answer(port);
-    const at_answer answer = at_exchange(port.fd(), "at+new\r", "+X:", {.total = 600ms, .mark = 50ms, .silence = 50ms});
+    const at_answer answer = ask_module(port.fd(), "at+new\r", "+X:", {.total = 600ms, .mark = 50ms, .silence = 50ms});
     EXPECT_EQ(answer.ending, at_ending::no_final_result);
     EXPECT_THAT(answer.lines, IsEmpty());
 }
@@ -638,7 +638,7 @@ TEST_F(late_answer, an_answer_in_doubt_does_not_count_before_the_silence) {
     });
     const opened_port port(module);
     leave_without_answer(port);
-    const at_answer answer = at_exchange(port.fd(), "at+new\r", "+X:", {.total = 400ms, .mark = 50ms, .silence = 1h});
+    const at_answer answer = ask_module(port.fd(), "at+new\r", "+X:", {.total = 400ms, .mark = 50ms, .silence = 1h});
     EXPECT_EQ(answer.ending, at_ending::no_final_result);
     EXPECT_THAT(answer.lines, IsEmpty());
 }
@@ -653,7 +653,7 @@ TEST_F(late_answer, a_wrong_belief_to_be_in_step_ends_with_the_marks_answer) {
         always("\r\n+X: new\r\n\r\nOK\r\n")(m);
     });
     const opened_port port(module);
-    const at_answer answer = at_exchange(port.fd(), "at+new\r", "+X:", patient);
+    const at_answer answer = ask_module(port.fd(), "at+new\r", "+X:", patient);
     EXPECT_EQ(answer.ending, at_ending::no_final_result);
     EXPECT_THAT(answer.lines, IsEmpty());
     EXPECT_THAT(ask(port), ElementsAre("+X: new", "OK"));
@@ -663,7 +663,7 @@ TEST_F(late_answer, a_wrong_belief_to_be_in_step_ends_with_the_marks_answer) {
 TEST_F(late_answer, a_caller_may_ask_for_what_the_mark_asks) {
     scripted_module module(always(""));
     const opened_port port(module);
-    EXPECT_THAT(at_exchange(port.fd(), "at+cmee?\r", "", patient).lines, ElementsAre("+CMEE: 0", "OK"));
+    EXPECT_THAT(ask_module(port.fd(), "at+cmee?\r", "", patient).lines, ElementsAre("+CMEE: 0", "OK"));
 }
 
 TEST_F(late_answer, a_module_that_vanishes_at_the_mark_stays_out_of_step) {
@@ -690,7 +690,7 @@ TEST_F(late_answer, a_module_that_says_nothing_more_ends_it_within_one_total_tim
     });
     const opened_port port(module);
     leave_without_answer(port);
-    EXPECT_EQ(at_exchange(port.fd(), "at+new\r", "", brief).ending, at_ending::no_final_result);
+    EXPECT_EQ(ask_module(port.fd(), "at+new\r", "", brief).ending, at_ending::no_final_result);
     EXPECT_THAT(module.heard(), ElementsAre("at+old", MARK, "at+new"));
 }
 
@@ -731,7 +731,7 @@ TEST_F(stop, wakes_a_wait_that_nothing_interrupts) {
                   const opened_port port(module);
                   at_limits limits;
                   limits.total = 10min;
-                  return at_exchange(port.fd(), "at\r", "", limits).ending == at_ending::no_final_result ? 7 : 0;
+                  return ask_module(port.fd(), "at\r", "", limits).ending == at_ending::no_final_result ? 7 : 0;
               }),
               7);
 }
@@ -752,11 +752,11 @@ TEST_F(stop, ends_the_waiting_for_the_mark_and_sends_no_command) {
     EXPECT_EQ(in_child([] {
                   scripted_module module(silent);
                   const opened_port port(module);
-                  at_exchange(port.fd(), "at+old\r", "", brief);
+                  ask_module(port.fd(), "at+old\r", "", brief);
                   soon();
                   at_limits limits;
                   limits.total = limits.mark = 10min;
-                  const at_answer answer = at_exchange(port.fd(), "at+new\r", "", limits);
+                  const at_answer answer = ask_module(port.fd(), "at+new\r", "", limits);
                   const std::vector<std::string> commands = {"at+old", std::string(MARK)};
                   return answer.ending == at_ending::no_final_result && module.heard() == commands ? 7 : 0;
               }),
@@ -785,7 +785,7 @@ TEST_F(stop, ends_endless_chatter) {
                   soon();
                   at_limits limits;
                   limits.total = 10min;
-                  return at_exchange(port.fd(), "at\r", "", limits).ending == at_ending::no_final_result ? 7 : 0;
+                  return ask_module(port.fd(), "at\r", "", limits).ending == at_ending::no_final_result ? 7 : 0;
               }),
               7);
 }
