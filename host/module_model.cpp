@@ -12,11 +12,16 @@ struct named_model {
     module_model model;
 };
 
+// clang-format off
 constexpr named_model MODELS[] = {
-    {"BG96", MODULE_BG96},       {"EC21", MODULE_EC21},      {"EC25", MODULE_EC25},
-    {"RM5xx", MODULE_RM50X},     {"RM5[01]*", MODULE_RM50X},  // RM500Q, RM502Q, RM505Q, RM510Q
-    {"RM5[2-9]*", MODULE_RM52X},                              // RM520N, RM521F, RM530N, RM551E
+    {"BG96", MODULE_BG96},
+    {"EC21", MODULE_EC21},
+    {"EC25", MODULE_EC25},
+    {"RM5xx", MODULE_RM50X},
+    {"RM5[01]*", MODULE_RM50X},  // RM500Q, RM502Q, RM505Q, RM510Q
+    {"RM5[2-9]*", MODULE_RM52X},  // RM520N, RM521F, RM530N, RM551E
 };
+// clang-format on
 
 }  // namespace
 

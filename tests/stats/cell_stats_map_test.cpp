@@ -127,20 +127,46 @@ struct catalogue_row {
     const char *after_empty_update;
 };
 
+// clang-format off
 constexpr catalogue_row CATALOGUE[] = {
-    {"CELL_NET_TYPE", "string "},   {"CELL_NET_TYPE_INT", "int 0"},    {"CELL_LAC", "int 0"},
-    {"CELL_MCC", "string "},        {"CELL_MNC", "string "},           {"CELL_CID", "int 0"},
-    {"CELL_PCID", "int -999"},      {"CELL_BAND", "int -999"},         {"CELL_CHANNEL", "int -999"},
-    {"CELL_RSRP", "int -999"},      {"CELL_RSRQ", "int -999"},         {"CELL_RSSI", "int -999"},
-    {"CELL_SINR", "real -999.0"},   {"CELL_SQI", "int -999"},          {"CELL_ECIO", "int -999"},
-    {"CELL_ARFCN", "int -999"},     {"CELL_EARFCN", "int -999"},       {"CELL_UARFCN", "int -999"},
-    {"CELL_CHAN_BW_UL", "string "}, {"CELL_CHAN_BW_DL", "string "},    {"CELL_RAC", "int -999"},
-    {"CELL_TAC", "int -999"},       {"CELL_BSIC", "int -999"},         {"CELL_RXLEV", "int -999"},
-    {"CELL_TXP", "int -999"},       {"CELL_LTE_BAND", "int -999"},     {"CELL_LTE_RSRP", "int -999"},
-    {"CELL_LTE_RSRQ", "int -999"},  {"CELL_LTE_RSSI", "int -999"},     {"CELL_LTE_SINR", "real -999.0"},
-    {"CELL_LTE_SQI", "int -999"},   {"CELL_NR5G_BAND", "int -999"},    {"CELL_NR5G_RSRP", "int -999"},
-    {"CELL_NR5G_RSRQ", "int -999"}, {"CELL_NR5G_SINR", "real -999.0"}, {"CELL_NR5G_SQI", "int -999"},
+    {"CELL_NET_TYPE", "string "},
+    {"CELL_NET_TYPE_INT", "int 0"},
+    {"CELL_LAC", "int 0"},
+    {"CELL_MCC", "string "},
+    {"CELL_MNC", "string "},
+    {"CELL_CID", "int 0"},
+    {"CELL_PCID", "int -999"},
+    {"CELL_BAND", "int -999"},
+    {"CELL_CHANNEL", "int -999"},
+    {"CELL_RSRP", "int -999"},
+    {"CELL_RSRQ", "int -999"},
+    {"CELL_RSSI", "int -999"},
+    {"CELL_SINR", "real -999.0"},
+    {"CELL_SQI", "int -999"},
+    {"CELL_ECIO", "int -999"},
+    {"CELL_ARFCN", "int -999"},
+    {"CELL_EARFCN", "int -999"},
+    {"CELL_UARFCN", "int -999"},
+    {"CELL_CHAN_BW_UL", "string "},
+    {"CELL_CHAN_BW_DL", "string "},
+    {"CELL_RAC", "int -999"},
+    {"CELL_TAC", "int -999"},
+    {"CELL_BSIC", "int -999"},
+    {"CELL_RXLEV", "int -999"},
+    {"CELL_TXP", "int -999"},
+    {"CELL_LTE_BAND", "int -999"},
+    {"CELL_LTE_RSRP", "int -999"},
+    {"CELL_LTE_RSRQ", "int -999"},
+    {"CELL_LTE_RSSI", "int -999"},
+    {"CELL_LTE_SINR", "real -999.0"},
+    {"CELL_LTE_SQI", "int -999"},
+    {"CELL_NR5G_BAND", "int -999"},
+    {"CELL_NR5G_RSRP", "int -999"},
+    {"CELL_NR5G_RSRQ", "int -999"},
+    {"CELL_NR5G_SINR", "real -999.0"},
+    {"CELL_NR5G_SQI", "int -999"},
 };
+// clang-format on
 
 bool in_expected_catalogue(const std::string &key) {
     return std::ranges::any_of(CATALOGUE, [&key](const catalogue_row &row) { return row.key == key; });

@@ -43,11 +43,16 @@ std::optional<options> refuse(int &exit_code) {
 }  // namespace
 
 std::optional<options> parse_options(int argc, char **argv, int &exit_code) {
+    // clang-format off
     static constexpr option LONG_OPTIONS[] = {
-        {"once", no_argument, nullptr, 'o'},     {"json", no_argument, nullptr, 'j'},
-        {"no-color", no_argument, nullptr, 'n'}, {"interval", required_argument, nullptr, 'i'},
-        {"help", no_argument, nullptr, 'h'},     {nullptr, 0, nullptr, 0},
+        {"once", no_argument, nullptr, 'o'},
+        {"json", no_argument, nullptr, 'j'},
+        {"no-color", no_argument, nullptr, 'n'},
+        {"interval", required_argument, nullptr, 'i'},
+        {"help", no_argument, nullptr, 'h'},
+        {nullptr, 0, nullptr, 0},
     };
+    // clang-format on
     options chosen;
     for (int letter = 0; (letter = getopt_long(argc, argv, "h", LONG_OPTIONS, nullptr)) != -1;) {
         switch (letter) {
