@@ -265,6 +265,34 @@ void sysdb_environment::close() {
     }
 }
 
+// LMDB keeps them as keys of a database without a name.
+int sysdb_environment::named_databases(std::vector<std::string> *names) const {
+    MDB_txn *txn = nullptr;
+    int result = mdb_txn_begin(env_, nullptr, MDB_RDONLY, &txn);
+    if (result != 0) {
+        return result;
+    }
+    MDB_dbi root = 0;
+    MDB_cursor *cursor = nullptr;
+    result = mdb_dbi_open(txn, nullptr, 0, &root);
+    result = result != 0 ? result : mdb_cursor_open(txn, root, &cursor);
+    std::vector<std::string> found;
+    MDB_val name = {};
+    while (result == 0 && (result = mdb_cursor_get(cursor, &name, nullptr, MDB_NEXT_NODUP)) == 0) {
+        MDB_dbi database = 0;
+        const std::string text(text_of(name));
+        if (mdb_dbi_open(txn, text.c_str(), 0, &database) == 0) {
+            found.push_back(text);
+        }
+    }
+    mdb_txn_abort(txn);  // closes the cursor too: the transaction only reads
+    if (result != MDB_NOTFOUND) {
+        return result;
+    }
+    names->swap(found);
+    return 0;
+}
+
 std::size_t sysdb_environment::change_counter() const {
     MDB_envinfo info = {};
     mdb_env_info(env_, &info);

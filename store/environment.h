@@ -59,6 +59,9 @@ public:
     void close();
     bool is_open() const { return env_ != nullptr; }
 
+    // In the order of their bytes. What another program keeps beside them is left out.
+    int named_databases(std::vector<std::string> *names) const;
+
     // Grows by one with each committed transaction that wrote something. Cheap: no lock, no transaction.
     std::size_t change_counter() const;
 

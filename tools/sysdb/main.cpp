@@ -5,13 +5,13 @@
 #include <exception>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "store/environment.h"
 #include "store/value_text.h"
 #include "tools/sysdb/json.h"
 #include "tools/sysdb/output.h"
+#include "tools/sysdb/request.h"
 #include "tools/sysdb/watch.h"
 
 namespace {
@@ -20,20 +20,24 @@ enum exit_code { success = 0, not_found = 1, usage = 2, unavailable = 3 };
 
 constexpr char HELP[] = R"(Reads and writes the router's system database.
 
+  sysdb databases               the names of the databases, one a line
   sysdb list DB [--json]        every key of the named database DB, in bytewise order: KEY<TAB>TYPE<TAB>VALUE
-  sysdb get DB KEY              one value alone
+  sysdb get DB KEY [--json]     one value alone
   sysdb set DB KEY TYPE VALUE   writes one value; the first one makes the database
   sysdb del DB KEY              deletes one key
-  sysdb watch DB [--json]       every change as it is committed, until Ctrl-C: KEY<TAB>TYPE<TAB>VALUE,
-                                a deleted key as KEY<TAB>deleted<TAB>; waits for a database that is not there yet
+  sysdb watch DB [--json] [--time]
+                                every change as it is committed, until Ctrl-C: KEY<TAB>TYPE<TAB>VALUE,
+                                a deleted key as KEY<TAB>deleted<TAB>; waits for a database that is not there yet;
+                                with --time the time in UTC stands in front: 2026-01-31T12:00:00.000Z<TAB>KEY...
   sysdb --help                  this text
 
 TYPE is int (32 bits, decimal), real (such as -3.5, 1e6, inf, nan) or string.
 In KEY and VALUE a tab, line feed, carriage return or backslash is printed as \t, \n, \r or \\, each byte of another
 control character as \x1B. U+0080 to U+009F are control characters too (\xC2\x9B), and so is a byte from 80 to 9F that
 belongs to no UTF-8 character (\x9B).
-With --json list prints one object {"KEY": value, ...}, watch one object for each change:
-{"key": "KEY", "type": "TYPE", "value": value}; there nan and inf are null, and bytes that are no UTF-8 are U+FFFD.
+With --json list prints one object {"KEY": value, ...}, get the value, watch one object for each change:
+{"key": "KEY", "type": "TYPE", "value": value}, with --time "time" first; there nan and inf are null, and bytes that are
+no UTF-8 are U+FFFD.
 
 Environment: SYSDB_DIR   the folder of the database (default /run/sysdb)
 Exit codes:  0 done   1 no such key or named database   2 wrong usage
@@ -116,7 +120,7 @@ int list(const std::string &database, bool json) {
     return foreign_keys.empty() ? code : unavailable;
 }
 
-int get(const std::string &database, const std::string &key) {
+int get(const std::string &database, const std::string &key, bool json) {
     session opened;
     if (const int code = begin(&opened, database, sysdb_access::read); code != success) {
         return code;
@@ -127,7 +131,7 @@ int get(const std::string &database, const std::string &key) {
                    ? report(unavailable, sysdb_problem(sysdb_folder(), problem) + " " + escaped(key))
                    : report_missing(problem, "no " + key_in_database(key, database));
     }
-    return output(value_text(value) + "\n");
+    return output((json ? json_value(value) : value_text(value)) + "\n");
 }
 
 int set(const std::string &database, const std::string &key, const sysdb_value &value) {
@@ -152,63 +156,67 @@ int del(const std::string &database, const std::string &key) {
     return problem == 0 ? success : report_problem(problem);
 }
 
-int watch(const std::string &database, bool json) {
-    const watch_end end = watch_changes(sysdb_folder(), database.c_str(), json);
+int watch(const std::string &database, bool json, bool time) {
+    const watch_end end = watch_changes(sysdb_folder(), database.c_str(), json, time);
     if (end.output_error != 0) {
         return report(unavailable, std::string("cannot write the output: ") + std::strerror(end.output_error));
     }
     return end.problem == 0 ? success : report_problem(end.problem);
 }
 
-bool is_name(const std::string &name) {
-    return !name.empty() && name.size() <= SYSDB_LONGEST_NAME;
-}
-
-int run_set(const std::vector<std::string> &arguments) {
-    const std::string &type = arguments[3];
-    const std::optional<sysdb_value> value = parse_value(type, arguments[4]);
-    if (!value) {
-        const bool known = type == "int" || type == "real";
-        return report_usage(known ? "\"" + escaped(arguments[4]) + "\" is no " + type + " or is out of its range"
-                                  : "the type must be int, real or string, not \"" + escaped(type) + "\"");
+int databases() {
+    sysdb_environment environment;
+    std::vector<std::string> names;
+    int problem = environment.open(sysdb_folder(), sysdb_access::read);
+    problem = problem != 0 ? problem : environment.named_databases(&names);
+    if (problem != 0) {
+        return report_problem(problem);
     }
-    return set(arguments[1], arguments[2], *value);
+    std::string text;
+    for (const std::string &name : names) {
+        text += escaped(name) + "\n";
+    }
+    return output(text);
 }
 
-// arguments[0] is the command, [1] the database, [2] a key or an option.
-int run(const std::vector<std::string> &arguments) {
-    const std::size_t count = arguments.size();
-    if (count == 1 && (arguments[0] == "--help" || arguments[0] == "-h")) {
+int run_set(const sysdb_request &request) {
+    const std::optional<sysdb_value> value = parse_value(request.type, request.value);
+    if (!value) {
+        const bool known = request.type == "int" || request.type == "real";
+        return report_usage(known
+                                ? "\"" + escaped(request.value) + "\" is no " + request.type + " or is out of its range"
+                                : "the type must be int, real or string, not \"" + escaped(request.type) + "\"");
+    }
+    return set(request.database, request.key, *value);
+}
+
+int run(const sysdb_request &request) {
+    if (request.command == "help") {
         return output(HELP);
     }
-    if (count < 2) {
-        return report_usage(count == 0 ? "a command is missing" : "a database is missing behind the command");
+    if (request.command == "databases") {
+        return databases();
     }
-    const std::string &command = arguments[0];
-    const std::string &database = arguments[1];
-    const bool takes_key = command == "get" || command == "set" || command == "del";
-    if (!is_name(database) || (takes_key && count > 2 && !is_name(arguments[2]))) {
-        return report_usage("a database and a key have 1 to 511 bytes");
+    if (request.command == "list") {
+        return list(request.database, request.json);
     }
-    const bool json = count == 3 && arguments[2] == "--json";
-    if ((command == "list" || command == "watch") && (count == 2 || json)) {
-        return command == "list" ? list(database, json) : watch(database, json);
+    if (request.command == "get") {
+        return get(request.database, request.key, request.json);
     }
-    if ((command == "get" || command == "del") && count == 3) {
-        return command == "get" ? get(database, arguments[2]) : del(database, arguments[2]);
+    if (request.command == "set") {
+        return run_set(request);
     }
-    if (command == "set" && count == 5) {
-        return run_set(arguments);
-    }
-    const bool known = takes_key || command == "list" || command == "watch";
-    return report_usage(known ? "wrong arguments for " + command : "unknown command \"" + escaped(command) + "\"");
+    return request.command == "del" ? del(request.database, request.key)
+                                    : watch(request.database, request.json, request.time);
 }
 
 }  // namespace
 
-int main(int count, char **arguments) try {
+int main(int argc, char **argv) try {
     std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is an error of the write, which is reported
-    return run(std::vector<std::string>(arguments + (count > 0 ? 1 : 0), arguments + count));
+    return run(read_request(argc, argv));
+} catch (const request_error &e) {
+    return report_usage(e.text);
 } catch (const std::exception &e) {
     return report(unavailable, e.what());
 }

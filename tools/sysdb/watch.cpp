@@ -3,6 +3,8 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
+#include <ctime>
 #include <map>
 #include <vector>
 
@@ -25,12 +27,33 @@ constexpr int GATHER_MS = 50;
 // Each key with what is printed behind it. Compared as text, so that a nan is equal to itself.
 using shown_values = std::map<std::string, std::string>;
 
+std::string time_now() {
+    timespec now = {};
+    clock_gettime(CLOCK_REALTIME, &now);
+    tm parts = {};
+    gmtime_r(&now.tv_sec, &parts);
+    std::array<char, 32> date = {};
+    std::array<char, 40> text = {};
+    std::strftime(date.data(), date.size(), "%FT%T", &parts);
+    std::snprintf(text.data(), text.size(), "%s.%03ldZ", date.data(), now.tv_nsec / 1'000'000);
+    return text.data();
+}
+
 class printed_form {
 public:
-    explicit printed_form(bool json) : json_(json) {}
+    printed_form(bool json, bool with_time) : json_(json), with_time_(with_time) {}
+
+    // What all lines of one look begin with.
+    std::string head() const {
+        const std::string time = with_time_ ? time_now() : "";
+        if (json_) {
+            return with_time_ ? "{\"time\": \"" + time + "\", " : "{";
+        }
+        return with_time_ ? time + "\t" : "";
+    }
 
     std::string line(const std::string &key, const std::string &tail) const {
-        return json_ ? "{\"key\": " + json_string(key) + ", " + tail + "}\n" : escaped(key) + "\t" + tail + "\n";
+        return json_ ? "\"key\": " + json_string(key) + ", " + tail + "}\n" : escaped(key) + "\t" + tail + "\n";
     }
 
     std::string tail(const sysdb_value &value) const {
@@ -42,6 +65,7 @@ public:
 
 private:
     bool json_;
+    bool with_time_;
 };
 
 int read(sysdb_reader *reader, const printed_form &form, shown_values *shown) {
@@ -68,9 +92,10 @@ std::string differences(const printed_form &form, const shown_values &before, co
             changed.emplace(key, tail);
         }
     }
+    const std::string head = form.head();
     std::string lines;
     for (const auto &[key, tail] : changed) {
-        lines += form.line(key, tail);
+        lines += head + form.line(key, tail);
     }
     return lines;
 }
@@ -102,9 +127,9 @@ bool wait_for_change(const descriptor &signals, sysdb_reader *reader) {
 
 }  // namespace
 
-watch_end watch_changes(const std::string &folder, const char *named_database, bool json) {
+watch_end watch_changes(const std::string &folder, const char *named_database, bool json, bool with_time) {
     const descriptor signals = stop_signals();
-    const printed_form form(json);
+    const printed_form form(json, with_time);
     sysdb_reader reader(folder, named_database);
     shown_values shown;
     int problem = read(&reader, form, &shown);

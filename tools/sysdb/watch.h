@@ -11,4 +11,5 @@ struct watch_end {
     int output_error = 0;  // the errno of the output that could not be written
 };
 
-watch_end watch_changes(const std::string &folder, const char *named_database, bool json);
+// with_time: the time at which the change was seen, in UTC to the millisecond, stands in front of each.
+watch_end watch_changes(const std::string &folder, const char *named_database, bool json, bool with_time);

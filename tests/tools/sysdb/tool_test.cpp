@@ -226,9 +226,10 @@ TEST_F(sysdb_tool, wrong_usage_ends_with_2) {
         {"fly", "CELL"},
         {"--version"},
         {"list", "CELL", "KEY"},
-        {"list", "CELL", "--json", "--json"},
         {"get", "CELL"},
-        {"get", "CELL", "K", "--json"},
+        {"get", "CELL", "K", "--time"},
+        {"databases", "CELL"},
+        {"set", "CELL", "K", "int", "1", "--json"},
         {"del", "CELL"},
         {"set", "CELL", "K", "int"},
         {"set", "CELL", "K", "int", "1", "2"},
@@ -251,6 +252,50 @@ TEST_F(sysdb_tool, wrong_usage_ends_with_2) {
     EXPECT_FALSE(std::filesystem::exists(directory_));
 }
 
+TEST_F(sysdb_tool, wrong_usage_shows_the_right_line) {
+    struct row {
+        std::vector<std::string> arguments;
+        const char *message;
+    };
+    const std::vector<row> cases = {
+        {{"CELL", "list"}, "sysdb: the command comes first: sysdb list DB [--json]; "},
+        {{"get", "CELL"}, "sysdb: expected: sysdb get DB KEY [--json]; "},
+        {{"set", "CELL", "K", "1"}, "sysdb: expected: sysdb set DB KEY TYPE VALUE; "},
+        {{"list", "CELL", "--xml"}, "sysdb: unknown option \"--xml\"; "},
+        {{"fly"}, "sysdb: unknown command \"fly\"; "},
+        {{"list", "CELL", "--\x1b[2J"}, "sysdb: unknown option \"--\\x1B[2J\"; "},
+    };
+    for (const row &c : cases) {
+        EXPECT_EQ(run(c.arguments), 2) << c.message;
+        EXPECT_TRUE(err_.starts_with(c.message)) << err_;
+    }
+}
+
+TEST_F(sysdb_tool, options_may_stand_anywhere_but_behind_set) {
+    ASSERT_EQ(sysdb_namedb_write_int(nullptr, "CELL", "K", 1, 0), 0);
+    const std::vector<std::vector<std::string>> cases = {
+        {"--json", "list", "CELL"}, {"list", "--json", "CELL"}, {"list", "CELL", "--json"}};
+    for (const std::vector<std::string> &arguments : cases) {
+        EXPECT_EQ(run(arguments), 0);
+        EXPECT_EQ(out_, "{\"K\": 1}\n");
+    }
+    EXPECT_EQ(run({"set", "CELL", "K", "string", "--json"}), 0) << "the value of a string may be anything";
+    EXPECT_EQ(run({"get", "CELL", "K"}), 0);
+    EXPECT_EQ(out_, "--json\n");
+    EXPECT_EQ(run({"get", "--json", "CELL", "K"}), 0);
+    EXPECT_EQ(out_, "\"--json\"\n");
+    EXPECT_EQ(run({"get", "CELL", "--", "K"}), 0);
+    EXPECT_EQ(out_, "--json\n");
+}
+
+TEST_F(sysdb_tool, databases_names_each_in_the_order_of_the_bytes) {
+    ASSERT_EQ(sysdb_namedb_write_int(nullptr, "GPIO", "K", 1, 0), 0);
+    ASSERT_EQ(sysdb_namedb_write_int(nullptr, "CELL", "K", 1, 0), 0);
+    ASSERT_EQ(sysdb_namedb_write_int(nullptr, "a\tb", "K", 1, 0), 0);
+    EXPECT_EQ(run({"databases"}), 0);
+    EXPECT_EQ(out_, "CELL\nGPIO\na\\tb\n");
+}
+
 TEST_F(sysdb_tool, help_says_the_commands_and_the_exit_codes) {
     EXPECT_EQ(run({"--help"}), 0);
     for (const char *word :
@@ -261,7 +306,8 @@ TEST_F(sysdb_tool, help_says_the_commands_and_the_exit_codes) {
 }
 
 TEST_F(sysdb_tool, without_a_database_it_ends_with_3_says_where_it_looked_and_makes_nothing) {
-    const std::vector<std::vector<std::string>> cases = {{"list", "CELL"}, {"get", "CELL", "K"}, {"del", "CELL", "K"}};
+    const std::vector<std::vector<std::string>> cases = {
+        {"list", "CELL"}, {"get", "CELL", "K"}, {"del", "CELL", "K"}, {"databases"}};
     for (const std::vector<std::string> &arguments : cases) {
         EXPECT_EQ(run(arguments), 3) << arguments[0];
         EXPECT_TRUE(err_.starts_with("sysdb: " + directory_ + ": ")) << err_;

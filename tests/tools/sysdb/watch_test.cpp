@@ -1,6 +1,8 @@
 // sysdb watch: each change once, from databases that come and go, and every way in which it ends.
 #include <string>
 
+#include <gmock/gmock.h>
+
 #include "tests/tools/sysdb/tool_fixture.h"
 
 namespace {
@@ -65,6 +67,20 @@ TEST_F(sysdb_watch, prints_one_json_object_for_each_change) {
                                                "\n"
                                                R"({"key": "SINR", "type": "real", "value": -999.0})"
                                                "\n");
+}
+
+TEST_F(sysdb_watch, with_time_begins_each_change_with_it) {
+    using testing::MatchesRegex;
+    running_tool lines({"watch", "--time", "CELL"});
+    await_first_look(lines);
+    ASSERT_EQ(sysdb_namedb_write_int(nullptr, "CELL", "K", 1, 0), 0);
+    EXPECT_THAT(lines.read_until("\n"), MatchesRegex("20..-..-..T..:..:..\\....Z\tK\tint\t1\n"));
+    running_tool objects({"watch", "CELL", "--time", "--json"});
+    await_first_look(objects);
+    ASSERT_EQ(sysdb_namedb_write_int(nullptr, "CELL", "K", 2, 0), 0);
+    EXPECT_THAT(objects.read_until("\n"),
+                MatchesRegex("\\{\"time\": \"20..-..-..T..:..:..\\....Z\", \"key\": \"K\", \"type\": \"int\", "
+                             "\"value\": 2\\}\n"));
 }
 
 TEST_F(sysdb_watch, sleeps_while_nothing_changes) {
