@@ -1,6 +1,7 @@
 // The carrier-aggregation answer, over a database in which all six carriers are left from before.
 #include "decode/carrier_aggregation.h"
 #include "fuzz/invariants.h"
+#include "stats/carriers.h"
 
 namespace {
 

@@ -6,7 +6,7 @@ namespace {
 
 using namespace view;
 
-TEST(Characters, WhatATerminalCouldObeyBecomesAQuestionMark) {
+TEST(characters, what_a_terminal_could_obey_becomes_a_question_mark) {
     struct row {
         const char *why;
         std::string text;

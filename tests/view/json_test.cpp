@@ -31,7 +31,7 @@ Json::Value object_of(const snapshot &cell) {
     return parse(text_of(cell));
 }
 
-TEST(Json, Lte) {
+TEST(json, lte) {
     const Json::Value expected = parse(R"({
         "database": "/run/sysdb", "state": "well", "sentence": "Registered at home.",
         "technology": "LTE", "operator": "Example Net", "registered": true, "roaming": false,
@@ -48,7 +48,7 @@ TEST(Json, Lte) {
     EXPECT_EQ(object_of(samples::lte()), expected);
 }
 
-TEST(Json, LegsOfNsa) {
+TEST(json, legs_of_nsa) {
     const Json::Value legs = object_of(samples::nsa())["legs"];
     ASSERT_EQ(legs.size(), 2U);
     EXPECT_EQ(legs[0]["name"], "LTE");
@@ -60,7 +60,7 @@ TEST(Json, LegsOfNsa) {
     EXPECT_EQ(legs[1]["signals"]["rsrp"]["value"], -85);
 }
 
-TEST(Json, OtherTechnologies) {
+TEST(json, other_technologies) {
     const Json::Value sa = object_of(samples::sa());
     EXPECT_EQ(sa["technology"], "5G SA");
     EXPECT_FALSE(sa["cell"].isMember("id"));
@@ -76,7 +76,7 @@ TEST(Json, OtherTechnologies) {
     EXPECT_EQ(object_of(samples::cat_m())["technology"], "CAT-M");
 }
 
-TEST(Json, Carriers) {
+TEST(json, carriers) {
     const Json::Value carriers =
         object_of(samples::lte() + samples::secondary(1, "-999", 3050, 7, -101, -999, -70, 8))["carriers"];
     ASSERT_EQ(carriers.size(), 2U);
@@ -84,7 +84,7 @@ TEST(Json, Carriers) {
                                      "rsrp": -101, "rsrq": null, "rssi": -70, "sinr": 8})"));
 }
 
-TEST(Json, MissingIsNullAndSaysWhichKindOfMissing) {
+TEST(json, missing_is_null_and_says_which_kind_of_missing) {
     snapshot cell = samples::lte() + snapshot{{"CELL_RSRP", -999}};
     cell.erase("CELL_SINR");
     const Json::Value signals = object_of(cell)["legs"][0]["signals"];
@@ -94,7 +94,7 @@ TEST(Json, MissingIsNullAndSaysWhichKindOfMissing) {
     EXPECT_EQ(signals["sinr"]["rating"], "unknown");
 }
 
-TEST(Json, OtherKeysAreListedButNeverAMark) {
+TEST(json, other_keys_are_listed_but_never_a_mark) {
     const Json::Value other = object_of({{"CELL_NEW", 7},
                                          {"CELL_REAL", 1.5},
                                          {"CELL_MARK", -999},
@@ -104,21 +104,21 @@ TEST(Json, OtherKeysAreListedButNeverAMark) {
                                "CELL_RSRP": "-95"})"));
 }
 
-TEST(Json, KeysOfAForeignTypeAreNamed) {
+TEST(json, keys_of_a_foreign_type_are_named) {
     reading database = samples::read_from({});
     database.foreign_keys = {"CELL_ODD"};
     const std::string text = to_json(build_picture(database, {}, {}), database);
     EXPECT_TRUE(parse(text)["other"].isMember("CELL_ODD"));
 }
 
-TEST(Json, IsOneLineOfAscii) {
+TEST(json, is_one_line_of_ascii) {
     const std::string text = text_of(samples::crowded() + snapshot{{"CELL_CARRIER", std::string("Türk\x1b[2J\n\xff")}});
     EXPECT_THAT(std::vector<char>(text.begin(), text.end()), testing::Each(testing::Ge(' ')));
     EXPECT_EQ(parse(text)["operator"], "Türk?[2J??");
     EXPECT_THAT(text, Not(HasSubstr("-999")));
 }
 
-TEST(Json, WithoutDatabaseTheStateSaysSo) {
+TEST(json, without_database_the_state_says_so) {
     reading nothing;
     nothing.folder = "/run/sysdb";
     nothing.problem = "Database not there yet: /run/sysdb.";
@@ -128,7 +128,7 @@ TEST(Json, WithoutDatabaseTheStateSaysSo) {
     EXPECT_TRUE(object["registered"].isNull());
 }
 
-TEST(Json, InfinityIsNoJson) {
+TEST(json, infinity_is_no_json) {
     const Json::Value object = object_of(samples::lte() + snapshot{{"CELL_SINR", 1.0 / 0.0}});
     EXPECT_TRUE(object["legs"][0]["signals"]["sinr"]["value"].isNull());
     EXPECT_EQ(object["legs"][0]["signals"]["sinr"]["rating"], "out of range");

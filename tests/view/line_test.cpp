@@ -9,7 +9,7 @@ namespace {
 using namespace view;
 using samples::operator+;  // NOLINT(misc-unused-using-decls): for maps, whose own namespace has none
 
-TEST(Line, EachTechnologyHasTheValuesThatItsDecoderWrites) {
+TEST(line, each_technology_has_the_values_that_its_decoder_writes) {
     struct row {
         const char *why;
         snapshot cell;
@@ -35,7 +35,7 @@ TEST(Line, EachTechnologyHasTheValuesThatItsDecoderWrites) {
     }
 }
 
-TEST(Line, LeavesOutWhatNobodyTold) {
+TEST(line, leaves_out_what_nobody_told) {
     EXPECT_EQ(line_of({{"CELL_NET_TYPE", std::string("LTE")},
                        {"CELL_BAND", -999},
                        {"CELL_RSRP", -999},
@@ -44,7 +44,7 @@ TEST(Line, LeavesOutWhatNobodyTold) {
               "LTE  SQI 0 %");
 }
 
-TEST(Line, LegThatDoesNotTellKeepsItsPlace) {
+TEST(line, leg_that_does_not_tell_keeps_its_place) {
     const snapshot cell =
         samples::nsa() + snapshot{{"CELL_NR5G_BAND", -999},  {"CELL_NR5G_RSRP", -999}, {"CELL_NR5G_RSRQ", 0},
                                   {"CELL_LTE_SINR", -999.0}, {"CELL_LTE_SQI", -999},   {"CELL_NR5G_SQI", -999}};
@@ -53,7 +53,7 @@ TEST(Line, LegThatDoesNotTellKeepsItsPlace) {
               "  RSRQ -11 dB + 0 dB  SINR not reported + 20 dB  registered");
 }
 
-TEST(Line, SaysHowItIsRegistered) {
+TEST(line, says_how_it_is_registered) {
     struct row {
         const char *why;
         snapshot changes;
@@ -71,7 +71,7 @@ TEST(Line, SaysHowItIsRegistered) {
     }
 }
 
-TEST(Line, NothingInItSteersATerminal) {
+TEST(line, nothing_in_it_steers_a_terminal) {
     EXPECT_EQ(line_of({{"CELL_NET_TYPE", std::string("\x1b[2J\n")}}), "?[2J?");
 }
 

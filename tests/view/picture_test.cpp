@@ -30,7 +30,7 @@ std::vector<std::string> signals_of(const leg &one) {
     return names;
 }
 
-TEST(Picture, EachTechnologyHasTheValuesThatItsDecoderWrites) {
+TEST(picture, each_technology_has_the_values_that_its_decoder_writes) {
     struct row {
         const char *why;
         snapshot cell;
@@ -74,7 +74,7 @@ TEST(Picture, EachTechnologyHasTheValuesThatItsDecoderWrites) {
     }
 }
 
-TEST(Picture, NsaKeepsTheLegsApart) {
+TEST(picture, nsa_keeps_the_legs_apart) {
     const picture known = picture_of(samples::nsa());
     ASSERT_EQ(known.legs.size(), 2U);
     EXPECT_EQ(known.legs[0].signals[0].value.value, -95);
@@ -83,18 +83,18 @@ TEST(Picture, NsaKeepsTheLegsApart) {
     EXPECT_THAT(names_of(known.legs[1].facts), ElementsAre("band", "pci"));
 }
 
-TEST(Picture, NrLegWithoutValuesDoesNotShowThoseOfLte) {
+TEST(picture, nr_leg_without_values_does_not_show_those_of_lte) {
     // A line cut short: the generic key keeps LTE's value.
     const picture known = picture_of(samples::nsa() + snapshot{{"CELL_NR5G_RSRP", -999}, {"CELL_RSRP", -95}});
     EXPECT_EQ(known.legs[1].signals[0].value.state, presence::not_reported);
 }
 
-TEST(Picture, RscpShowsWhenAnotherProgramPublishesIt) {
+TEST(picture, rscp_shows_when_another_program_publishes_it) {
     const picture known = picture_of(samples::wcdma() + snapshot{{"CELL_RSCP", -95}});
     EXPECT_THAT(signals_of(known.legs[0]), ElementsAre("RSCP", "Ec/Io", "SQI"));
 }
 
-TEST(Picture, TellsMissingFromNotReported) {
+TEST(picture, tells_missing_from_not_reported) {
     const picture known = picture_of(samples::lte() + snapshot{{"CELL_RSRP", -999},
                                                                {"CELL_SINR", -999.0},
                                                                {"CELL_CHAN_BW_DL", std::string("-999")},
@@ -110,20 +110,20 @@ TEST(Picture, TellsMissingFromNotReported) {
     EXPECT_EQ(picture_of(without).legs[0].signals[0].value.state, presence::unknown);
 }
 
-TEST(Picture, ColumnThatHeldNoNumberIsNoMeasurement) {
+TEST(picture, column_that_held_no_number_is_no_measurement) {
     const signal_value rsrp = picture_of(samples::lte() + snapshot{{"CELL_RSRP", 0}}).legs[0].signals[0];
     EXPECT_EQ(rsrp.value.state, presence::out_of_range);
     EXPECT_EQ(rsrp.value.value, 0) << "as it was published, for programs";
 }
 
-TEST(Picture, UnfamiliarTechnologyShowsWhatIsThere) {
+TEST(picture, unfamiliar_technology_shows_what_is_there) {
     const picture known = picture_of({{"CELL_NET_TYPE", std::string("6G")}, {"CELL_RSRP", -95}, {"CELL_BAND", -999}});
     EXPECT_EQ(known.technology, "6G");
     EXPECT_THAT(signals_of(known.legs[0]), ElementsAre("RSRP"));
     EXPECT_THAT(known.radio, IsEmpty());
 }
 
-TEST(Picture, CarriersComeWithThePrimaryOneInFront) {
+TEST(picture, carriers_come_with_the_primary_one_in_front) {
     const picture known = picture_of(samples::lte() + samples::secondary(1, "20", 3050, 7, -101, -13, -70, 8) +
                                      samples::secondary(2, "-999", 300, 1, -999, -999, -999, -999));
     ASSERT_EQ(known.carriers.size(), 3U);
@@ -136,17 +136,17 @@ TEST(Picture, CarriersComeWithThePrimaryOneInFront) {
     EXPECT_EQ(std::get<phrase>(known.carriers[2].facts[2].value).state, presence::not_reported);
 }
 
-TEST(Picture, PrimaryCarrierOfNsaIsTheAnchor) {
+TEST(picture, primary_carrier_of_nsa_is_the_anchor) {
     const picture known = picture_of(samples::nsa() + samples::secondary(1, "20", 3050, 7, -101, -13, -70, 8));
     EXPECT_EQ(std::get<number>(known.carriers[0].facts[0].value).value, 3);
     EXPECT_EQ(known.carriers[0].signals[0].value.value, -95);
 }
 
-TEST(Picture, NoAggregationNoTable) {
+TEST(picture, no_aggregation_no_table) {
     EXPECT_THAT(picture_of(samples::lte()).carriers, IsEmpty());
 }
 
-TEST(Picture, ForeignKeysAndTypesAreSetApart) {
+TEST(picture, foreign_keys_and_types_are_set_apart) {
     const picture known = picture_of(samples::lte() + snapshot{{"CELL_RSRP", std::string("-95")},
                                                                {"CELL_SINR", 12},
                                                                {"CELL_MCC", 262},
@@ -165,7 +165,7 @@ TEST(Picture, ForeignKeysAndTypesAreSetApart) {
     EXPECT_THAT(known.carriers, IsEmpty());
 }
 
-TEST(Picture, StateSaysTheFirstThingThatIsWrong) {
+TEST(picture, state_says_the_first_thing_that_is_wrong) {
     const auto process_gone = runtime_state::process::gone;
     const auto no_pid_file = runtime_state::process::no_pid_file;
     struct row {
@@ -224,7 +224,7 @@ TEST(Picture, StateSaysTheFirstThingThatIsWrong) {
     }
 }
 
-TEST(Picture, WithoutDatabaseTheReaderSaysWhy) {
+TEST(picture, without_database_the_reader_says_why) {
     reading nothing;
     nothing.problem = "Database not there yet: /run/sysdb.";
     const picture known = build_picture(nothing, {}, {});
@@ -232,22 +232,22 @@ TEST(Picture, WithoutDatabaseTheReaderSaysWhy) {
     EXPECT_EQ(known.sentence, "Database not there yet: /run/sysdb.");
 }
 
-TEST(Picture, RegistrationThatNobodyPublishedIsNotCalledLost) {
+TEST(picture, registration_that_nobody_published_is_not_called_lost) {
     EXPECT_EQ(picture_of({}).sentence, "Registration not known yet.");
 }
 
-TEST(Picture, ClearedAddressIsNone) {
+TEST(picture, cleared_address_is_none) {
     EXPECT_EQ(picture_of(samples::lte() + snapshot{{"CELL_IPV4", std::string("0.0.0.0")}}).address.state,
               presence::unknown);
 }
 
-TEST(Picture, SummaryLosesEmptyPlacesAndMarks) {
+TEST(picture, summary_loses_empty_places_and_marks) {
     const picture known = picture_of({{"CELL_RSSIMON", std::string("EC25, SQI: -999%, , RSRP: -999 dBm, , , no roam, "
                                                                    "SNR: -99 dB, , ")}});
     EXPECT_EQ(known.summary.value, "EC25, SQI: not reported, RSRP: not reported, no roam, SNR: -99 dB");
 }
 
-TEST(Picture, NoTextCarriesControlCharacters) {
+TEST(picture, no_text_carries_control_characters) {
     const picture known = picture_of(samples::lte() + snapshot{{"CELL_CARRIER", std::string("\x1b]0;owned\a")},
                                                                {"CELL_MCC", std::string("2\x9b")},
                                                                {"CELL_NET_TYPE", std::string("\x1b[2J")},

@@ -8,7 +8,7 @@ namespace {
 
 using namespace view;
 
-TEST(Quantity, WordsChangeAtTheLimits) {
+TEST(quantity, words_change_at_the_limits) {
     struct row {
         const char *why;
         quantity what;
@@ -40,7 +40,7 @@ TEST(Quantity, WordsChangeAtTheLimits) {
     }
 }
 
-TEST(Quantity, WhatNoReceiverMeasuresIsOutOfRange) {
+TEST(quantity, what_no_receiver_measures_is_out_of_range) {
     EXPECT_FALSE(measurable(quantity::rsrp, 0)) << "a column that held no number";
     EXPECT_FALSE(measurable(quantity::rsrp, -32768)) << "a module's mark";
     EXPECT_FALSE(measurable(quantity::sinr, std::nan("")));
@@ -50,7 +50,7 @@ TEST(Quantity, WhatNoReceiverMeasuresIsOutOfRange) {
     EXPECT_FALSE(measurable(quantity::rsrp, -157));
 }
 
-TEST(Quantity, BarsAreEmptyAndFullAtTheirEnds) {
+TEST(quantity, bars_are_empty_and_full_at_their_ends) {
     EXPECT_DOUBLE_EQ(fill(quantity::rsrp, -133), 0);
     EXPECT_DOUBLE_EQ(fill(quantity::rsrp, -101), 0.5);
     EXPECT_DOUBLE_EQ(fill(quantity::rsrp, -69), 1);

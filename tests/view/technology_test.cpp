@@ -15,7 +15,7 @@ namespace {
 
 using view::kind;
 
-TEST(Technology, EveryOneOfTheDaemonHasARow) {
+TEST(technology, every_one_of_the_daemon_has_a_row) {
     const network_type types[] = {NETWORK_GSM, NETWORK_CAT_M,  NETWORK_WCDMA,
                                   NETWORK_LTE, NETWORK_5G_NSA, NETWORK_5G_SA};
     EXPECT_EQ(view::technologies().size(), std::size(types));
@@ -26,7 +26,7 @@ TEST(Technology, EveryOneOfTheDaemonHasARow) {
     EXPECT_EQ(view::technology_of("").name, "");
 }
 
-TEST(Technology, EveryKeyOfTheCatalogueIsKnownWithItsType) {
+TEST(technology, every_key_of_the_catalogue_is_known_with_its_type) {
     for (const catalogue_row &key : CELL_CATALOGUE) {
         const kind expected = key.kind == VALUE_INTEGER ? kind::integer
                               : key.kind == VALUE_REAL  ? kind::real
@@ -52,7 +52,7 @@ std::multiset<std::string> keys_of(const view::technology &radio) {
     return keys;
 }
 
-TEST(Technology, EveryKeyOfTheTableIsPublished) {
+TEST(technology, every_key_of_the_table_is_published) {
     for (const view::technology &radio : view::technologies()) {
         std::multiset<std::string> keys = keys_of(radio);
         for (const auto &row : radio.primary_carrier.facts) {
@@ -68,7 +68,7 @@ TEST(Technology, EveryKeyOfTheTableIsPublished) {
     }
 }
 
-TEST(Technology, NoKeyStandsInTwoPlaces) {
+TEST(technology, no_key_stands_in_two_places) {
     for (const view::technology &radio : view::technologies()) {
         const std::multiset<std::string> keys = keys_of(radio);
         for (const std::string &key : keys) {
@@ -77,7 +77,7 @@ TEST(Technology, NoKeyStandsInTwoPlaces) {
     }
 }
 
-TEST(Technology, EveryKeyOfTheCatalogueIsShownSomewhere) {
+TEST(technology, every_key_of_the_catalogue_is_shown_somewhere) {
     // The type itself, the network (of every technology alike), and the channel under its numbering's own name.
     std::set<std::string> shown{"CELL_NET_TYPE", "CELL_NET_TYPE_INT", "CELL_MCC",  "CELL_MNC",
                                 "CELL_EARFCN",   "CELL_UARFCN",       "CELL_ARFCN"};
@@ -90,7 +90,7 @@ TEST(Technology, EveryKeyOfTheCatalogueIsShownSomewhere) {
     }
 }
 
-TEST(Technology, SecondaryCarriersAreNumberedFromOneToSix) {
+TEST(technology, secondary_carriers_are_numbered_from_one_to_six) {
     EXPECT_EQ(view::kind_of("CELL_BAND_SCC_1"), kind::integer);
     EXPECT_EQ(view::kind_of("CELL_CHAN_BW_DL_SCC_6"), kind::text);
     for (const char *key : {"CELL_BAND_SCC_0", "CELL_BAND_SCC_7", "CELL_BAND_SCC_11", "CELL_BAND_SCC_", "", "1"}) {
@@ -98,7 +98,7 @@ TEST(Technology, SecondaryCarriersAreNumberedFromOneToSix) {
     }
 }
 
-TEST(Technology, MarkOfAMissingValueIsTheDaemons) {
+TEST(technology, mark_of_a_missing_value_is_the_daemons) {
     EXPECT_EQ(view::NOT_REPORTED, NOT_REPORTED);
     EXPECT_EQ(view::NOT_REPORTED_TEXT, std::to_string(view::NOT_REPORTED));
 }

@@ -10,7 +10,7 @@ namespace {
 
 using namespace view;
 
-TEST(Words, NumbersHaveOneDecimalAtMost) {
+TEST(words, numbers_have_one_decimal_at_most) {
     struct row {
         const char *why;
         double value;
@@ -30,7 +30,7 @@ TEST(Words, NumbersHaveOneDecimalAtMost) {
     }
 }
 
-TEST(Words, MissingIsOneOfThreeKinds) {
+TEST(words, missing_is_one_of_three_kinds) {
     EXPECT_EQ(words(number{}), "unknown");
     EXPECT_EQ(words(phrase{presence::not_reported, {}}), "not reported");
     const signal_value no_measurement{{quantity::rsrp, "CELL_RSRP"}, {presence::out_of_range, 0}};
@@ -38,20 +38,20 @@ TEST(Words, MissingIsOneOfThreeKinds) {
     EXPECT_STREQ(rating_word(no_measurement), "out of range");
 }
 
-TEST(Words, SignalHasItsUnitAndRating) {
+TEST(words, signal_has_its_unit_and_rating) {
     const signal_value fair{{quantity::rsrp, "CELL_RSRP"}, {presence::known, -95}};
     EXPECT_EQ(words(fair), "-95 dBm");
     EXPECT_STREQ(rating_word(fair), "fair");
 }
 
-TEST(Words, IdentityIsInHexadecimalToo) {
+TEST(words, identity_is_in_hexadecimal_too) {
     const fact_key id{"id", "id", "CELL_CID"};
     EXPECT_EQ(words(fact{id, number{presence::known, 27447297}}), "27447297 = 0x1A2D001");
     EXPECT_EQ(words(fact{id, number{presence::known, -5}}), "-5");
     EXPECT_EQ(words(fact{id, number{presence::not_reported, 0}}), "not reported");
 }
 
-TEST(Words, DurationsAreInTheUnitThatMatters) {
+TEST(words, durations_are_in_the_unit_that_matters) {
     struct row {
         const char *why;
         double seconds;

@@ -7,11 +7,11 @@ namespace {
 
 using namespace zelt_top;
 
-TEST(Columns, WithoutUtf8EachForeignCharacterIsOneMark) {
+TEST(columns, without_utf8_each_foreign_character_is_one_mark) {
     EXPECT_EQ(ascii_only("Türk 中国"), "T?rk ??");
 }
 
-TEST(Columns, ColumnsAreThoseOfTheTerminal) {
+TEST(columns, columns_are_those_of_the_terminal) {
     struct row {
         const char *why;
         const char *text;
@@ -30,7 +30,7 @@ TEST(Columns, ColumnsAreThoseOfTheTerminal) {
     }
 }
 
-TEST(Columns, CutsBetweenCharactersAndPadsToTheColumn) {
+TEST(columns, cuts_between_characters_and_pads_to_the_column) {
     EXPECT_EQ(fit("abcdef", 3), "abc");
     EXPECT_EQ(fit("中国", 3), "中");
     EXPECT_EQ(fit("abc", 0), "");
@@ -40,7 +40,7 @@ TEST(Columns, CutsBetweenCharactersAndPadsToTheColumn) {
     EXPECT_EQ(pad_left("abcde", 4), "abcd");
 }
 
-TEST(Columns, WrapsAtBlanksAndTearsOnlyWhatIsTooLong) {
+TEST(columns, wraps_at_blanks_and_tears_only_what_is_too_long) {
     using testing::ElementsAre;
     EXPECT_THAT(wrap("one two three", 7), ElementsAre("one two", "three"));
     EXPECT_THAT(wrap("one two three", 6), ElementsAre("one", "two", "three"));

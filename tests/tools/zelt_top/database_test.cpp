@@ -12,17 +12,17 @@ using namespace view;
 using namespace zelt_top;
 using testing::HasSubstr;
 
-class Database : public testing::Test {
+class live_database : public testing::Test {
 public:
-    ~Database() override { std::filesystem::remove_all(folder_.parent_path()); }
+    ~live_database() override { std::filesystem::remove_all(folder_.parent_path()); }
 
 protected:
-    Database() {
+    live_database() {
         std::string name = (std::filesystem::temp_directory_path() / "zelt-top-XXXXXX").string();
         folder_ = std::filesystem::path(mkdtemp(name.data())) / "sysdb";
     }
-    Database(const Database &) = delete;
-    Database &operator=(const Database &) = delete;
+    live_database(const live_database &) = delete;
+    live_database &operator=(const live_database &) = delete;
 
     // In a process of its own: LMDB opens an environment once in a process.
     void write(const char *named_database, const char *key, const sysdb_value &value) {
@@ -41,7 +41,7 @@ protected:
     std::filesystem::path folder_;
 };
 
-TEST_F(Database, AbsentAppearingLaterAndMadeAnew) {
+TEST_F(live_database, absent_appearing_later_and_made_anew) {
     database source(folder_);
     const reading absent = source.read();
     EXPECT_FALSE(absent.cell);
@@ -68,7 +68,7 @@ TEST_F(Database, AbsentAppearingLaterAndMadeAnew) {
     EXPECT_EQ(*source.read().cell, (snapshot{{"CELL_RSRP", -80}}));
 }
 
-TEST_F(Database, ForeignFormatIsSaidSo) {
+TEST_F(live_database, foreign_format_is_said_so) {
     std::filesystem::create_directory(folder_);
     std::ofstream(folder_ / "data.mdb") << std::string(20000, 'x');
     const reading foreign = database(folder_).read();
@@ -76,7 +76,7 @@ TEST_F(Database, ForeignFormatIsSaidSo) {
     EXPECT_THAT(foreign.problem, HasSubstr("Database not readable: " + folder_.string()));
 }
 
-TEST_F(Database, RecordOfATimeThatCannotBeIsNone) {
+TEST_F(live_database, record_of_a_time_that_cannot_be_is_none) {
     write("CELL", "CELL_RSRP", -95);
     const auto now = std::filesystem::file_time_type::clock::now();
     for (const auto shift : {std::chrono::hours(24 * 365), std::chrono::hours(-24 * 365)}) {

@@ -28,7 +28,7 @@ std::string bar(std::size_t filled, std::size_t cells) {
 const std::string STATE = " Registered at home. Updated 2 s ago.\n\n";
 const std::string LINK = " Link    up   address 10.64.12.7   for 1 h 2 min\n";
 
-TEST(Layout, Lte) {
+TEST(layout, lte) {
     EXPECT_EQ(page_of(picture_of(samples::lte())),
               " LTE   Example Net\n" + STATE +
                   " Cell    network 262-01   id 27447296 = 0x1A2D000   PCI 123   TAC 12345\n"
@@ -51,12 +51,12 @@ TEST(Layout, Lte) {
                   bar(31, 52) + " fair\n");
 }
 
-TEST(Layout, CatMDiffersInItsNameOnly) {
+TEST(layout, cat_m_differs_in_its_name_only) {
     std::string lte = page_of(picture_of(samples::lte()));
     EXPECT_EQ(page_of(picture_of(samples::cat_m())), lte.replace(1, 3, "CAT-M"));
 }
 
-TEST(Layout, CarriersAsATable) {
+TEST(layout, carriers_as_a_table) {
     const std::string page =
         page_of(picture_of(samples::lte() + samples::secondary(1, "20", 3050, 7, -101, -13, -70, 8) +
                            samples::secondary(2, "-999", 300, 1, -999, -999, -999, -999.0) +
@@ -76,7 +76,7 @@ TEST(Layout, CarriersAsATable) {
                                " EC25, SQI: 60%, no roam\n"));
 }
 
-TEST(Layout, NsaSideBySide) {
+TEST(layout, nsa_side_by_side) {
     EXPECT_EQ(page_of(picture_of(samples::nsa())),
               " 5G NSA   Example Net\n" + STATE +
                   " Cell    network 262-01   id 27447296 = 0x1A2D000   TAC 12345\n"
@@ -100,7 +100,7 @@ TEST(Layout, NsaSideBySide) {
                   bar(10, 16) + " fair     76 %     " + bar(12, 16) + " good\n");
 }
 
-TEST(Layout, Sa) {
+TEST(layout, sa) {
     EXPECT_EQ(page_of(picture_of(samples::sa())), " 5G SA   Example Net\n" + STATE +
                                                       " Cell    network 262-01   PCI 501\n"
                                                       " Radio   band 78\n" +
@@ -119,7 +119,7 @@ TEST(Layout, Sa) {
                                                       bar(40, 52) + " good\n");
 }
 
-TEST(Layout, Wcdma) {
+TEST(layout, wcdma) {
     EXPECT_EQ(page_of(picture_of(samples::wcdma())),
               " WCDMA   Example Net\n" + STATE +
                   " Cell    network 262-01   id 27440068 = 0x1A2B3C4   LAC 11101   RAC 1\n"
@@ -133,7 +133,7 @@ TEST(Layout, Wcdma) {
                   bar(26, 52) + " fair\n");
 }
 
-TEST(Layout, Gsm) {
+TEST(layout, gsm) {
     EXPECT_EQ(page_of(picture_of(samples::gsm())),
               " GSM   Example Net\n" + STATE +
                   " Cell    network 262-01   id 47385 = 0xB919   LAC 56401   BSIC 26\n"
@@ -150,7 +150,7 @@ TEST(Layout, Gsm) {
                   bar(16, 52) + " weak\n");
 }
 
-TEST(Layout, AfterAClearNothingIsANumberThatWasNone) {
+TEST(layout, after_a_clear_nothing_is_a_number_that_was_none) {
     snapshot cleared = samples::lte();
     for (const char *key : {"CELL_RSRP", "CELL_RSRQ", "CELL_RSSI", "CELL_SQI", "CELL_BAND"}) {
         cleared[key] = -999;
@@ -173,7 +173,7 @@ TEST(Layout, AfterAClearNothingIsANumberThatWasNone) {
                                             " SQI     not reported\n");
 }
 
-TEST(Layout, EmptyDatabase) {
+TEST(layout, empty_database) {
     EXPECT_EQ(page_of(picture_of({})), " Technology unknown\n"
                                        " Registration not known yet. Updated 2 s ago.\n"
                                        "\n"
@@ -183,7 +183,7 @@ TEST(Layout, EmptyDatabase) {
                                        " No signal values yet.\n");
 }
 
-TEST(Layout, NoDatabaseIsASentenceAndNothingElse) {
+TEST(layout, no_database_is_a_sentence_and_nothing_else) {
     reading nothing;
     nothing.problem = "Database not there yet: /run/sysdb. Start the daemon, or name its folder in SYSDB_DIR.";
     EXPECT_EQ(page_of(build_picture(nothing, {}, {5.0, {}, {}})),
@@ -192,12 +192,12 @@ TEST(Layout, NoDatabaseIsASentenceAndNothingElse) {
               " SYSDB_DIR.\n");
 }
 
-TEST(Layout, ValueOutsideItsScaleHasNoBar) {
+TEST(layout, value_outside_its_scale_has_no_bar) {
     EXPECT_THAT(page_of(picture_of(samples::lte() + snapshot{{"CELL_RSRP", 0}, {"CELL_SINR", 1e300}})),
                 testing::AllOf(HasSubstr("\n RSRP    out of range\n"), HasSubstr("\n SINR    out of range\n")));
 }
 
-TEST(Layout, FullestDatabaseFitsTheSmallestTerminalUncut) {
+TEST(layout, fullest_database_fits_the_smallest_terminal_uncut) {
     page on;
     on.height = 24;
     on.keys = true;
@@ -212,13 +212,13 @@ TEST(Layout, FullestDatabaseFitsTheSmallestTerminalUncut) {
     EXPECT_THAT(page, Not(HasSubstr("...more")));
 }
 
-TEST(Layout, MoreRoomMeansWiderBars) {
+TEST(layout, more_room_means_wider_bars) {
     page on;
     on.width = 100;
     EXPECT_THAT(page_of(picture_of(samples::lte()), on), HasSubstr(" SQI         60 %     " + bar(36, 60) + " fair\n"));
 }
 
-TEST(Layout, Utf8BarsHaveEighths) {
+TEST(layout, utf8_bars_have_eighths) {
     page on;
     on.utf8 = true;
     // SQI 50 of 52 cells: 26 whole ones. Ec/Io -15: 19.5 cells.
@@ -228,7 +228,7 @@ TEST(Layout, Utf8BarsHaveEighths) {
     EXPECT_THAT(page, Not(HasSubstr("#")));
 }
 
-TEST(Layout, HistoryIsDrawnLowToHighWithGaps) {
+TEST(layout, history_is_drawn_low_to_high_with_gaps) {
     memory past;
     for (const int rsrp : {-133, -69, -999, -133}) {
         past.note_signals(picture_of(samples::lte() + snapshot{{"CELL_RSRP", rsrp}}));
@@ -239,14 +239,14 @@ TEST(Layout, HistoryIsDrawnLowToHighWithGaps) {
                 HasSubstr(" fair                       _# _\n"));
 }
 
-TEST(Layout, WithoutUtf8EverythingIsAscii) {
+TEST(layout, without_utf8_everything_is_ascii) {
     const std::string page = page_of(picture_of(
         samples::crowded() + snapshot{{"CELL_CARRIER", std::string("Türk 中国")}, {"CELL_MCC", std::string("é")}}));
     EXPECT_THAT(page, HasSubstr(" 5G NSA   T?rk ??\n"));
     EXPECT_THAT(std::vector<char>(page.begin(), page.end()), Each(testing::Gt('\0')));
 }
 
-TEST(Layout, NeverWiderOrHigherThanThePage) {
+TEST(layout, never_wider_or_higher_than_the_page) {
     std::vector<snapshot> cells{{},
                                 samples::lte(),
                                 samples::nsa(),
@@ -275,7 +275,7 @@ TEST(Layout, NeverWiderOrHigherThanThePage) {
     }
 }
 
-TEST(Layout, WindowOfTwentyByFiveShowsTheSignal) {
+TEST(layout, window_of_twenty_by_five_shows_the_signal) {
     page on;
     on.width = 20;
     on.height = 5;
@@ -286,7 +286,7 @@ TEST(Layout, WindowOfTwentyByFiveShowsTheSignal) {
                                                        "RSSI  -65 dBm good\n");
 }
 
-TEST(Layout, WindowOfTwentyByFiveSaysWhatIsWrong) {
+TEST(layout, window_of_twenty_by_five_says_what_is_wrong) {
     page on;
     on.width = 20;
     on.height = 5;
@@ -298,13 +298,13 @@ TEST(Layout, WindowOfTwentyByFiveSaysWhatIsWrong) {
                                                                "SINR  12.4 dB fair\n");
 }
 
-TEST(Layout, TooLowAWindowSaysThatThereIsMore) {
+TEST(layout, too_low_a_window_says_that_there_is_more) {
     page on;
     on.height = 13;
     EXPECT_THAT(page_of(picture_of(samples::crowded()), on), EndsWith("\n ... more in a taller window\n"));
 }
 
-TEST(Layout, OldValuesCarryNoColour) {
+TEST(layout, old_values_carry_no_colour) {
     const auto colours = [](const picture &known) {
         int found = 0;
         for (const line &one : lay_out(known, memory(), {})) {
@@ -320,7 +320,7 @@ TEST(Layout, OldValuesCarryNoColour) {
     EXPECT_EQ(colours(picture_of(samples::lte(), gone)), 0);
 }
 
-TEST(Layout, HelpExplainsEveryValueOnAPageOf80x24) {
+TEST(layout, help_explains_every_value_on_a_page_of_80x24) {
     page on;
     on.height = 24;
     const std::string help = text_of(lay_out_help(on));

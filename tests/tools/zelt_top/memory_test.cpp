@@ -19,20 +19,20 @@ reading at(std::size_t commits, const snapshot &cell, std::optional<double> sinc
     return database;
 }
 
-TEST(Memory, FirstReadingGoesByTheRecordOfTheFileSystem) {
+TEST(memory, first_reading_goes_by_the_record_of_the_file_system) {
     memory past;
     EXPECT_EQ(past.note(at(7, samples::lte(), 3), {}, 100).written, 3);
     EXPECT_EQ(past.note(at(7, samples::lte(), 99), {}, 110).written, 13);
 }
 
-TEST(Memory, WithoutRecordTheAgeIsUnknownUntilTheNextCommit) {
+TEST(memory, without_record_the_age_is_unknown_until_the_next_commit) {
     memory past;
     EXPECT_FALSE(past.note(at(7, samples::lte()), {}, 100).written);
     EXPECT_EQ(past.note(at(8, samples::lte()), {}, 104).written, 0);
     EXPECT_EQ(past.note(at(8, samples::lte()), {}, 105).written, 1);
 }
 
-TEST(Memory, CommitOfEqualValuesIsNewsButNoChange) {
+TEST(memory, commit_of_equal_values_is_news_but_no_change) {
     memory past;
     past.note(at(7, samples::lte()), {}, 100);
     const ages equal = past.note(at(8, samples::lte()), {}, 104);
@@ -42,7 +42,7 @@ TEST(Memory, CommitOfEqualValuesIsNewsButNoChange) {
     EXPECT_EQ(past.note(at(9, samples::lte() + snapshot{{"CELL_RSRP", -80}}), {}, 110).changed, 2);
 }
 
-TEST(Memory, LinkChangeIsSeenWhenNobodyRecordedIt) {
+TEST(memory, link_change_is_seen_when_nobody_recorded_it) {
     memory past;
     past.note(at(7, samples::lte()), {}, 100);
     EXPECT_FALSE(past.note(at(8, samples::lte() + snapshot{{"CELL_RSRP", -80}}), {}, 104).link);
@@ -50,21 +50,21 @@ TEST(Memory, LinkChangeIsSeenWhenNobodyRecordedIt) {
     EXPECT_EQ(past.note(at(9, samples::lte() + snapshot{{"CELL_CONNECTED", 0}}), {}, 138).link, 30);
 }
 
-TEST(Memory, RecordOfTheDaemonCountsBeforeOwnSight) {
+TEST(memory, record_of_the_daemon_counts_before_own_sight) {
     memory past;
     runtime_state around;
     around.seconds_since_link_change = 3600;
     EXPECT_EQ(past.note(at(7, samples::lte()), around, 100).link, 3600);
 }
 
-TEST(Memory, AbsentDatabaseForgetsNothing) {
+TEST(memory, absent_database_forgets_nothing) {
     memory past;
     past.note(at(7, samples::lte(), 0), {}, 100);
     EXPECT_EQ(past.note(reading(), {}, 105).written, 5);
     EXPECT_EQ(past.note(at(7, samples::lte()), {}, 106).written, 6);
 }
 
-TEST(Memory, CourseHasAGapWhereNothingUsableWas) {
+TEST(memory, course_has_a_gap_where_nothing_usable_was) {
     memory past;
     const runtime_state paused{runtime_state::process::running, true, true, {}};
     past.note_signals(samples::picture_of(samples::lte()));
@@ -83,7 +83,7 @@ TEST(Memory, CourseHasAGapWhereNothingUsableWas) {
     EXPECT_EQ(values[5], -95);
 }
 
-TEST(Memory, CourseIsBounded) {
+TEST(memory, course_is_bounded) {
     memory past;
     const picture lte = samples::picture_of(samples::lte());
     for (std::size_t i = 0; i < memory::LONGEST + 5; ++i) {

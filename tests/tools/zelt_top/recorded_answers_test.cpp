@@ -43,7 +43,7 @@ snapshot expected_keys(const std::filesystem::path &scenario) {
     return cell;
 }
 
-TEST(RecordedAnswers, AreShownWithoutMarksAndWithinTheirPage) {
+TEST(recorded_answers, are_shown_without_marks_and_within_their_page) {
     std::size_t walked = 0;
     for (const auto &entry : std::filesystem::directory_iterator(GOLDEN_FOLDER)) {
         const snapshot cell = expected_keys(entry.path());

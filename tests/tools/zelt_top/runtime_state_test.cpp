@@ -14,18 +14,18 @@ namespace {
 using namespace view;
 using namespace zelt_top;
 
-class RuntimeState : public testing::Test {
+class files_of_the_daemon : public testing::Test {
 public:
-    ~RuntimeState() override { std::filesystem::remove_all(folder_); }
+    ~files_of_the_daemon() override { std::filesystem::remove_all(folder_); }
 
 protected:
-    RuntimeState() {
+    files_of_the_daemon() {
         std::string name = (std::filesystem::temp_directory_path() / "zelt-top-XXXXXX").string();
         folder_ = mkdtemp(name.data());
         files_ = {folder_ / "pid", folder_ / "running", folder_ / "change", folder_ / "module"};
     }
-    RuntimeState(const RuntimeState &) = delete;
-    RuntimeState &operator=(const RuntimeState &) = delete;
+    files_of_the_daemon(const files_of_the_daemon &) = delete;
+    files_of_the_daemon &operator=(const files_of_the_daemon &) = delete;
 
     static void write(const std::string &path, const std::string &text) { std::ofstream(path) << text; }
 
@@ -42,7 +42,7 @@ pid_t process_that_has_gone() {
     return child;
 }
 
-TEST_F(RuntimeState, NothingThere) {
+TEST_F(files_of_the_daemon, nothing_there) {
     const runtime_state around = read_runtime_state(files_);
     EXPECT_EQ(around.daemon, runtime_state::process::no_pid_file);
     EXPECT_TRUE(around.paused);
@@ -50,7 +50,7 @@ TEST_F(RuntimeState, NothingThere) {
     EXPECT_FALSE(around.seconds_since_link_change);
 }
 
-TEST_F(RuntimeState, EverythingThere) {
+TEST_F(files_of_the_daemon, everything_there) {
     write(files_.pid_file, std::to_string(getpid()) + "\n");
     write(files_.running, "");
     write(files_.module_device, "");
@@ -66,7 +66,7 @@ TEST_F(RuntimeState, EverythingThere) {
     EXPECT_GE(*around.seconds_since_link_change, 10);
 }
 
-TEST_F(RuntimeState, PidFileThatNamesNoProcess) {
+TEST_F(files_of_the_daemon, pid_file_that_names_no_process) {
     struct row {
         const char *why;
         std::string content;
@@ -85,7 +85,7 @@ TEST_F(RuntimeState, PidFileThatNamesNoProcess) {
     }
 }
 
-TEST_F(RuntimeState, LinkChangeThatCannotBe) {
+TEST_F(files_of_the_daemon, link_change_that_cannot_be) {
     struct row {
         const char *why;
         const char *content;

@@ -251,7 +251,7 @@ result run(const store &database, const std::string &arguments, const std::strin
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, content_of(base + "/out"), content_of(base + "/err")};
 }
 
-TEST(Screen, ShowsThePageAndQGivesTheTerminalBack) {
+TEST(screen, shows_the_page_and_q_gives_the_terminal_back) {
     store database;
     database.put_lte();
     program_on_terminal top(database, "xterm-256color");
@@ -267,7 +267,7 @@ TEST(Screen, ShowsThePageAndQGivesTheTerminalBack) {
     EXPECT_TRUE(top.restored());
 }
 
-TEST(Screen, FollowsTheDatabase) {
+TEST(screen, follows_the_database) {
     store database;
     database.put_lte();
     program_on_terminal top(database, "xterm", {}, {"--interval", "0.1"});
@@ -276,7 +276,7 @@ TEST(Screen, FollowsTheDatabase) {
     EXPECT_TRUE(top.shows("-101 dBm"));
 }
 
-TEST(Screen, DatabaseAbsentThenAppearing) {
+TEST(screen, database_absent_then_appearing) {
     store database;
     program_on_terminal top(database, "xterm", {}, {"--interval", "0.1"});
     ASSERT_TRUE(top.shows("Database not there yet:"));
@@ -286,7 +286,7 @@ TEST(Screen, DatabaseAbsentThenAppearing) {
     EXPECT_TRUE(top.shows("Database not there yet:"));
 }
 
-TEST(Screen, PauseHoldsThePictureAndGoesOn) {
+TEST(screen, pause_holds_the_picture_and_goes_on) {
     store database;
     database.put_lte();
     program_on_terminal top(database, "xterm", {}, {"--interval", "0.1"});
@@ -304,7 +304,7 @@ TEST(Screen, PauseHoldsThePictureAndGoesOn) {
     EXPECT_THAT(top.model().page(), Not(HasSubstr("paused")));
 }
 
-TEST(Screen, HelpComesAndGoes) {
+TEST(screen, help_comes_and_goes) {
     store database;
     database.put_lte();
     program_on_terminal top(database, "xterm");
@@ -315,7 +315,7 @@ TEST(Screen, HelpComesAndGoes) {
     EXPECT_TRUE(top.shows("-95 dBm"));
 }
 
-TEST(Screen, OtherKeysAndBrokenInputDoNothing) {
+TEST(screen, other_keys_and_broken_input_do_nothing) {
     store database;
     database.put_lte();
     program_on_terminal top(database, "xterm");
@@ -326,7 +326,7 @@ TEST(Screen, OtherKeysAndBrokenInputDoNothing) {
     EXPECT_EQ(top.exit_code(), 0);
 }
 
-TEST(Screen, FollowsTheSizeOfTheTerminal) {
+TEST(screen, follows_the_size_of_the_terminal) {
     store database;
     database.put_lte();
     program_on_terminal top(database, "xterm");
@@ -352,7 +352,7 @@ TEST(Screen, FollowsTheSizeOfTheTerminal) {
     EXPECT_TRUE(top.restored());
 }
 
-TEST(Screen, SurvivesAStormOfSizeChanges) {
+TEST(screen, survives_a_storm_of_size_changes) {
     store database;
     database.put_lte();
     program_on_terminal top(database, "xterm");
@@ -373,7 +373,7 @@ TEST(Screen, SurvivesAStormOfSizeChanges) {
     EXPECT_TRUE(top.restored());
 }
 
-TEST(Screen, SignalsEndItWithTheTerminalGivenBack) {
+TEST(screen, signals_end_it_with_the_terminal_given_back) {
     for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGQUIT}) {
         store database;
         database.put_lte();
@@ -385,7 +385,7 @@ TEST(Screen, SignalsEndItWithTheTerminalGivenBack) {
     }
 }
 
-TEST(Screen, ControlCEndsIt) {
+TEST(screen, control_c_ends_it) {
     store database;
     database.put_lte();
     program_on_terminal top(database, "xterm");
@@ -395,7 +395,7 @@ TEST(Screen, ControlCEndsIt) {
     EXPECT_TRUE(top.restored());
 }
 
-TEST(Screen, StoppedAndContinued) {
+TEST(screen, stopped_and_continued) {
     store database;
     database.put_lte();
     program_on_terminal top(database, "xterm", {}, {"--interval", "0.1"});
@@ -413,7 +413,7 @@ TEST(Screen, StoppedAndContinued) {
     EXPECT_TRUE(top.restored());
 }
 
-TEST(Screen, EndsWhenTheTerminalHangsUp) {
+TEST(screen, ends_when_the_terminal_hangs_up) {
     store database;
     database.put_lte();
     program_on_terminal top(database, "xterm");
@@ -422,7 +422,7 @@ TEST(Screen, EndsWhenTheTerminalHangsUp) {
     EXPECT_EQ(top.exit_code(), 0);
 }
 
-TEST(Screen, DatabaseWithoutItsEndLeavesTheTerminalAsItWas) {
+TEST(screen, database_without_its_end_leaves_the_terminal_as_it_was) {
     store database;
     database.put_lte();
     program_on_terminal top(database, "xterm", {}, {"--interval", "0.1"});
@@ -433,7 +433,7 @@ TEST(Screen, DatabaseWithoutItsEndLeavesTheTerminalAsItWas) {
     EXPECT_THAT(top.bytes(), HasSubstr("the database is damaged"));
 }
 
-TEST(Screen, CrashLeavesTheTerminalAsItWas) {
+TEST(screen, crash_leaves_the_terminal_as_it_was) {
     store database;
     database.put_lte();
     program_on_terminal top(database, "xterm");
@@ -444,7 +444,7 @@ TEST(Screen, CrashLeavesTheTerminalAsItWas) {
     EXPECT_TRUE(top.shows([&top](const std::string &) { return top.restored(); }));
 }
 
-TEST(Screen, NoColourWhereNobodyWantsIt) {
+TEST(screen, no_colour_where_nobody_wants_it) {
     struct row {
         const char *why;
         const char *term;
@@ -469,7 +469,7 @@ TEST(Screen, NoColourWhereNobodyWantsIt) {
     }
 }
 
-TEST(Screen, SerialConsoleGetsAsciiOnly) {
+TEST(screen, serial_console_gets_ascii_only) {
     store database;
     database.put_lte();
     database.put({{"CELL_CARRIER", std::string("Türk \x1b[2J")}});
@@ -484,7 +484,7 @@ TEST(Screen, SerialConsoleGetsAsciiOnly) {
     EXPECT_THAT(top.bytes(), testing::Each(testing::Ge('\0')));
 }
 
-TEST(Screen, LocaleWithoutUtf8GetsAsciiOnly) {
+TEST(screen, locale_without_utf8_gets_ascii_only) {
     store database;
     database.put_lte();
     program_on_terminal top(database, "xterm", {"LC_ALL=C"});
@@ -492,7 +492,7 @@ TEST(Screen, LocaleWithoutUtf8GetsAsciiOnly) {
     EXPECT_THAT(top.bytes(), testing::Each(testing::Ge('\0')));
 }
 
-TEST(Screen, TerminalThatCannotPlaceItsCursorGetsPlainLines) {
+TEST(screen, terminal_that_cannot_place_its_cursor_gets_plain_lines) {
     struct row {
         const char *why;
         const char *term;
@@ -513,7 +513,7 @@ TEST(Screen, TerminalThatCannotPlaceItsCursorGetsPlainLines) {
     }
 }
 
-TEST(Plain, OnceIsOneBlock) {
+TEST(plain, once_is_one_block) {
     store database;
     database.put_lte();
     const result once = run(database, "--once");
@@ -524,7 +524,7 @@ TEST(Plain, OnceIsOneBlock) {
     EXPECT_THAT(once.out, HasSubstr(" RSRP       -95 dBm   ####"));
 }
 
-TEST(Plain, OnceWithJsonIsOneObject) {
+TEST(plain, once_with_json_is_one_object) {
     store database;
     database.put_lte();
     const result once = run(database, "--once --json");
@@ -533,7 +533,7 @@ TEST(Plain, OnceWithJsonIsOneObject) {
     EXPECT_EQ(std::ranges::count(once.out, '\n'), 1);
 }
 
-TEST(Plain, OnceWithoutDatabaseFailsAndSaysWhatToDo) {
+TEST(plain, once_without_database_fails_and_says_what_to_do) {
     const store database;
     for (const char *arguments : {"--once", "--once --json"}) {
         const result once = run(database, arguments);
@@ -545,7 +545,7 @@ TEST(Plain, OnceWithoutDatabaseFailsAndSaysWhatToDo) {
     }
 }
 
-TEST(Plain, ForeignDatabaseIsNamed) {
+TEST(plain, foreign_database_is_named) {
     const store database;
     std::filesystem::create_directory(database.folder());
     std::ofstream(database.folder() + "/data.mdb") << std::string(20000, 'x');
@@ -554,7 +554,7 @@ TEST(Plain, ForeignDatabaseIsNamed) {
     EXPECT_THAT(once.err, HasSubstr("Database not readable: " + database.folder()));
 }
 
-TEST(Plain, DatabaseWithoutItsEndIsNamed) {
+TEST(plain, database_without_its_end_is_named) {
     store database;
     database.put_lte();
     database.cut_off_the_end();
@@ -564,7 +564,7 @@ TEST(Plain, DatabaseWithoutItsEndIsNamed) {
     EXPECT_THAT(once.err, HasSubstr("the database is damaged"));
 }
 
-TEST(Plain, WrongUsage) {
+TEST(plain, wrong_usage) {
     const store database;
     struct row {
         const char *why;
@@ -581,14 +581,14 @@ TEST(Plain, WrongUsage) {
     }
 }
 
-TEST(Plain, Help) {
+TEST(plain, help) {
     const store database;
     const result help = run(database, "--help");
     EXPECT_EQ(help.exit_code, 0);
     EXPECT_THAT(help.out, HasSubstr("--interval SECONDS"));
 }
 
-TEST(Plain, OutputThatIsLostEndsIt) {
+TEST(plain, output_that_is_lost_ends_it) {
     struct row {
         const char *why;
         const char *arguments;
@@ -614,7 +614,7 @@ TEST(Plain, OutputThatIsLostEndsIt) {
     }
 }
 
-TEST(Plain, JsonGoesOnAndNamesAnAbsentDatabase) {
+TEST(plain, json_goes_on_and_names_an_absent_database) {
     const store database;
     const result stream = run(database, "--json --interval 0.1", "| head -n 2");
     EXPECT_EQ(std::ranges::count(stream.out, '\n'), 2);
