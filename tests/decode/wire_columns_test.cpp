@@ -34,6 +34,10 @@ static_assert(columns_ascend(SAMPLE_COLUMNS));
 constexpr wire_column DESCENDING[] = {{2, as_it_stands, {"CELL_MCC"}}, {1, as_it_stands, {"CELL_MNC"}}};
 static_assert(!columns_ascend(DESCENDING));
 
+constexpr wire_column DESCENDING_AT_THE_END[] = {
+    {1, as_it_stands, {"CELL_MCC"}}, {3, as_it_stands, {"CELL_MNC"}}, {2, as_it_stands, {"CELL_TAC"}}};
+static_assert(!columns_ascend(DESCENDING_AT_THE_END));
+
 TEST_F(wire_columns, reach_their_keys_and_the_others_are_skipped) {
     decode_columns(SAMPLE_COLUMNS, "tag,1,2,3,4,5,6,7,8");
     EXPECT_THAT(published(),
