@@ -559,6 +559,16 @@ TEST(main_loop, a_stop_while_idle_does_not_go_on_to_query_the_module) {
     EXPECT_TRUE(platform().files.contains(PID_FILE));
 }
 
+TEST(main_loop, a_stop_while_idle_leaves_a_clear_request_alone) {
+    platform().files.erase("/tmp/zstats.running");
+    fake::before("sleep", 1, [] {
+        platform().files["/tmp/zstats.clear"] = "";
+        stop();
+    });
+    EXPECT_EQ(start(), 0);
+    EXPECT_TRUE(platform().files.contains("/tmp/zstats.clear"));
+}
+
 TEST(main_loop, without_run_permission_at_the_start_it_clears_once_more_and_idles) {
     platform().files.erase("/tmp/zstats.running");
     stop_in_sleep(3);
