@@ -253,6 +253,13 @@ TEST(hardware_wait, an_exception_is_logged_and_gives_no_module) {
                             "log alert: Module model is unknown, quitting", std::string("delete_file ") + PID_FILE));
 }
 
+TEST(configuration_reading, any_value_but_0_of_the_store_is_a_failure) {
+    platform().failure = 1;
+    Json::Value out;
+    EXPECT_EQ(read_config("some.path", out), -1);
+    EXPECT_THAT(fake::log_lines(), ElementsAre("notice: Error reading configuration (some.path)"));
+}
+
 TEST(configuration_reading, an_exception_is_logged_under_its_name_and_is_a_failure) {
     fake::before("cmd_get_value_json", 1, [] { throw std::runtime_error("no store"); });
     Json::Value out;
@@ -326,8 +333,9 @@ TEST(stop_signal_handler, leaves_errno_of_the_interrupted_code) {
     EXPECT_EQ(errno, ERANGE);
 }
 
-// EPROTOTYPE sends the line again, to a stream; the interrupted code's own EPROTOTYPE must not.
+// EPROTOTYPE makes it try a stream; the interrupted code's own EPROTOTYPE must not.
 TEST(stop_signal_handler, sends_the_line_once_whatever_errno_it_interrupts) {
+    fake::before("connect", 2, [] { FAIL() << "tried again"; });
     errno = EPROTOTYPE;
     on_signal(SIGTERM);
     EXPECT_THAT(fake::journal_of({"send"}), SizeIs(1));

@@ -309,6 +309,19 @@ TEST(publication, a_failed_commit_keeps_the_marks) {
     EXPECT_THAT(publish(), IsEmpty());
 }
 
+TEST(publication, any_value_but_0_of_the_database_is_a_failure) {
+    platform().failure = 1;
+    for (const char *operation : {"sysdb_init", "sysdb_txn_start", "sysdb_txn_end"}) {
+        SCOPED_TRACE(operation);
+        update_cell_stats_map("CELL_RSRP", "-95");
+        fake::fail(operation);
+        publish();
+        EXPECT_EQ(fake::cell("CELL_RSRP"), "");
+        EXPECT_THAT(publish(), ElementsAre("sysdb_write_int CELL_RSRP int -95"));
+        platform().databases.clear();
+    }
+}
+
 TEST(publication, a_failed_write_of_one_key_is_silent_and_the_others_go_out) {
     update_cell_stats_map("CELL_BAND", "2");
     update_cell_stats_map("CELL_BSIC", "12");
