@@ -296,4 +296,18 @@ TEST_F(all_decoders, write_exactly_the_columns_that_a_cut_line_still_begins) {
     }
 }
 
+// The 127 characters count from the tag's opening quote.
+TEST_F(all_decoders, cut_a_line_at_127_characters) {
+    static constexpr std::pair<int, std::string_view> BEFORE_THE_COUNTRY[] = {
+        {0, R"("LTE","FDD",)"},     {1, R"("CAT-M","FDD",)"}, {2, R"("NR5G-NSA",)"},
+        {3, R"("NR5G-SA","TDD",)"}, {4, R"("WCDMA",)"},       {5, R"("GSM",)"},
+    };
+    for (const auto &[decoder, before] : BEFORE_THE_COUNTRY) {
+        SCOPED_TRACE(ENTRIES[decoder].name);
+        ENTRIES[decoder].decode((std::string(before) + std::string(200, '1')).c_str());
+        published();
+        EXPECT_EQ(fake::cell("CELL_MCC"), "string " + std::string(127 - before.size(), '1'));
+    }
+}
+
 }  // namespace
