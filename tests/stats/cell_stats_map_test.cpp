@@ -11,6 +11,7 @@
 #include "stats/cell_catalogue.h"
 #include "stats/cell_stats_map.h"
 #include "stats/clear_sysdb_values.h"
+#include "stats/sysdb_transaction.h"
 #include "tests/fake_platform/fake_platform.h"
 #include "tests/stats/clearing_journal.h"
 
@@ -397,6 +398,18 @@ TEST_P(publication_exception, is_logged_and_keeps_the_marks) {
 INSTANTIATE_TEST_SUITE_P(of, publication_exception,
                          testing::Values("sysdb_init", "sysdb_txn_start", "sysdb_txn_end", "sysdb_exit"),
                          [](const auto &test) { return std::string(test.param); });
+
+TEST(database_transaction, tells_whether_everything_was_committed) {
+    const auto write = [](sysdb_handle *handle) { sysdb_write_int(handle, "CELL_RSRP", -95, 0); };
+    for (const char *operation : {"sysdb_init", "sysdb_txn_start", "sysdb_txn_end"}) {
+        SCOPED_TRACE(operation);
+        fake::fail(operation);
+        EXPECT_FALSE(in_sysdb_transaction("CELL", 0, write));
+        EXPECT_EQ(fake::cell("CELL_RSRP"), "");
+    }
+    EXPECT_TRUE(in_sysdb_transaction("CELL", 0, write));
+    EXPECT_EQ(fake::cell("CELL_RSRP"), "int -95");
+}
 
 // --- Group resets ---
 
