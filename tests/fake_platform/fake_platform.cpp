@@ -641,12 +641,21 @@ bool config_get_bool(const Json::Value &config, bool *out, const std::string &do
 
 struct mqtt_brel::implementation {};
 
+namespace {
+
+// Not of the state, which a test resets while its client lives.
+std::set<const mqtt_brel *> clients;
+
+}  // namespace
+
 mqtt_brel::mqtt_brel(const char *client_name, const char *broker_host, int port, bool clean_session) {
+    clients.insert(this);
     enter("mqtt_brel", std::string(client_name) + " " + broker_host + " " + std::to_string(port) +
                            (clean_session ? " true" : " false"));
 }
 
 mqtt_brel::~mqtt_brel() {
+    clients.erase(this);
     enter("~mqtt_brel", "");
 }
 
@@ -655,6 +664,9 @@ void mqtt_brel::start_mqtt_connection() {
 }
 
 void mqtt_brel::send_message(int *rc, const char *topic, const char *payload) {
+    if (!clients.contains(this)) {
+        misuse("send_message of no client");
+    }
     const bool fails = enter("send_message", std::string(rc == nullptr ? "null " : "rc ") + topic + " " + payload);
     const BREL_MQTT_RC result = fails                                                    ? BREL_MQTT_UNSUCCESSFUL
                                 : *topic == '\0' || std::strpbrk(topic, "+#") != nullptr ? BREL_MQTT_BAD_REQUEST
