@@ -536,6 +536,20 @@ TEST(main_loop, the_health_check_comes_between_the_connection_check_and_the_stat
                             "zelt_at_cmd_get_cfun 97 8", "log debug: ATRES:1,IP:0,IPV4:,MASK:,BCAST:,SLEEP:4"));
 }
 
+TEST(main_loop, a_stuck_module_is_reset_through_the_client_of_the_start_up) {
+    platform().cfun = {1, "7"};
+    stop_in_sleep(20);
+    start();
+    EXPECT_THAT(platform().messages, SizeIs(1));
+}
+
+TEST(main_loop, without_the_module_from_the_start_nothing_is_cleared_a_second_time) {
+    platform().files.erase("/dev/ttyQSB3");
+    stop_in_sleep(2);
+    start();
+    EXPECT_THAT(fake::journal_of({"log alert: zelt-stats clearing"}), SizeIs(1));
+}
+
 TEST(main_loop, a_module_that_vanishes_makes_the_health_counter_start_again) {
     before_end_of_cycle(19, [] { platform().files.erase("/dev/ttyQSB3"); });
     before_end_of_cycle(20, [] { platform().files["/dev/ttyQSB3"] = ""; });

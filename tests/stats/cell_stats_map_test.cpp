@@ -191,7 +191,6 @@ TEST(cell_catalogue, every_key_has_its_kind_and_default) {
     }
 }
 
-// One letter less and one more than each key, and the neighbours of the first and the last in bytewise order.
 // Most of its use is at compile time, where a wrong answer would only let a misspelt key through.
 TEST(cell_catalogue, knows_its_keys_whole_and_no_others) {
     for (const ::catalogue_row &row : CELL_CATALOGUE) {
@@ -202,6 +201,7 @@ TEST(cell_catalogue, knows_its_keys_whole_and_no_others) {
     }
 }
 
+// One letter less and one more than each key, and the neighbours of the first and the last in bytewise order.
 TEST(cell_catalogue, a_key_just_beside_each_one_is_unknown) {
     std::vector<std::string> strangers{"",          "CELL_",     "CELL_ARFCM", "CELL_ARFC", "CELL_UARFCO",
                                        "cell_rsrp", "CELL_RSRP "};
