@@ -60,6 +60,7 @@ TEST(usage_text, base_name_of_every_kind_of_name) {
         {"found through PATH", "zelt-stats", "Usage: zelt-stats [Options]\n"},
         {"relative", "./build/zelt-stats", "Usage: zelt-stats [Options]\n"},
         {"another name", "/opt/watch", "Usage: watch [Options]\n"},
+        {"at the root", "/zelt-stats", "Usage: zelt-stats [Options]\n"},
         {"a percent sign is no conversion", "/opt/%s", "Usage: %s [Options]\n"},
     };
     for (const row &each : ROWS) {

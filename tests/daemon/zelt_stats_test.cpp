@@ -253,6 +253,13 @@ TEST(hardware_wait, an_exception_is_logged_and_gives_no_module) {
                             "log alert: Module model is unknown, quitting", std::string("delete_file ") + PID_FILE));
 }
 
+TEST(configuration_reading, any_value_but_0_of_the_store_is_a_failure) {
+    platform().failure = 1;
+    Json::Value out;
+    EXPECT_EQ(read_config("some.path", out), -1);
+    EXPECT_THAT(fake::log_lines(), ElementsAre("notice: Error reading configuration (some.path)"));
+}
+
 TEST(configuration_reading, an_exception_is_logged_under_its_name_and_is_a_failure) {
     fake::before("cmd_get_value_json", 1, [] { throw std::runtime_error("no store"); });
     Json::Value out;
@@ -326,34 +333,43 @@ TEST(stop_signal_handler, leaves_errno_of_the_interrupted_code) {
     EXPECT_EQ(errno, ERANGE);
 }
 
-// EPROTOTYPE sends the line again, to a stream; the interrupted code's own EPROTOTYPE must not.
+// EPROTOTYPE makes it try a stream; the interrupted code's own EPROTOTYPE must not.
 TEST(stop_signal_handler, sends_the_line_once_whatever_errno_it_interrupts) {
+    fake::before("connect", 2, [] { FAIL() << "tried again"; });
     errno = EPROTOTYPE;
     on_signal(SIGTERM);
     EXPECT_THAT(fake::journal_of({"send"}), SizeIs(1));
 }
 
-// What each open socket waits for at most when it sends, in microseconds.
-std::vector<std::int64_t> send_timeouts() {
-    std::vector<std::int64_t> found;
+struct open_socket {
+    int domain;
+    std::int64_t send_timeout_us;
+    bool operator==(const open_socket &) const = default;
+};
+
+std::vector<open_socket> open_sockets() {
+    std::vector<open_socket> found;
     for (int fd = 0; fd < 64; ++fd) {
+        int domain = 0;
         timeval timeout{};
-        socklen_t size = sizeof timeout;
-        if (getsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &timeout, &size) == 0) {
-            found.push_back(timeout.tv_sec * 1'000'000 + timeout.tv_usec);
+        socklen_t domain_size = sizeof domain;
+        socklen_t timeout_size = sizeof timeout;
+        if (getsockopt(fd, SOL_SOCKET, SO_DOMAIN, &domain, &domain_size) == 0 &&
+            getsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &timeout, &timeout_size) == 0) {
+            found.push_back({domain, timeout.tv_sec * 1'000'000 + timeout.tv_usec});
         }
     }
     return found;
 }
 
 TEST(stop_signal_handler, waits_for_a_log_that_does_not_read_one_second_at_most_and_leaves_no_socket) {
-    const auto before = send_timeouts();
+    const auto before = open_sockets();
     auto expected = before;
-    expected.push_back(1'000'000);
+    expected.push_back({AF_UNIX, 1'000'000});
     fake::before("connect", 1,
-                 [expected] { EXPECT_THAT(send_timeouts(), testing::UnorderedElementsAreArray(expected)); });
+                 [expected] { EXPECT_THAT(open_sockets(), testing::UnorderedElementsAreArray(expected)); });
     on_signal(SIGTERM);
-    EXPECT_EQ(send_timeouts(), before);
+    EXPECT_EQ(open_sockets(), before);
 }
 
 // --- Main loop ---
@@ -520,6 +536,20 @@ TEST(main_loop, the_health_check_comes_between_the_connection_check_and_the_stat
                             "zelt_at_cmd_get_cfun 97 8", "log debug: ATRES:1,IP:0,IPV4:,MASK:,BCAST:,SLEEP:4"));
 }
 
+TEST(main_loop, a_stuck_module_is_reset_through_the_client_of_the_start_up) {
+    platform().cfun = {1, "7"};
+    stop_in_sleep(20);
+    start();
+    EXPECT_THAT(platform().messages, SizeIs(1));
+}
+
+TEST(main_loop, without_the_module_from_the_start_nothing_is_cleared_a_second_time) {
+    platform().files.erase("/dev/ttyQSB3");
+    stop_in_sleep(2);
+    start();
+    EXPECT_THAT(fake::journal_of({"log alert: zelt-stats clearing"}), SizeIs(1));
+}
+
 TEST(main_loop, a_module_that_vanishes_makes_the_health_counter_start_again) {
     before_end_of_cycle(19, [] { platform().files.erase("/dev/ttyQSB3"); });
     before_end_of_cycle(20, [] { platform().files["/dev/ttyQSB3"] = ""; });
@@ -557,6 +587,16 @@ TEST(main_loop, a_stop_while_idle_does_not_go_on_to_query_the_module) {
     EXPECT_THAT(fake::log_lines(), Not(Contains("info: Performing AT queries")));
     EXPECT_EQ(platform().journal.back(), "~mqtt_brel");
     EXPECT_TRUE(platform().files.contains(PID_FILE));
+}
+
+TEST(main_loop, a_stop_while_idle_leaves_a_clear_request_alone) {
+    platform().files.erase("/tmp/zstats.running");
+    fake::before("sleep", 1, [] {
+        platform().files["/tmp/zstats.clear"] = "";
+        stop();
+    });
+    EXPECT_EQ(start(), 0);
+    EXPECT_TRUE(platform().files.contains("/tmp/zstats.clear"));
 }
 
 TEST(main_loop, without_run_permission_at_the_start_it_clears_once_more_and_idles) {

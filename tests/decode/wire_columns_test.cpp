@@ -34,6 +34,10 @@ static_assert(columns_ascend(SAMPLE_COLUMNS));
 constexpr wire_column DESCENDING[] = {{2, as_it_stands, {"CELL_MCC"}}, {1, as_it_stands, {"CELL_MNC"}}};
 static_assert(!columns_ascend(DESCENDING));
 
+constexpr wire_column DESCENDING_AT_THE_END[] = {
+    {1, as_it_stands, {"CELL_MCC"}}, {3, as_it_stands, {"CELL_MNC"}}, {2, as_it_stands, {"CELL_TAC"}}};
+static_assert(!columns_ascend(DESCENDING_AT_THE_END));
+
 TEST_F(wire_columns, reach_their_keys_and_the_others_are_skipped) {
     decode_columns(SAMPLE_COLUMNS, "tag,1,2,3,4,5,6,7,8");
     EXPECT_THAT(published(),
@@ -289,6 +293,20 @@ TEST_F(all_decoders, write_exactly_the_columns_that_a_cut_line_still_begins) {
             each.decode(cut.c_str());
             EXPECT_EQ(keys_of(published()), strings(expected.begin(), expected.end()));
         }
+    }
+}
+
+// The 127 characters count from the tag's opening quote.
+TEST_F(all_decoders, cut_a_line_at_127_characters) {
+    static constexpr std::pair<int, std::string_view> BEFORE_THE_COUNTRY[] = {
+        {0, R"("LTE","FDD",)"},     {1, R"("CAT-M","FDD",)"}, {2, R"("NR5G-NSA",)"},
+        {3, R"("NR5G-SA","TDD",)"}, {4, R"("WCDMA",)"},       {5, R"("GSM",)"},
+    };
+    for (const auto &[decoder, before] : BEFORE_THE_COUNTRY) {
+        SCOPED_TRACE(ENTRIES[decoder].name);
+        ENTRIES[decoder].decode((std::string(before) + std::string(200, '1')).c_str());
+        published();
+        EXPECT_EQ(fake::cell("CELL_MCC"), "string " + std::string(127 - before.size(), '1'));
     }
 }
 

@@ -239,7 +239,7 @@ int sysdb_init(sysdb_handle *handle, int flags) {
     }
     if (enter("sysdb_init", std::to_string(flags)) || !are_session_flags("sysdb_init", flags) ||
         (flags == 0 && !may_begin_to_write())) {
-        return -1;
+        return platform().failure;
     }
     state().sessions.push_back({handle, flags});
     return 0;
@@ -259,16 +259,16 @@ void sysdb_exit(sysdb_handle *handle) {
 int sysdb_txn_start(sysdb_handle *handle, const char *named_database, int flags) {
     if (enter("sysdb_txn_start", std::string(named_database) + " " + std::to_string(flags)) ||
         !are_session_flags("sysdb_txn_start", flags) || !is_open("sysdb_txn_start", handle)) {
-        return -1;
+        return platform().failure;
     }
     if (state().transaction || (flags == 0 && session_of(handle)->flags != 0)) {
         misuse("sysdb_txn_start inside of a transaction, or to write in a session that reads");
-        return -1;
+        return platform().failure;
     }
     const auto found = platform().databases.find(named_database);
     const bool missing = found == platform().databases.end();
     if (missing && flags == SYSDB_READ_ONLY) {
-        return -1;
+        return platform().failure;
     }
     state().transaction = {handle, flags, named_database, missing ? fake::database{} : found->second};
     return 0;
@@ -278,13 +278,13 @@ int sysdb_txn_end(sysdb_handle *handle) {
     const bool fails = enter("sysdb_txn_end", "");
     const fake::open_transaction *transaction = transaction_of("sysdb_txn_end", handle);
     if (transaction == nullptr) {
-        return -1;
+        return platform().failure;
     }
     if (!fails && transaction->flags == 0) {
         platform().databases[transaction->named_database] = transaction->contents;
     }
     state().transaction.reset();
-    return fails ? -1 : 0;
+    return fails ? platform().failure : 0;
 }
 
 namespace {
@@ -363,12 +363,12 @@ int sysdb_read_int(sysdb_handle *handle, const char *key, int *value) {
     platform().reads.push_back(std::string("sysdb_read_int ") + key);
     const fake::value *stored = stored_value("sysdb_read_int", handle, key);
     if (stored == nullptr || std::holds_alternative<std::string>(*stored)) {
-        return -1;
+        return platform().failure;
     }
     const double *real = std::get_if<double>(stored);
     const double whole = real != nullptr ? std::trunc(*real) : std::get<int>(*stored);
     if (!(whole >= -2147483648.0 && whole <= 2147483647.0)) {  // nor is it a number at all
-        return -1;
+        return platform().failure;
     }
     *value = static_cast<int>(whole);
     return 0;
@@ -378,7 +378,7 @@ int sysdb_read_dbl(sysdb_handle *handle, const char *key, double *value) {
     platform().reads.push_back(std::string("sysdb_read_dbl ") + key);
     const fake::value *stored = stored_value("sysdb_read_dbl", handle, key);
     if (stored == nullptr || std::holds_alternative<std::string>(*stored)) {
-        return -1;
+        return platform().failure;
     }
     const int *integer = std::get_if<int>(stored);
     *value = integer != nullptr ? *integer : std::get<double>(*stored);
@@ -389,7 +389,7 @@ int sysdb_read_str(sysdb_handle *handle, const char *key, char *buffer, unsigned
     platform().reads.push_back(std::string("sysdb_read_str ") + key + " " + std::to_string(size));
     const fake::value *stored = stored_value("sysdb_read_str", handle, key);
     if (stored == nullptr || !std::holds_alternative<std::string>(*stored) || size == 0) {
-        return -1;
+        return platform().failure;
     }
     std::snprintf(buffer, size, "%s", std::get<std::string>(*stored).c_str());
     return 0;
@@ -600,10 +600,10 @@ int cmd_get_value_json(const char *path, Json::Value &out) {
     const bool has_subtree = subtree != platform().config.end();
     Json::Value value;
     if (fails || !parse_json(has_subtree ? subtree->second : platform().whole_config, value)) {
-        return -1;
+        return platform().failure;
     }
     if (!has_subtree && !value.isObject()) {
-        return -1;
+        return platform().failure;
     }
     const Json::Value *found = has_subtree ? &value : at_dotted_key(value, path);
     out = found != nullptr ? *found : Json::Value();
@@ -641,12 +641,21 @@ bool config_get_bool(const Json::Value &config, bool *out, const std::string &do
 
 struct mqtt_brel::implementation {};
 
+namespace {
+
+// Not of the state, which a test resets while its client lives.
+std::set<const mqtt_brel *> clients;
+
+}  // namespace
+
 mqtt_brel::mqtt_brel(const char *client_name, const char *broker_host, int port, bool clean_session) {
+    clients.insert(this);
     enter("mqtt_brel", std::string(client_name) + " " + broker_host + " " + std::to_string(port) +
                            (clean_session ? " true" : " false"));
 }
 
 mqtt_brel::~mqtt_brel() {
+    clients.erase(this);
     enter("~mqtt_brel", "");
 }
 
@@ -655,6 +664,9 @@ void mqtt_brel::start_mqtt_connection() {
 }
 
 void mqtt_brel::send_message(int *rc, const char *topic, const char *payload) {
+    if (!clients.contains(this)) {
+        misuse("send_message of no client");
+    }
     const bool fails = enter("send_message", std::string(rc == nullptr ? "null " : "rc ") + topic + " " + payload);
     const BREL_MQTT_RC result = fails                                                    ? BREL_MQTT_UNSUCCESSFUL
                                 : *topic == '\0' || std::strpbrk(topic, "+#") != nullptr ? BREL_MQTT_BAD_REQUEST

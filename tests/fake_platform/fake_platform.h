@@ -74,6 +74,7 @@ struct platform_state {
     std::string wwan_ip;                        // of "wwan0"; empty: none
     std::set<std::string> interfaces{"wwan0", "eth0", "eth1"};
     std::set<std::string> interfaces_up;
+    int failure = -1;                  // what fails where any value but 0 is a failure: database and configuration
     int link_error = 0;                // of ip_link_set_interface_down and _up
     bool broker = true;                // answers send_message
     std::vector<message> messages;     // that it got

@@ -284,6 +284,9 @@ TEST_F(at_query_cycle, an_exception_of_the_clearing_is_logged_and_skips_the_rest
     EXPECT_EQ(fake::log_lines().back(), "alert: exception no shell in at_queries");
     EXPECT_FALSE(at_result_);
     EXPECT_EQ(health_counter_, 1U);  // its reset comes behind the clearing
+    fake::platform().files["/dev/ttyQSB3"] = "";
+    run_cycle();
+    EXPECT_TRUE(asked_for_the_subscriber());  // that reset came ahead of it
 }
 
 TEST_F(at_query_cycle, an_exception_ahead_of_the_queries_is_logged_and_skips_them) {

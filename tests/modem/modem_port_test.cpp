@@ -126,6 +126,20 @@ TEST(modem_port, a_device_that_cannot_be_opened_gives_the_lock_back_in_silence) 
                 ElementsAre("create_empty_file /tmp/zelt.cli", "ser_open /dev/ttyQSB3", "delete_file /tmp/zelt.cli"));
 }
 
+TEST(modem_port, a_session_that_was_never_closed_leaves_a_lock_that_no_later_one_gives_back) {
+    open_modem_port();
+    fake::before("usleep", 1, [] { keep_running = false; });
+    EXPECT_EQ(open_modem_port(), -1);
+    EXPECT_TRUE(platform().files.contains("/tmp/zelt.cli"));
+}
+
+TEST(modem_port, a_session_that_was_never_closed_keeps_its_lock_when_the_daemon_stops_in_the_meantime) {
+    open_modem_port();
+    keep_running = false;
+    EXPECT_EQ(open_modem_port(), -1);
+    EXPECT_TRUE(platform().files.contains("/tmp/zelt.cli"));
+}
+
 TEST(modem_port, opening_while_stopping_returns_minus_1_without_lock_or_device) {
     keep_running = false;
     EXPECT_EQ(open_modem_port(), -1);

@@ -11,6 +11,7 @@
 #include "stats/cell_catalogue.h"
 #include "stats/cell_stats_map.h"
 #include "stats/clear_sysdb_values.h"
+#include "stats/sysdb_transaction.h"
 #include "tests/fake_platform/fake_platform.h"
 #include "tests/stats/clearing_journal.h"
 
@@ -190,6 +191,16 @@ TEST(cell_catalogue, every_key_has_its_kind_and_default) {
     }
 }
 
+// Most of its use is at compile time, where a wrong answer would only let a misspelt key through.
+TEST(cell_catalogue, knows_its_keys_whole_and_no_others) {
+    for (const ::catalogue_row &row : CELL_CATALOGUE) {
+        EXPECT_TRUE(in_cell_catalogue(row.name)) << row.name;
+    }
+    for (const char *other : {"", "CELL_", "CELL_MC", "CELL_MCCC", "cell_mcc", "CELL_RSCP"}) {
+        EXPECT_FALSE(in_cell_catalogue(other)) << other;
+    }
+}
+
 // One letter less and one more than each key, and the neighbours of the first and the last in bytewise order.
 TEST(cell_catalogue, a_key_just_beside_each_one_is_unknown) {
     std::vector<std::string> strangers{"",          "CELL_",     "CELL_ARFCM", "CELL_ARFC", "CELL_UARFCO",
@@ -309,6 +320,19 @@ TEST(publication, a_failed_commit_keeps_the_marks) {
     EXPECT_THAT(publish(), IsEmpty());
 }
 
+TEST(publication, any_value_but_0_of_the_database_is_a_failure) {
+    platform().failure = 1;
+    for (const char *operation : {"sysdb_init", "sysdb_txn_start", "sysdb_txn_end"}) {
+        SCOPED_TRACE(operation);
+        update_cell_stats_map("CELL_RSRP", "-95");
+        fake::fail(operation);
+        publish();
+        EXPECT_EQ(fake::cell("CELL_RSRP"), "");
+        EXPECT_THAT(publish(), ElementsAre("sysdb_write_int CELL_RSRP int -95"));
+        platform().databases.clear();
+    }
+}
+
 TEST(publication, a_failed_write_of_one_key_is_silent_and_the_others_go_out) {
     update_cell_stats_map("CELL_BAND", "2");
     update_cell_stats_map("CELL_BSIC", "12");
@@ -384,6 +408,18 @@ TEST_P(publication_exception, is_logged_and_keeps_the_marks) {
 INSTANTIATE_TEST_SUITE_P(of, publication_exception,
                          testing::Values("sysdb_init", "sysdb_txn_start", "sysdb_txn_end", "sysdb_exit"),
                          [](const auto &test) { return std::string(test.param); });
+
+TEST(database_transaction, tells_whether_everything_was_committed) {
+    const auto write = [](sysdb_handle *handle) { sysdb_write_int(handle, "CELL_RSRP", -95, 0); };
+    for (const char *operation : {"sysdb_init", "sysdb_txn_start", "sysdb_txn_end"}) {
+        SCOPED_TRACE(operation);
+        fake::fail(operation);
+        EXPECT_FALSE(in_sysdb_transaction("CELL", 0, write));
+        EXPECT_EQ(fake::cell("CELL_RSRP"), "");
+    }
+    EXPECT_TRUE(in_sysdb_transaction("CELL", 0, write));
+    EXPECT_EQ(fake::cell("CELL_RSRP"), "int -95");
+}
 
 // --- Group resets ---
 

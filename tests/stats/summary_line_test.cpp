@@ -66,6 +66,13 @@ TEST_F(summary_line, with_nothing_known_says_no_radio) {
     EXPECT_EQ(line(), NOTHING_KNOWN);
 }
 
+TEST_F(summary_line, any_value_but_0_says_that_a_key_cannot_be_read) {
+    fake::platform().failure = 1;
+    cell();
+    gpio();
+    EXPECT_EQ(line(), NOTHING_KNOWN);
+}
+
 TEST_F(summary_line, with_both_databases_missing_says_no_radio) {
     EXPECT_EQ(line(), NOTHING_KNOWN);
 }

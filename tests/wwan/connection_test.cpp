@@ -120,6 +120,7 @@ TEST(event_log, minutes_of_every_kind_of_time_file) {
         {"missing: since boot", nullptr, "16.67"},
         {"empty: since boot", "", "16.67"},
         {"text: since boot", "yesterday", "16.67"},
+        {"a sign without a number: since boot", "-", "16.67"},
         {"leading blanks and line ends are skipped", " \n 940", "1.00"},
         {"any number of them", BLANKS_AND_940.c_str(), "1.00"},
         {"what follows the number is ignored", "940 seconds", "1.00"},
@@ -152,6 +153,28 @@ TEST(change_time_file, a_failed_read_leaves_the_output_alone) {
     platform().files[TIME_FILE] = "soon";
     EXPECT_EQ(read_last_connect_change_time(&time), -1);
     EXPECT_EQ(time, 42U);
+}
+
+TEST(change_time_file, without_a_digit_leaves_the_output_alone) {
+    for (const char *content : {"", "-", "+", "--5", "+-5"}) {
+        SCOPED_TRACE(content);
+        platform().files[TIME_FILE] = content;
+        unsigned int time = 42;
+        EXPECT_EQ(read_last_connect_change_time(&time), -1);
+        EXPECT_EQ(time, 42U);
+    }
+}
+
+TEST(change_time_file, an_exception_is_logged_and_is_a_failure) {
+    const auto break_down = [] { throw std::runtime_error("broken"); };
+    fake::before("open_read", 1, break_down);
+    fake::before("open_write", 1, break_down);
+    unsigned int time = 42;
+    EXPECT_EQ(read_last_connect_change_time(&time), -1);
+    EXPECT_EQ(time, 42U);
+    EXPECT_EQ(write_last_connect_change_time(1), -1);
+    EXPECT_THAT(fake::log_lines(), ElementsAre("alert: exception broken in read_last_connect_change_time",
+                                               "alert: exception broken in write_last_connect_change_time"));
 }
 
 TEST(change_time_file, holds_the_number_without_a_line_end) {

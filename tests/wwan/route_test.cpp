@@ -136,12 +136,18 @@ TEST_F(route_update, waits_for_the_configuration_store_once_a_second) {
 }
 
 TEST_F(route_update, a_stop_ends_the_wait_for_the_configuration_store) {
-    platform().config.clear();
-    fake::before("sleep", 2, [] { keep_running = false; });
-    Json::Value config("left from before");
-    read_network_config(config);
-    EXPECT_TRUE(config.isNull());
-    EXPECT_THAT(fake::journal_of({"sleep"}), ElementsAre("sleep 1", "sleep 1"));
+    for (const int failure : {-1, 1}) {
+        SCOPED_TRACE(failure);
+        platform().failure = failure;
+        platform().config.clear();
+        platform().journal.clear();
+        keep_running = true;
+        fake::before("sleep", 2, [] { keep_running = false; });
+        Json::Value config("left from before");
+        read_network_config(config);
+        EXPECT_TRUE(config.isNull());
+        EXPECT_THAT(fake::journal_of({"sleep"}), ElementsAre("sleep 1", "sleep 1"));
+    }
 }
 
 TEST_F(route_update, a_stop_in_the_wait_goes_on_without_a_configuration) {
