@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "stats/cell_catalogue.h"
 #include "stats/cell_stats_map.h"
 
 namespace {
@@ -22,7 +21,7 @@ extern "C" {
 void __real__Z21update_cell_stats_mapPKcS0_(const char *key, const char *value);
 
 void __wrap__Z21update_cell_stats_mapPKcS0_(const char *key, const char *value) {
-    if (*value != '\0' && in_cell_catalogue(key)) {
+    if (*value != '\0') {
         updates.push_back(std::string(key) + " " + value);
     }
     __real__Z21update_cell_stats_mapPKcS0_(key, value);

@@ -25,9 +25,10 @@ TEST_F(wcdma_decoder, every_column_reaches_its_keys_but_the_rscp) {
 TEST_F(wcdma_decoder, updates_come_in_the_order_of_the_columns) {
     taken_updates();
     parse_wcdma(LINE);
-    EXPECT_THAT(taken_updates(), ElementsAre("CELL_MCC 310", "CELL_MNC 410", "CELL_LAC 11101", "CELL_CID 27440068",
-                                             "CELL_UARFCN 4385", "CELL_CHANNEL 4385", "CELL_RAC 254", "CELL_SQI 50",
-                                             "CELL_ECIO -7", "CELL_NET_TYPE WCDMA", "CELL_NET_TYPE_INT 15"));
+    EXPECT_THAT(taken_updates(),
+                ElementsAre("CELL_MCC 310", "CELL_MNC 410", "CELL_LAC 11101", "CELL_CID 27440068", "CELL_UARFCN 4385",
+                            "CELL_CHANNEL 4385", "CELL_RAC 254", "CELL_RSCP -95", "CELL_SQI 50", "CELL_ECIO -7",
+                            "CELL_NET_TYPE WCDMA", "CELL_NET_TYPE_INT 15"));
 }
 
 TEST_F(wcdma_decoder, a_cell_without_measurements_has_dashes) {
