@@ -1,7 +1,6 @@
 #include "sim/outside/box.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -17,7 +16,7 @@
 #include <unistd.h>
 
 #include "posix/descriptor.h"
-#include "sim/child.h"
+#include "posix/process.h"
 
 namespace {
 
@@ -48,18 +47,6 @@ descriptor text_descriptor(const std::string &text) {
     return file;
 }
 
-struct pipe_ends {
-    pipe_ends() {
-        std::array<int, 2> ends{-1, -1};
-        if (pipe2(ends.data(), O_CLOEXEC) == 0) {
-            read_end = descriptor(ends[0]);
-            write_end = descriptor(ends[1]);
-        }
-    }
-    descriptor read_end;
-    descriptor write_end;
-};
-
 // The signals that a terminal sends to every program in the foreground reach this process alone: it tells the box.
 sigset_t stop_signals() {
     sigset_t signals{};
@@ -86,12 +73,7 @@ sigset_t stop_signals() {
     }
     const sigset_t signals = stop_signals();
     sigprocmask(SIG_UNBLOCK, &signals, nullptr);
-    std::vector<char *> argv;
-    for (const std::string &word : command) {
-        argv.push_back(const_cast<char *>(word.c_str()));  // NOLINT: execv does not write there
-    }
-    argv.push_back(nullptr);
-    execv(program.c_str(), argv.data());
+    execv(program.c_str(), argument_vector(command).data());
     _exit(EXIT_NO_BOX);
 }
 
