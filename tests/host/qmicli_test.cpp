@@ -11,7 +11,8 @@
 #include <unistd.h>
 
 #include "host/stop.h"
-#include "tests/support/surroundings.h"
+#include "tests/support/environment_variable.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 

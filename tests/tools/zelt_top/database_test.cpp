@@ -6,6 +6,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/other_process.h"
+#include "tests/support/temporary_folder.h"
+
 namespace {
 
 using namespace view;
@@ -13,32 +16,22 @@ using namespace zelt_top;
 using testing::HasSubstr;
 
 class Database : public testing::Test {
-public:
-    ~Database() override { std::filesystem::remove_all(folder_.parent_path()); }
-
 protected:
-    Database() {
-        std::string name = (std::filesystem::temp_directory_path() / "zelt-top-XXXXXX").string();
-        folder_ = std::filesystem::path(mkdtemp(name.data())) / "sysdb";
-    }
-    Database(const Database &) = delete;
-    Database &operator=(const Database &) = delete;
-
     // In a process of its own: LMDB opens an environment once in a process.
-    void write(const char *named_database, const char *key, const sysdb_value &value) {
-        EXPECT_EXIT(
-            {
-                sysdb_environment environment;
-                sysdb_transaction transaction;
-                const bool written = environment.open(folder_, sysdb_access::create) == 0 &&
-                                     transaction.begin(environment, named_database, sysdb_access::create) == 0 &&
-                                     transaction.put(key, value) == 0 && transaction.commit() == 0;
-                std::_Exit(written ? 0 : 1);
-            },
-            testing::ExitedWithCode(0), "");
+    void write(const char *named_database, const char *key, const sysdb_value &value) const {
+        other_process writer([&] {
+            sysdb_environment environment;
+            sysdb_transaction transaction;
+            const bool written = environment.open(folder_, sysdb_access::create) == 0 &&
+                                 transaction.begin(environment, named_database, sysdb_access::create) == 0 &&
+                                 transaction.put(key, value) == 0 && transaction.commit() == 0;
+            return written ? 0 : 1;
+        });
+        EXPECT_EQ(writer.wait(), 0);
     }
 
-    std::filesystem::path folder_;
+    temporary_folder base_;
+    std::filesystem::path folder_ = base_.path("sysdb");
 };
 
 TEST_F(Database, AbsentAppearingLaterAndMadeAnew) {
