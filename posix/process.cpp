@@ -1,7 +1,10 @@
 #include "posix/process.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
+#include <string_view>
 #include <system_error>
 
 #include <fcntl.h>
@@ -11,29 +14,31 @@
 
 namespace {
 
-// Both return 0 or more for success.
+// --- In the child, from fork to exec: only what may be called there. execvp() and closefrom() of glibc may. ---
 
-int take_streams(const process_settings &settings) {
-    for (int target = 0; target < static_cast<int>(settings.streams.size()); ++target) {
-        int source = settings.streams.at(static_cast<std::size_t>(target));
+// False with errno set, as below.
+bool take_streams(const process_settings &settings) {
+    int target = STDIN_FILENO;
+    for (int source : settings.streams) {
         if (source == NULL_DEVICE) {
             source = open("/dev/null", (target == STDIN_FILENO ? O_RDONLY : O_WRONLY) | O_CLOEXEC);
         }
-        if (dup2(source, target) < 0) {
-            return -1;
+        if (source < 0 || dup2(source, target) < 0) {
+            return false;
         }
+        ++target;
     }
-    return 0;
+    return true;
 }
 
-int take_group(const process_settings &settings) {
+bool take_group(const process_settings &settings) {
     if (settings.group != process_group::ours) {
         setpgid(0, 0);
     }
-    return settings.group == process_group::foreground ? tcsetpgrp(STDIN_FILENO, getpid()) : 0;
+    return settings.group != process_group::foreground || tcsetpgrp(STDIN_FILENO, getpid()) == 0;
 }
 
-// Not every library opens its descriptors with O_CLOEXEC. Where the failure is told from now on.
+// Not every library opens its descriptors with O_CLOEXEC. Returns where the failure is told from now on.
 int close_descriptors(int failure) {
     constexpr int FIRST = STDERR_FILENO + 1;
     if (failure < 0) {
@@ -58,28 +63,30 @@ void take_default_signals(int stays_ignored) {
     sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-// The rest of the child's life before its program. Only what may be called after fork(); execvp() and closefrom() of
-// glibc may.
-[[noreturn]] void become(char *const *command, const process_settings &settings, pid_t parent, int failure) {
+// file: null where it is to be found as a shell does.
+[[noreturn]] void become(const char *file, char *const *command, const process_settings &settings, pid_t parent,
+                         int failure) {
     if (settings.dies_with_us) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         if (getppid() != parent) {  // it died before it could be watched
             _exit(COULD_NOT_BE_RUN);
         }
     }
-    if (take_streams(settings) >= 0 && take_group(settings) >= 0) {
+    if (take_streams(settings) && take_group(settings)) {
         failure = settings.inherits_descriptors ? failure : close_descriptors(failure);
         take_default_signals(settings.stays_ignored);
-        execvp(command[0], command);
+        file != nullptr ? execv(file, command) : execvp(command[0], command);
     }
     const int error = errno;
     static_cast<void>(!write(failure, &error, sizeof error));
     _exit(COULD_NOT_BE_RUN);
 }
 
+// --- In the parent ---
+
 // failure: what the child writes errno to when it cannot become the program; negative: nowhere. Not posix_spawn(): it
 // cannot ask for the child's death with ours.
-pid_t start(const std::vector<std::string> &command, const process_settings &settings, int failure) {
+pid_t start(const char *file, const std::vector<std::string> &command, const process_settings &settings, int failure) {
     const argument_vector arguments(command);
     const pid_t parent = getpid();
     sigset_t every = {};
@@ -88,7 +95,7 @@ pid_t start(const std::vector<std::string> &command, const process_settings &set
     sigprocmask(SIG_BLOCK, &every, &before);
     const pid_t child = fork();
     if (child == 0) {
-        become(arguments.data(), settings, parent, failure);
+        become(file, arguments.data(), settings, parent, failure);
     }
     const int error = errno;
     sigprocmask(SIG_SETMASK, &before, nullptr);
@@ -109,13 +116,32 @@ argument_vector::argument_vector(const std::vector<std::string> &words) {
     pointers_.push_back(nullptr);
 }
 
+std::optional<std::string> find_program(const std::string &name) {
+    if (name.find('/') != std::string::npos) {
+        return name;
+    }
+    const char *const path = std::getenv("PATH");
+    std::string_view folders = path != nullptr ? path : "";
+    while (!folders.empty()) {
+        const auto end = std::min(folders.find(':'), folders.size());
+        std::string candidate = std::string(folders.substr(0, end)) + "/" + name;
+        if (access(candidate.c_str(), X_OK) == 0) {
+            return candidate;
+        }
+        folders.remove_prefix(std::min(end + 1, folders.size()));
+    }
+    return std::nullopt;
+}
+
 pid_t start_process(const std::vector<std::string> &command, const process_settings &settings) {
-    return start(command, settings, -1);
+    return start(nullptr, command, settings, -1);
 }
 
 pid_t start_program(const std::vector<std::string> &command, const process_settings &settings) {
+    const std::string file = find_program(command.front()).value_or("");  // whose name is nobody's: ENOENT
     pipe_ends failure;
-    const pid_t child = failure.read_end.is_open() ? start(command, settings, failure.write_end.get()) : -1;
+    const pid_t child =
+        failure.read_end.is_open() ? start(file.c_str(), command, settings, failure.write_end.get()) : -1;
     int error = child < 0 ? errno : 0;
     failure.write_end.close();
     // A program that runs has closed its end, without a word.

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <array>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -38,22 +39,26 @@ struct process_settings {
     std::array<int, 3> streams = {NULL_DEVICE, STDOUT_FILENO, STDERR_FILENO};
     process_group group = process_group::ours;
 
-    // When we are killed, the kernel kills it. Not what it has started in its turn, and not the program itself when it
-    // gains privileges as it starts (set-user-ID).
+    // When we are killed, or the thread ends that starts it, the kernel kills it. Not what it has started in its turn,
+    // and not the program itself when it gains privileges as it starts (set-user-ID).
     bool dies_with_us = false;
 
     bool inherits_descriptors = false;  // those above 2 that are not to be closed on exec; otherwise none
     int stays_ignored = 0;              // a signal that is ignored there too if it is here
 };
 
+// The file that a command of this name runs: the first program of PATH, but a name with a slash is a file's already.
+std::optional<std::string> find_program(const std::string &name);
+
 // What the shell reports when it could not run a command.
 inline constexpr int COULD_NOT_BE_RUN = 127;
 
-// Returns at once: the process id, or -1 with errno set. The program is looked for in PATH; the child ends with
-// COULD_NOT_BE_RUN when it cannot be run.
+// Returns at once: the process id, or -1 with errno set. As in a shell the program is looked for in PATH, and a file
+// that the kernel does not know is tried as a script; the child ends with COULD_NOT_BE_RUN when it cannot be run.
 pid_t start_process(const std::vector<std::string> &command, const process_settings &settings = {});
 
-// Returns when the program runs. Throws std::system_error, with the program's name, when it cannot be run.
+// Returns when the program runs. Throws std::system_error, with the program's name, when it cannot be run: also when
+// the kernel does not know the file, as a program of another machine.
 pid_t start_program(const std::vector<std::string> &command, const process_settings &settings = {});
 
 // What waitpid() tells, as the shell says it: the exit status, or 128 + n for signal n.

@@ -1,11 +1,8 @@
 #include "sim/outside/box.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
-#include <optional>
 #include <string_view>
 
 #include <fcntl.h>
@@ -23,20 +20,6 @@ namespace {
 // Folders of the host that the box replaces by its own.
 bool is_hidden(std::string_view path) {
     return path.starts_with("/tmp/") || path.starts_with("/run/") || path.starts_with("/dev/");
-}
-
-std::optional<std::string> find_program(const std::string &name) {
-    const char *const path = std::getenv("PATH");
-    std::string_view folders = path != nullptr ? path : "";
-    while (!folders.empty()) {
-        const auto end = std::min(folders.find(':'), folders.size());
-        std::string candidate = std::string(folders.substr(0, end)) + "/" + name;
-        if (access(candidate.c_str(), X_OK) == 0) {
-            return candidate;
-        }
-        folders.remove_prefix(std::min(end + 1, folders.size()));
-    }
-    return std::nullopt;
 }
 
 descriptor text_descriptor(const std::string &text) {
@@ -78,7 +61,7 @@ sigset_t stop_signals() {
 }
 
 // Waits for the end of the box. The first stop signal asks it to end, a second one ends it at once.
-int wait_for_end(pid_t pid, descriptor control) {
+int wait_for_box(pid_t pid, descriptor control) {
     const sigset_t signals = stop_signals();
     const descriptor signal_source(signalfd(-1, &signals, SFD_CLOEXEC));
     const descriptor end = end_of_process(pid);
@@ -147,7 +130,7 @@ int run_in_box(const box_request &request, const std::string &text) {
     }
     ready.write_end.close();
     control.read_end.close();
-    const int status = wait_for_end(pid, std::move(control.write_end));
+    const int status = wait_for_box(pid, std::move(control.write_end));
     char byte = 0;
     if (read(ready.read_end.get(), &byte, 1) == 1) {
         return status;

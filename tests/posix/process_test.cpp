@@ -7,7 +7,10 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+
+#include "tests/support/temporary_folder.h"
 
 namespace {
 
@@ -45,17 +48,27 @@ TEST(process, words_arrive_as_they_are) {
 TEST(process, that_cannot_be_run_is_named_and_leaves_no_zombie) {
     struct row {
         const char *why;
-        const char *program;
+        std::string program;
         int error;
     };
-    for (const row &r : {row{"absent", "/nowhere/program", ENOENT}, row{"no program", "/dev/null", EACCES}}) {
+    const temporary_folder folder;
+    const std::string of_another_machine = folder.write("arm", "\x7f"
+                                                               "ELF\x01\x01\x01");
+    chmod(of_another_machine.c_str(), 0755);
+    const row rows[] = {
+        {"absent", "/nowhere/program", ENOENT},
+        {"absent from PATH", "no-such-program", ENOENT},
+        {"not executable", "/dev/null", EACCES},
+        {"no shell may try it as a script", of_another_machine, ENOEXEC},
+    };
+    for (const row &r : rows) {
         for (const bool inherits : {false, true}) {
             try {
                 start_program({r.program}, {.inherits_descriptors = inherits});
                 ADD_FAILURE() << r.why;
             } catch (const std::system_error &e) {
                 EXPECT_EQ(e.code().value(), r.error) << r.why;
-                EXPECT_TRUE(std::string(e.what()).starts_with(std::string(r.program) + ": ")) << e.what();
+                EXPECT_TRUE(std::string(e.what()).starts_with(r.program + ": ")) << e.what();
             }
         }
     }
