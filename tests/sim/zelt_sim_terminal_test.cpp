@@ -250,7 +250,7 @@ TEST_F(in_a_terminal, leaving_the_shell_ends_the_box) {
     terminal screen(ZELT_SIM " shell " + folder_.write("lte.scenario", LTE));
     ASSERT_TRUE(screen.shows("box:/#")) << screen.output();
     const auto processes = family(screen.pid());
-    screen.type("until sysdb get CELL CELL_RSRP; do sleep 0.1; done 2> /dev/null\n");
+    screen.type("until sysdb get CELL CELL_RSRP | grep -x -e -82; do sleep 0.1; done 2> /dev/null\n");
     EXPECT_TRUE(screen.shows("-82\r\n")) << screen.output();
     screen.type("exit\n");
     EXPECT_EQ(screen.end(), 0) << screen.output();
@@ -282,7 +282,8 @@ TEST_F(in_a_terminal, a_killed_shell_ends_the_box) {
 }
 
 TEST_F(in_a_terminal, the_shell_takes_commands_from_a_pipe) {
-    const std::string commands = "until sysdb get CELL CELL_RSRP; do sleep 0.1; done 2> /dev/null; ls /dev/ttyQSB3";
+    const std::string commands =
+        "until sysdb get CELL CELL_RSRP | grep -x -e -82; do sleep 0.1; done 2> /dev/null; ls /dev/ttyQSB3";
     const shell_outcome result =
         run_in_shell("echo '" + commands + "' | " ZELT_SIM " shell " + folder_.write("lte.scenario", LTE));
     EXPECT_EQ(result.status, 0);
