@@ -55,7 +55,6 @@ system_log::system_log(const char *path) : socket_(socket(AF_UNIX, SOCK_DGRAM | 
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::strncpy(address.sun_path, path, sizeof address.sun_path - 1);
-    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the socket interface is made so
     if (!socket_.is_open() || bind(socket_.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
         throw std::system_error(errno, std::generic_category(), std::string("system log ") + path);
     }

@@ -35,7 +35,6 @@ __attribute__((constructor)) void stay_alone() {
 
 }  // namespace
 
-// NOLINTBEGIN(readability-identifier-naming): the C library's names
 extern "C" unsigned int sleep(unsigned int seconds) {
     return static_cast<unsigned int>((pause(seconds * SECOND) + SECOND - 1) / SECOND);
 }
@@ -43,4 +42,3 @@ extern "C" unsigned int sleep(unsigned int seconds) {
 extern "C" int usleep(useconds_t microseconds) {
     return pause(microseconds * 1000LL) == 0 ? 0 : -1;
 }
-// NOLINTEND(readability-identifier-naming)

@@ -41,7 +41,6 @@ bool report(const std::string &text) {
     const std::string call = std::string(CALL_MARK) + text;
     const descriptor log(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     const sockaddr_un address{.sun_family = AF_UNIX, .sun_path = "/dev/log"};
-    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the socket interface is made so
     const auto *to = reinterpret_cast<const sockaddr *>(&address);
     return sendto(log.get(), call.data(), call.size(), 0, to, sizeof address) >= 0;
 }
