@@ -15,12 +15,9 @@ public:
         std::string pattern = "/tmp/zelt-test-XXXXXX";
         path_ = mkdtemp(pattern.data());
     }
-    ~temporary_folder() { remove(); }
+    ~temporary_folder() { [[maybe_unused]] const int status = std::system(("rm -rf '" + path_ + "'").c_str()); }
     temporary_folder(const temporary_folder &) = delete;
     temporary_folder &operator=(const temporary_folder &) = delete;
-
-    // For a child that ends without destructors.
-    void remove() const { [[maybe_unused]] const int status = std::system(("rm -rf '" + path_ + "'").c_str()); }
 
     std::string path(const std::string &name = "") const { return name.empty() ? path_ : path_ + "/" + name; }
 
