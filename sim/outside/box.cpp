@@ -1,12 +1,8 @@
 #include "sim/outside/box.h"
 
-#include <algorithm>
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
-#include <optional>
 #include <string_view>
 
 #include <fcntl.h>
@@ -17,27 +13,13 @@
 #include <unistd.h>
 
 #include "posix/descriptor.h"
-#include "sim/child.h"
+#include "posix/process.h"
 
 namespace {
 
 // Folders of the host that the box replaces by its own.
 bool is_hidden(std::string_view path) {
     return path.starts_with("/tmp/") || path.starts_with("/run/") || path.starts_with("/dev/");
-}
-
-std::optional<std::string> find_program(const std::string &name) {
-    const char *const path = std::getenv("PATH");
-    std::string_view folders = path != nullptr ? path : "";
-    while (!folders.empty()) {
-        const auto end = std::min(folders.find(':'), folders.size());
-        std::string candidate = std::string(folders.substr(0, end)) + "/" + name;
-        if (access(candidate.c_str(), X_OK) == 0) {
-            return candidate;
-        }
-        folders.remove_prefix(std::min(end + 1, folders.size()));
-    }
-    return std::nullopt;
 }
 
 descriptor text_descriptor(const std::string &text) {
@@ -47,18 +29,6 @@ descriptor text_descriptor(const std::string &text) {
     }
     return file;
 }
-
-struct pipe_ends {
-    pipe_ends() {
-        std::array<int, 2> ends{-1, -1};
-        if (pipe2(ends.data(), O_CLOEXEC) == 0) {
-            read_end = descriptor(ends[0]);
-            write_end = descriptor(ends[1]);
-        }
-    }
-    descriptor read_end;
-    descriptor write_end;
-};
 
 // The signals that a terminal sends to every program in the foreground reach this process alone: it tells the box.
 sigset_t stop_signals() {
@@ -86,17 +56,12 @@ sigset_t stop_signals() {
     }
     const sigset_t signals = stop_signals();
     sigprocmask(SIG_UNBLOCK, &signals, nullptr);
-    std::vector<char *> argv;
-    for (const std::string &word : command) {
-        argv.push_back(const_cast<char *>(word.c_str()));  // NOLINT: execv does not write there
-    }
-    argv.push_back(nullptr);
-    execv(program.c_str(), argv.data());
+    execv(program.c_str(), argument_vector(command).data());
     _exit(EXIT_NO_BOX);
 }
 
 // Waits for the end of the box. The first stop signal asks it to end, a second one ends it at once.
-int wait_for_end(pid_t pid, descriptor control) {
+int wait_for_box(pid_t pid, descriptor control) {
     const sigset_t signals = stop_signals();
     const descriptor signal_source(signalfd(-1, &signals, SFD_CLOEXEC));
     const descriptor end = end_of_process(pid);
@@ -165,7 +130,7 @@ int run_in_box(const box_request &request, const std::string &text) {
     }
     ready.write_end.close();
     control.read_end.close();
-    const int status = wait_for_end(pid, std::move(control.write_end));
+    const int status = wait_for_box(pid, std::move(control.write_end));
     char byte = 0;
     if (read(ready.read_end.get(), &byte, 1) == 1) {
         return status;
