@@ -223,6 +223,7 @@ std::string advice_for(int error) {
     case ENOENT:
     case ENODEV:
     case ENXIO:
+    case EIO:
         return "plug in the module, or check that its driver is loaded";
     case EACCES:
     case EPERM:
