@@ -158,10 +158,10 @@ condition judge(const picture &known, const reading &database, const runtime_sta
 std::string say_held(const runtime_state &around) {
     const std::string time = duration(around.seconds_locked.value_or(0));
     if (!around.holder.empty()) {
-        return "Another program holds the port since " + time + ": " + around.holder +
+        return "Another program has held the port for " + time + ": " + around.holder +
                ". The daemon waits until it removes /tmp/zelt.cli.";
     }
-    return "The port is locked since " + time + " (/tmp/zelt.cli)" +
+    return "The port has been locked for " + time + " (/tmp/zelt.cli)" +
            (around.sees_all_programs ? ", but no program has it open: remove the file if nobody uses the module."
                                      : ": the daemon waits. Only root sees which program has it open.");
 }

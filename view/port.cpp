@@ -55,7 +55,7 @@ std::string trouble_of(const port_report &port) {
     case port_report::state::hung_up:
         return "The module's port hung up " + duration(silent) + " ago: the module restarts, or lost plug or power.";
     case port_report::state::cannot_be_opened:
-        return "The module's port does not open since " + duration(silent) + ". " + port.reason + '.';
+        return "The module's port has not opened for " + duration(silent) + ". " + port.reason + '.';
     case port_report::state::no_answer:
         return silent <= STALE_SECONDS
                    ? ""

@@ -2,6 +2,7 @@
 // A real pseudo-terminal and the shipped programs. Needs bubblewrap.
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -415,6 +416,9 @@ public:
         int router_side = -1;
         std::array<char, 64> name{};
         openpty(&module_side, &router_side, name.data(), nullptr, nullptr);
+        for (const int side : {module_side, router_side}) {
+            fcntl(side, F_SETFD, FD_CLOEXEC);  // whoever kept it open would keep the port from hanging up
+        }
         module_side_ = descriptor(module_side);
         router_side_ = descriptor(router_side);
         termios settings{};
@@ -427,7 +431,18 @@ public:
 
     const std::string &name() const { return name_; }
 
+    // After so many further answers it hangs up, as a module that is unplugged.
+    void vanish_after(int answers) { answers_left_ = answers; }
+
 private:
+    bool is_gone() {
+        if (answers_left_ == 0) {
+            router_side_.close();
+            module_side_.close();
+        }
+        return answers_left_-- == 0;
+    }
+
     void answer(const std::stop_token &stop) {
         std::string command;
         while (!stop.stop_requested()) {
@@ -438,6 +453,8 @@ private:
             }
             if (c != '\r') {
                 command += c;
+            } else if (is_gone()) {
+                return;
             } else if (!answers_.empty()) {
                 const auto found = answers_.find(std::exchange(command, {}));
                 const std::string text = "\r\n" + (found != answers_.end() ? found->second : "ERROR") + "\r\n";
@@ -450,7 +467,8 @@ private:
     descriptor module_side_;
     descriptor router_side_;
     std::string name_;
-    std::jthread thread_;  // last: it uses the others
+    std::atomic<int> answers_left_ = -1;  // negative: for ever
+    std::jthread thread_;                 // last: it uses the others
 };
 
 std::string module_line(const std::string &port) {
@@ -465,6 +483,14 @@ TEST_F(in_a_terminal, a_real_port_is_the_modules_port_in_the_box) {
     std::string output;
     EXPECT_EQ(status_of(module_line(port.name()), output), 0) << output;
     EXPECT_THAT(output, HasSubstr("CELL_RSRP = -82"));
+}
+
+TEST_F(in_a_terminal, a_real_port_that_hangs_up_is_reported) {
+    real_port port({{"at", "OK"}, {"at+cfun?", "+CFUN: 1\r\n\r\nOK"}});
+    port.vanish_after(4);  // the check before the start, and some of the first cycle
+    std::string output;
+    status_of(ZELT_SIM " module " + port.name() + " --model EC25 --seconds 2 < /dev/null", output);
+    EXPECT_THAT(output, HasSubstr("module The module's port has not opened for "));
 }
 
 TEST_F(in_a_terminal, a_silent_port_is_reported_as_no_at_port) {

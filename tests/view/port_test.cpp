@@ -89,7 +89,7 @@ TEST(port, state_of_the_view_rests_on_the_last_answer) {
          {cannot_be_opened, "Permission denied: run as root", 12},
          1,
          condition::no_port,
-         "The module's port does not open since 12 s. Permission denied: run as root."},
+         "The module's port has not opened for 12 s. Permission denied: run as root."},
         {"old, and nobody says why",
          {answers, "", 16},
          1,
@@ -140,16 +140,18 @@ TEST(port, who_holds_it_is_named_as_far_as_it_can_be_seen) {
     runtime_state around;
     around.seconds_locked = 120;
     const port_report port{answers, "", 121};
-    EXPECT_EQ(picture_of(port, around).sentence,
-              "The port is locked since 2 min (/tmp/zelt.cli): the daemon waits. Only root sees which program has it "
-              "open.");
+    EXPECT_EQ(
+        picture_of(port, around).sentence,
+        "The port has been locked for 2 min (/tmp/zelt.cli): the daemon waits. Only root sees which program has it "
+        "open.");
     around.sees_all_programs = true;
-    EXPECT_EQ(picture_of(port, around).sentence,
-              "The port is locked since 2 min (/tmp/zelt.cli), but no program has it open: remove the file if nobody "
-              "uses the module.");
+    EXPECT_EQ(
+        picture_of(port, around).sentence,
+        "The port has been locked for 2 min (/tmp/zelt.cli), but no program has it open: remove the file if nobody "
+        "uses the module.");
     around.holder = "minicom, process 4711";
     EXPECT_EQ(picture_of(port, around).sentence,
-              "Another program holds the port since 2 min: minicom, process 4711. The daemon waits until it removes "
+              "Another program has held the port for 2 min: minicom, process 4711. The daemon waits until it removes "
               "/tmp/zelt.cli.");
 }
 

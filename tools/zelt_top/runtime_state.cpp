@@ -9,6 +9,7 @@
 #include <system_error>
 
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include "view/characters.h"
@@ -82,11 +83,25 @@ std::optional<std::filesystem::path> find_entry(const std::filesystem::path &fol
     return std::nullopt;
 }
 
+// Each box has pseudo-terminals of its own, numbered from 0: only those of one file system are the same.
+constexpr unsigned int FIRST_PTY_MAJOR = 136;
+constexpr unsigned int LAST_PTY_MAJOR = 143;
+
+struct device {
+    dev_t number;
+    dev_t file_system;  // 0: the number says it all
+    bool operator==(const device &) const = default;
+};
+
 // Looks at what a descriptor refers to without opening it.
-std::optional<dev_t> device_behind(const std::string &path) {
+std::optional<device> device_behind(const std::string &path) {
     struct stat status {};
-    const bool is_device = stat(path.c_str(), &status) == 0 && S_ISCHR(status.st_mode);
-    return is_device ? std::optional(status.st_rdev) : std::nullopt;
+    if (stat(path.c_str(), &status) != 0 || !S_ISCHR(status.st_mode)) {
+        return std::nullopt;
+    }
+    const unsigned int kind = major(status.st_rdev);
+    const bool is_pty = kind >= FIRST_PTY_MAJOR && kind <= LAST_PTY_MAJOR;
+    return device{status.st_rdev, is_pty ? status.st_dev : 0};
 }
 
 std::string name_of(const std::filesystem::path &process) {
@@ -99,14 +114,14 @@ std::string name_of(const std::filesystem::path &process) {
 // "minicom, process 4711"; empty when there is none to be seen. Neither the daemon is meant nor the simulator, which
 // keeps open what it plays the module on.
 std::string find_holder(const std::string &port, const std::string &daemon) {
-    const std::optional<dev_t> device = device_behind(port);
-    const auto refers_to_it = [&](const std::filesystem::path &one) { return device_behind(one) == device; };
+    const std::optional<device> wanted = device_behind(port);
+    const auto refers_to_it = [&](const std::filesystem::path &one) { return device_behind(one) == wanted; };
     const auto has_it_open = [&](const std::filesystem::path &process) {
         const std::string number = process.filename();
         return is_number(number) && number != daemon && find_entry(process / "fd", refers_to_it) &&
                name_of(process) != "zelt-sim";
     };
-    const auto process = device ? find_entry("/proc", has_it_open) : std::nullopt;
+    const auto process = wanted ? find_entry("/proc", has_it_open) : std::nullopt;
     return process ? name_of(*process) + ", process " + process->filename().string() : "";
 }
 
