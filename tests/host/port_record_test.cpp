@@ -20,7 +20,7 @@ constexpr at_limits brief{.total = 200ms, .after_wanted_line = 50ms, .mark = 50m
 
 class port_recorded : public sysdb_test {
 protected:
-    ~port_recorded() override { get_back_in_step(); }
+    void TearDown() override { get_back_in_step(); }
 
     static void ask_one_that_answers() { get_back_in_step(); }
     static void ask_one_that_is_mute() {
