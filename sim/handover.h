@@ -53,6 +53,9 @@ inline constexpr int BOX_READY = 5;
 // The module's port in the box.
 inline constexpr const char *MODULE_PORT = "/dev/ttyQSB3";
 
+// Tells the live view that the module is a real one, whose data link is not the box's.
+inline constexpr const char *MODULE_IN_BOX = "/run/zelt-sim.module";
+
 inline constexpr int EXIT_SCENARIO = 2;  // also: the command line is wrong, no module at the port
 inline constexpr int EXIT_NO_BOX = 3;
 

@@ -133,7 +133,7 @@ std::string to_json(const picture &known, const reading &database) {
     object["link"]["up"] = json(known.link_up);
     object["link"]["ipv4"] = json(known.address);
     object["link"]["seconds_since_change"] = json(known.age.link);
-    object["seconds_since_update"] = json(known.age.written);
+    object["seconds_since_update"] = json(known.updated);
     object["seconds_since_change"] = json(known.age.changed);
     object["summary"] = json(known.summary);
     object["other"] = json_other(known);

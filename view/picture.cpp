@@ -114,8 +114,21 @@ phrase tidy_summary(const phrase &line) {
     return {presence::known, tidy};
 }
 
-// A cycle takes 4 s and a few exchanges with the module; three of them are no news any more but a fault.
-constexpr double STALE_SECONDS = 15;
+// An exchange of the daemon holds the lock for 5 s at most. Longer, while no answer comes, it is somebody else's.
+constexpr double HELD_SECONDS = 10;
+
+bool is_held(const picture &known, const runtime_state &around) {
+    return around.seconds_locked.value_or(0) > HELD_SECONDS && known.updated.value_or(0) > HELD_SECONDS;
+}
+
+std::optional<condition> judge_port(const port_report &port) {
+    if (trouble_of(port).empty()) {
+        return std::nullopt;
+    }
+    return port.is == port_report::state::hung_up            ? condition::hung_up
+           : port.is == port_report::state::cannot_be_opened ? condition::no_port
+                                                             : condition::no_answer;
+}
 
 condition judge(const picture &known, const reading &database, const runtime_state &around) {
     if (!database.cell) {
@@ -130,10 +143,34 @@ condition judge(const picture &known, const reading &database, const runtime_sta
     if (!around.module_present) {
         return condition::module_gone;
     }
-    if (known.age.written.value_or(0) > STALE_SECONDS) {
+    if (is_held(known, around)) {
+        return condition::port_held;
+    }
+    if (const std::optional<condition> trouble = judge_port(database.port)) {
+        return *trouble;
+    }
+    if (std::max(known.updated, known.age.written).value_or(0) > STALE_SECONDS) {
         return condition::stale;
     }
     return known.registered.known() && known.registered.value ? condition::well : condition::not_registered;
+}
+
+std::string say_held(const runtime_state &around) {
+    const std::string time = duration(around.seconds_locked.value_or(0));
+    if (!around.holder.empty()) {
+        return "Another program has held the port for " + time + ": " + around.holder +
+               ". The daemon waits until it removes /tmp/zelt.cli.";
+    }
+    return "The port has been locked for " + time + " (/tmp/zelt.cli)" +
+           (around.sees_all_programs ? ", but no program has it open: remove the file if nobody uses the module."
+                                     : ": the daemon waits. Only root sees which program has it open.");
+}
+
+std::string say_trouble(const port_report &port, const runtime_state &around) {
+    return trouble_of(port) + (around.holder.empty() ? "" : " Another program has it open: " + around.holder + '.') +
+           (around.module_in_box && port.is != port_report::state::no_answer
+                ? " When the module is back, start the box again."
+                : "");
 }
 
 std::string sentence_of(const picture &known, const reading &database, const runtime_state &around) {
@@ -147,8 +184,15 @@ std::string sentence_of(const picture &known, const reading &database, const run
         return "Daemon paused (no /tmp/zstats.running).";
     case condition::module_gone:
         return "Module gone (no /dev/ttyQSB3).";
+    case condition::port_held:
+        return say_held(around);
+    case condition::hung_up:
+    case condition::no_port:
+    case condition::no_answer:
+        return say_trouble(database.port, around);
     case condition::stale:
-        return "No news for " + duration(known.age.written.value_or(0)) + ": the daemon hangs or waits for the module.";
+        return "No news for " + duration(std::max(known.updated, known.age.written).value_or(0)) +
+               ": the daemon hangs or waits for the module.";
     case condition::not_registered:
         return known.registered.known() ? "Not registered in a network. Last known values."
                                         : "Registration not known yet.";
@@ -162,8 +206,9 @@ std::string sentence_of(const picture &known, const reading &database, const run
 
 const char *name_of(condition state) {
     // In the order of the enumeration.
-    constexpr std::array<const char *, 7> NAMES{"no database", "daemon absent",  "paused", "module gone",
-                                                "stale",       "not registered", "well"};
+    constexpr std::array<const char *, 11> NAMES{"no database", "daemon absent",  "paused",  "module gone",
+                                                 "port held",   "hung up",        "no port", "no answer",
+                                                 "stale",       "not registered", "well"};
     return NAMES.at(static_cast<std::size_t>(state));
 }
 
@@ -187,13 +232,16 @@ picture build_picture(const reading &database, const runtime_state &around, cons
     }
     known.registered = find_flag(cell, "CELL_REGISTERED");
     known.roaming = find_flag(cell, "CELL_ROAMING");
-    known.link_up = find_flag(cell, "CELL_CONNECTED");
+    known.link_watched = !around.module_in_box;
+    known.link_up = known.link_watched ? find_flag(cell, "CELL_CONNECTED") : maybe<bool>{};
     known.address = find_text(cell, "CELL_IPV4");
-    if (known.address.value == "0.0.0.0") {  // what a clear leaves behind
+    const bool link_down = known.link_up.known() && !known.link_up.value;
+    if (link_down || !known.link_watched || known.address.value == "0.0.0.0") {  // the last is what a clear leaves
         known.address = {};
     }
     known.summary = tidy_summary(find_text(cell, "CELL_RSSIMON"));
     known.age = age;
+    known.updated = database.port.knows() ? database.port.seconds_silent : age.written;
     known.state = judge(known, database, around);
     known.sentence = sentence_of(known, database, around);
     return known;

@@ -40,7 +40,19 @@ struct carrier {
 };
 
 // The first one that holds.
-enum class condition { no_database, daemon_absent, paused, module_gone, stale, not_registered, well };
+enum class condition {
+    no_database,
+    daemon_absent,
+    paused,
+    module_gone,
+    port_held,
+    hung_up,
+    no_port,
+    no_answer,
+    stale,
+    not_registered,
+    well,
+};
 
 const char *name_of(condition state);
 
@@ -58,8 +70,10 @@ struct picture {
     maybe<bool> registered;
     maybe<bool> roaming;
     maybe<bool> link_up;
-    phrase address;
+    bool link_watched = true;
+    phrase address;  // while the link is up
     ages age;
+    std::optional<double> updated;  // seconds since the module's last answer; where nobody records it, the last commit
     phrase summary;
     snapshot other;  // keys that are not known, or of a type that is not theirs
     std::vector<std::string> foreign_keys;

@@ -58,7 +58,8 @@ constexpr std::array<signal_key, 4> NR_SIGNALS{{
     {quantity::sinr, "CELL_NR5G_SINR"},
     {quantity::sqi, "CELL_NR5G_SQI"},
 }};
-constexpr std::array NR_LEG_FACTS{fact_key{"band", "band", "CELL_NR5G_BAND", showing::always}, PCI};
+constexpr fact_key NR_BAND{"band", "band", "CELL_NR5G_BAND", showing::always};
+constexpr std::array NR_LEG_FACTS{NR_BAND, PCI};
 constexpr std::array<leg_keys, 2> NSA_LEGS{{
     {"LTE", "LTE anchor", ANCHOR_FACTS, ANCHOR_SIGNALS},
     {"NR", "NR leg", NR_LEG_FACTS, NR_SIGNALS},
@@ -66,9 +67,9 @@ constexpr std::array<leg_keys, 2> NSA_LEGS{{
 constexpr std::array ANCHOR_CARRIER{ANCHOR_BAND, channel("EARFCN"), DOWN};
 constexpr carrier_keys ANCHOR_PRIMARY{ANCHOR_CARRIER, std::span(ANCHOR_SIGNALS).first<4>()};
 
-// Everything else in the database is an older LTE cell's.
+// Everything else in the database is an older LTE cell's, the generic band too where the line was cut short.
 constexpr std::array SA_CELL{PCI};
-constexpr std::array SA_RADIO{BAND};
+constexpr std::array SA_RADIO{NR_BAND};
 constexpr std::array<leg_keys, 1> SA_LEGS{{{"NR", "", {}, NR_SIGNALS}}};
 
 constexpr std::array WCDMA_CELL{ID, LAC, RAC};

@@ -26,6 +26,12 @@ std::optional<double> seconds_since_commit(const std::string &folder) {
     return age > -1 && age < longest_believed ? std::optional(age > 0 ? age : 0) : std::nullopt;
 }
 
+double seconds_since_boot() {
+    timespec now{};
+    clock_gettime(CLOCK_BOOTTIME, &now);
+    return static_cast<double>(now.tv_sec);
+}
+
 }  // namespace
 
 view::reading database::read() {
@@ -34,6 +40,7 @@ view::reading database::read() {
     view::snapshot cell;
     if (const int failed = reader_.list(&cell, &result.foreign_keys); failed == 0) {
         result.cell = std::move(cell);
+        result.port = view::read_port(reader_.values_beside(), seconds_since_boot());
     } else {
         result.problem = sysdb_is_absent(failed) ? "Database not there yet: " + folder_ +
                                                        ". Start the daemon, or name its folder in SYSDB_DIR."

@@ -34,7 +34,7 @@ double now_seconds() {
 struct watch {
     void refresh() {
         latest = source.read();
-        const view::runtime_state around = read_runtime_state({});
+        const view::runtime_state around = read_runtime_state({}, latest.port.troubled());
         known = view::build_picture(latest, around, past.note(latest, around, now_seconds()));
         past.note_signals(known);
         ++refreshes;

@@ -73,7 +73,7 @@ TEST(layout, carriers_as_a_table) {
                                " fair\n"
                                " SCC 2       1      300     -      -      -      -      -  not reported\n"
                                "\n"
-                               " EC25, SQI: 60%, no roam\n"));
+                               " As published: EC25, SQI: 60%, no roam\n"));
 }
 
 TEST(layout, nsa_side_by_side) {
