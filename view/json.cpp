@@ -50,9 +50,18 @@ Json::Value json_as_stored(const any_value &stored) {
     return integer != nullptr ? Json::Value(*integer) : json(std::get<double>(stored));
 }
 
+Json::Value json(bound limit) {
+    return limit == bound::none ? Json::Value() : limit == bound::at_most ? "at most" : "at least";
+}
+
 void put_facts(Json::Value &object, const std::vector<fact> &facts) {
     for (const fact &one : facts) {
         object[one.name] = std::visit([](const auto &stored) { return json(stored); }, one.value);
+        if (one.plan != band_plan::none) {
+            const band *place = find_band(one.plan, std::get<number>(one.value).value);
+            object["band_mhz"] = place != nullptr ? Json::Value(place->megahertz) : Json::Value();
+            object["band_duplex"] = place != nullptr ? Json::Value(word(place->shared)) : Json::Value();
+        }
     }
 }
 
@@ -61,6 +70,10 @@ Json::Value json(const signal_value &one) {
     object["value"] = json(one.value);
     object["unit"] = scale_of(one.what).unit;
     object["rating"] = rating_word(one);
+    if (one.derived) {
+        object["derived_from"] = scale_of(quantity::sqi).name;
+        object["bound"] = json(one.limit);
+    }
     return object;
 }
 
@@ -94,6 +107,10 @@ Json::Value json_cell(const picture &known) {
         std::array<char, 24> hexadecimal{};
         std::snprintf(hexadecimal.data(), hexadecimal.size(), "%llX", static_cast<unsigned long long>(id.asInt64()));
         cell["id_hex"] = hexadecimal.data();
+    }
+    if (known.lte_station) {
+        cell["enodeb"] = known.lte_station->enodeb;
+        cell["sector"] = known.lte_station->sector;
     }
     return cell;
 }

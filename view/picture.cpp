@@ -42,16 +42,35 @@ std::vector<fact> find_facts(const snapshot &cell, std::span<const fact_key> key
     return facts;
 }
 
+// The daemon publishes RSCP as its index only, 2 * (RSCP + 120) held between 0 and 100.
+signal_value rscp_of_index(const signal_key &key, const number &index) {
+    const bound limit = index.value <= 0 ? bound::at_most : index.value >= 100 ? bound::at_least : bound::none;
+    return {key, {index.state, index.value / 2 - 120}, true, limit};
+}
+
 std::vector<signal_value> find_signals(const snapshot &cell, std::span<const signal_key> keys,
                                        const std::string &behind = "") {
     std::vector<signal_value> signals;
     for (const signal_key &one : keys) {
-        const number stored = find_signal(cell, one.key + behind, one.what);
-        if (stored.told() || one.shown != showing::when_there) {
-            signals.push_back({one, stored});
+        signal_value found{one, find_signal(cell, one.key + behind, one.what)};
+        if (!found.value.told() && *one.index_key != '\0') {
+            found = rscp_of_index(one, find_signal(cell, one.index_key, quantity::sqi));
+        }
+        if (found.value.told() || one.shown != showing::when_there) {
+            signals.push_back(found);
         }
     }
     return signals;
+}
+
+// 28 bits: the upper 20 number the station, the lower 8 its cells.
+std::optional<station> find_station(const snapshot &cell, const technology &radio) {
+    const number id = find_number(cell, "CELL_CID");
+    if (radio.legs.front().name != std::string_view("LTE") || !id.known() || id.value < 0 || id.value > 0xFFFFFFF) {
+        return std::nullopt;
+    }
+    const int bits = static_cast<int>(id.value);
+    return station{bits >> 8, bits & 0xFF};
 }
 
 std::vector<leg> find_legs(const snapshot &cell, std::span<const leg_keys> keys) {
@@ -179,6 +198,7 @@ picture build_picture(const reading &database, const runtime_state &around, cons
     known.mcc = find_text(cell, "CELL_MCC");
     known.mnc = find_text(cell, "CELL_MNC");
     known.cell = find_facts(cell, radio.cell);
+    known.lte_station = find_station(cell, radio);
     known.radio = find_facts(cell, radio.radio);
     known.legs = find_legs(cell, radio.legs);
     known.carriers = find_carriers(cell, radio);

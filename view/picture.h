@@ -21,8 +21,13 @@ struct fact : fact_key {
     }
 };
 
+// How a value that was worked out relates to the real one.
+enum class bound { none, at_most, at_least };
+
 struct signal_value : signal_key {
     number value;
+    bool derived = false;  // worked out from the quality index
+    bound limit = bound::none;
 };
 
 struct leg {
@@ -39,6 +44,12 @@ struct carrier {
     std::vector<signal_value> signals;  // RSRP, RSRQ, SINR, RSSI
 };
 
+// The station behind an LTE cell and which of its cells it is, as the cell's identity says.
+struct station {
+    int enodeb;
+    int sector;
+};
+
 // The first one that holds.
 enum class condition { no_database, daemon_absent, paused, module_gone, stale, not_registered, well };
 
@@ -52,6 +63,7 @@ struct picture {
     phrase mcc;
     phrase mnc;
     std::vector<fact> cell;
+    std::optional<station> lte_station;  // NR splits its identities as each operator likes, and nobody publishes one
     std::vector<fact> radio;
     std::vector<leg> legs;
     std::vector<carrier> carriers;  // the primary and the secondary ones; empty without aggregation

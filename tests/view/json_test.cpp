@@ -35,8 +35,9 @@ TEST(json, lte) {
     const Json::Value expected = parse(R"({
         "database": "/run/sysdb", "state": "well", "sentence": "Registered at home.",
         "technology": "LTE", "operator": "Example Net", "registered": true, "roaming": false,
-        "cell": {"mcc": "262", "mnc": "01", "id": 27447296, "id_hex": "1A2D000", "pci": 123, "tac": 12345},
-        "radio": {"band": 3, "channel": 1300, "bandwidth_down_mhz": "20", "bandwidth_up_mhz": "10"},
+        "cell": {"mcc": "262", "mnc": "01", "id": 27447296, "id_hex": "1A2D000", "enodeb": 107216, "sector": 0,
+                 "pci": 123, "tac": 12345},
+        "radio": {"band": 3, "band_mhz": 1800, "band_duplex": "FDD", "channel": 1300, "bandwidth_down_mhz": "20", "bandwidth_up_mhz": "10"},
         "legs": [{"name": "LTE", "signals": {
             "rsrp": {"value": -95, "unit": "dBm", "rating": "fair"},
             "rsrq": {"value": -11, "unit": "dB", "rating": "fair"},
@@ -69,6 +70,10 @@ TEST(json, other_technologies) {
     EXPECT_EQ(wcdma["cell"]["lac"], 11101);
     EXPECT_EQ(wcdma["legs"][0]["signals"]["ecio"]["value"], -15);
     EXPECT_FALSE(wcdma["legs"][0]["signals"].isMember("rsrp"));
+    EXPECT_EQ(wcdma["legs"][0]["signals"]["rscp"], parse(R"({"value": -95, "unit": "dBm", "rating": "fair",
+                                                             "derived_from": "sqi", "bound": null})"));
+    EXPECT_EQ(sa["radio"]["band_mhz"], 3500);
+    EXPECT_FALSE(sa["cell"].isMember("enodeb"));
     const Json::Value gsm = object_of(samples::gsm());
     EXPECT_EQ(gsm["cell"]["bsic"], 26);
     EXPECT_EQ(gsm["radio"]["tx_level"], 5);
@@ -80,7 +85,8 @@ TEST(json, carriers) {
     const Json::Value carriers =
         object_of(samples::lte() + samples::secondary(1, "-999", 3050, 7, -101, -999, -70, 8))["carriers"];
     ASSERT_EQ(carriers.size(), 2U);
-    EXPECT_EQ(carriers[1], parse(R"({"name": "SCC 1", "band": 7, "channel": 3050, "bandwidth_down_mhz": null,
+    EXPECT_EQ(carriers[1], parse(R"({"name": "SCC 1", "band": 7, "band_mhz": 2600, "band_duplex": "FDD",
+                                     "channel": 3050, "bandwidth_down_mhz": null,
                                      "rsrp": -101, "rsrq": null, "rssi": -70, "sinr": 8})"));
 }
 

@@ -18,6 +18,7 @@ constexpr const char *HELP =
     "  --interval SECONDS  time between two refreshes, 0.1 to 3600 (default 1)\n"
     "  --no-color          no colours, as with NO_COLOR set in the environment\n"
     "  --help              this help\n"
+    "  --version           which version this is\n"
     "\n"
     "Keys: q quit, p or space hold the picture, h or ? help.\n"
     "SYSDB_DIR names the folder of the database (default /run/sysdb).\n"
@@ -32,6 +33,10 @@ bool parse_interval(const char *text, double &seconds) {
     char *end = nullptr;
     seconds = std::strtod(text, &end);
     return end != text && *end == '\0' && seconds >= SHORTEST_SECONDS && seconds <= LONGEST_SECONDS;
+}
+
+int print(const char *text) {
+    return std::fputs(text, stdout) < 0 || std::fflush(stdout) != 0 ? OUTPUT_LOST : 0;
 }
 
 std::optional<options> refuse(int &exit_code) {
@@ -50,6 +55,7 @@ std::optional<options> parse_options(int argc, char **argv, int &exit_code) {
         {"no-color", no_argument, nullptr, 'n'},
         {"interval", required_argument, nullptr, 'i'},
         {"help", no_argument, nullptr, 'h'},
+        {"version", no_argument, nullptr, 'v'},
         {nullptr, 0, nullptr, 0},
     };
     // clang-format on
@@ -72,7 +78,10 @@ std::optional<options> parse_options(int argc, char **argv, int &exit_code) {
             }
             break;
         case 'h':
-            exit_code = std::fputs(HELP, stdout) < 0 || std::fflush(stdout) != 0 ? OUTPUT_LOST : 0;
+            exit_code = print(HELP);
+            return std::nullopt;
+        case 'v':
+            exit_code = print("zelt-top " ZELT_VERSION "\n");
             return std::nullopt;
         default:
             return refuse(exit_code);
