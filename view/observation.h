@@ -18,6 +18,7 @@ struct reading {
     std::string problem;
     std::size_t commits = 0;                     // changes with every commit
     std::optional<double> seconds_since_commit;  // nothing: cannot be told
+    std::optional<double> taken_at;              // when it was read, in seconds since 1970
 };
 
 // What the run-time files tell of the daemon and of the module.

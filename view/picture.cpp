@@ -13,6 +13,9 @@ namespace view {
 
 namespace {
 
+constexpr const char *IMSI_KEY = "CELL_IMSI";
+constexpr const char *DIRECTORY_NUMBER_KEY = "CELL_MDN";
+
 bool has_own_type(const snapshot::value_type &stored) {
     const std::optional<kind> holds = kind_of(stored.first);
     return holds && static_cast<std::size_t>(*holds) == stored.second.index();
@@ -111,6 +114,11 @@ std::vector<carrier> find_carriers(const snapshot &cell, const technology &radio
     return carriers;
 }
 
+phrase find_address(const snapshot &cell, const char *key) {
+    const phrase stored = find_text(cell, key);
+    return stored.value == "0.0.0.0" ? phrase{} : stored;  // what a clear leaves behind
+}
+
 // The line without its empty places, and with words where the daemon writes the mark of a missing value.
 phrase tidy_summary(const phrase &line) {
     if (!line.known()) {
@@ -190,10 +198,13 @@ picture build_picture(const reading &database, const runtime_state &around, cons
     picture known;
     snapshot cell = database.cell.value_or(snapshot{});
     known.other = split_off_others(cell);
+    known.other.erase(IMSI_KEY);
+    known.other.erase(DIRECTORY_NUMBER_KEY);
     known.foreign_keys = database.foreign_keys;
     const phrase net_type = find_text(cell, "CELL_NET_TYPE");
     const technology &radio = technology_of(net_type.value);
     known.technology = net_type.value;
+    known.model = find_text(cell, "CELL_MODEL");
     known.carrier_name = find_text(cell, "CELL_CARRIER");
     known.mcc = find_text(cell, "CELL_MCC");
     known.mnc = find_text(cell, "CELL_MNC");
@@ -208,15 +219,20 @@ picture build_picture(const reading &database, const runtime_state &around, cons
     known.registered = find_flag(cell, "CELL_REGISTERED");
     known.roaming = find_flag(cell, "CELL_ROAMING");
     known.link_up = find_flag(cell, "CELL_CONNECTED");
-    known.address = find_text(cell, "CELL_IPV4");
-    if (known.address.value == "0.0.0.0") {  // what a clear leaves behind
-        known.address = {};
-    }
+    known.address = find_address(cell, "CELL_IPV4");
+    known.gateway = find_address(cell, "CELL_GATEWAY");
+    known.primary_dns = find_address(cell, "CELL_PRIMARY_DNS");
+    known.secondary_dns = find_address(cell, "CELL_SECONDARY_DNS");
     known.summary = tidy_summary(find_text(cell, "CELL_RSSIMON"));
     known.age = age;
     known.state = judge(known, database, around);
     known.sentence = sentence_of(known, database, around);
     return known;
+}
+
+subscriber find_subscriber(const reading &database) {
+    const snapshot cell = database.cell.value_or(snapshot{});
+    return {find_text(cell, IMSI_KEY), find_text(cell, DIRECTORY_NUMBER_KEY)};
 }
 
 }  // namespace view

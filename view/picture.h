@@ -50,6 +50,12 @@ struct station {
     int sector;
 };
 
+// Whom the SIM card belongs to: for those only who ask for it.
+struct subscriber {
+    phrase imsi;
+    phrase directory_number;
+};
+
 // The first one that holds.
 enum class condition { no_database, daemon_absent, paused, module_gone, stale, not_registered, well };
 
@@ -59,6 +65,7 @@ struct picture {
     condition state = condition::well;
     std::string sentence;  // says the state, and what to do or to expect
     std::string technology;
+    phrase model;
     phrase carrier_name;
     phrase mcc;
     phrase mnc;
@@ -71,6 +78,10 @@ struct picture {
     maybe<bool> roaming;
     maybe<bool> link_up;
     phrase address;
+    phrase gateway;
+    phrase primary_dns;
+    phrase secondary_dns;
+    std::optional<subscriber> owner;  // nothing: not asked for
     ages age;
     phrase summary;
     snapshot other;  // keys that are not known, or of a type that is not theirs
@@ -80,6 +91,9 @@ struct picture {
     bool current() const { return state == condition::well; }
 };
 
+// Without the subscriber, also among the keys of a foreign type.
 picture build_picture(const reading &database, const runtime_state &around, const ages &age);
+
+subscriber find_subscriber(const reading &database);
 
 }  // namespace view

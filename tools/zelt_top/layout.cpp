@@ -132,9 +132,15 @@ std::vector<line> fact_lines(const view::picture &known, const page &on) {
         link.add("for", view::duration(*known.age.link));
     }
 
+    flow owner("SIM", on.width);
+    if (known.owner) {
+        owner.add("IMSI", shown(words(known.owner->imsi), on));
+        owner.add("number", shown(words(known.owner->directory_number), on));
+    }
+
     std::vector<line> lines;
-    for (flow *part : {&cell, &radio, &link}) {
-        if (part != &radio || !known.radio.empty()) {
+    for (flow *part : {&cell, &radio, &link, &owner}) {
+        if ((part != &radio || !known.radio.empty()) && (part != &owner || known.owner)) {
             std::ranges::move(part->take(), std::back_inserter(lines));
         }
     }
