@@ -49,12 +49,11 @@ TEST(json, lte) {
         "carriers": [], "link": {"up": true, "ipv4": "10.64.12.7", "gateway": "10.64.12.1", "primary_dns": "10.64.0.53",
                                  "secondary_dns": null, "seconds_since_change": 3725},
         "seconds_since_update": 2, "seconds_since_change": 2, "summary": null, "other": {}})");
-    reading database = samples::read_from(
-        samples::lte() + snapshot{{"CELL_MODEL", std::string("EC25")},
-                                  {"CELL_GATEWAY", std::string("10.64.12.1")},
-                                  {"CELL_PRIMARY_DNS", std::string("10.64.0.53")},
-                                  {"CELL_SECONDARY_DNS", std::string("0.0.0.0")},
-                                  {"CELL_CHAN_BW_UL", std::string("1.4")}});
+    reading database = samples::read_from(samples::lte() + snapshot{{"CELL_MODEL", std::string("EC25")},
+                                                                    {"CELL_GATEWAY", std::string("10.64.12.1")},
+                                                                    {"CELL_PRIMARY_DNS", std::string("10.64.0.53")},
+                                                                    {"CELL_SECONDARY_DNS", std::string("0.0.0.0")},
+                                                                    {"CELL_CHAN_BW_UL", std::string("1.4")}});
     database.taken_at = 1769860800.25;  // noon of the last day of January 2026
     EXPECT_EQ(parse(to_json(build_picture(database, {}, {2.0, 2.0, 3725.0}), database)), expected);
 }

@@ -208,7 +208,7 @@ verdict judge(const std::vector<check_item> &items, const view::picture &known) 
     std::string text = radio_text(known);
     std::string measured;
     for (const check_item &item : items) {
-        const finding found = item.name == AGE         ? judge_age(item, known)
+        const finding found = item.name == AGE        ? judge_age(item, known)
                               : find_state(item.name) ? judge_state(item, known, registration_known)
                                                       : judge_signal(item, known, current);
         result.overall = worse(result.overall, found.grade);
@@ -216,7 +216,8 @@ verdict judge(const std::vector<check_item> &items, const view::picture &known) 
         measured += found.measured.empty() ? "" : " " + found.measured;
     }
     const std::string sentence = known.current() ? "" : known.sentence + " ";
-    result.line = first_words(result.overall) + without_bar(sentence + text) + (measured.empty() ? "" : " |" + measured);
+    result.line =
+        first_words(result.overall) + without_bar(sentence + text) + (measured.empty() ? "" : " |" + measured);
     return result;
 }
 

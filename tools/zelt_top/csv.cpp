@@ -81,13 +81,11 @@ constexpr auto COLUMNS = std::to_array<column>({
     {"mnc", [](const source &from, const char *) { return text_of(from.known.mnc); }},
     {"id", fact_text},
     {"enodeb",
-     [](const source &from, const char *) {
-         return from.known.lte_station ? std::to_string(from.known.lte_station->enodeb) : "";
-     }},
+     [](const source &from,
+        const char *) { return from.known.lte_station ? std::to_string(from.known.lte_station->enodeb) : ""; }},
     {"sector",
-     [](const source &from, const char *) {
-         return from.known.lte_station ? std::to_string(from.known.lte_station->sector) : "";
-     }},
+     [](const source &from,
+        const char *) { return from.known.lte_station ? std::to_string(from.known.lte_station->sector) : ""; }},
     {"pci", fact_text},
     {"tac", fact_text},
     {"lac", fact_text},

@@ -9,7 +9,10 @@ namespace {
 
 const view::leg *find_leg(const view::picture &known, bool nr) {
     const view::leg *const last = known.legs.empty() ? nullptr : &known.legs.back();
-    return last == nullptr ? nullptr : !nr ? &known.legs.front() : last->name == std::string_view("NR") ? last : nullptr;
+    return last == nullptr                        ? nullptr
+           : !nr                                  ? &known.legs.front()
+           : last->name == std::string_view("NR") ? last
+                                                  : nullptr;
 }
 
 const view::fact *find_in(const std::vector<view::fact> &facts, std::string_view name) {

@@ -107,7 +107,8 @@ TEST(check, what_is_wrong_with_the_whole_stands_in_front) {
 }
 
 TEST(check, a_text_of_the_database_cannot_forge_measurements) {
-    const verdict given = judged("age=30", samples::picture_of(samples::lte() + snapshot{{"CELL_NET_TYPE", std::string("a|b")}}));
+    const verdict given =
+        judged("age=30", samples::picture_of(samples::lte() + snapshot{{"CELL_NET_TYPE", std::string("a|b")}}));
     EXPECT_THAT(given.line, HasSubstr("a/b"));
 }
 

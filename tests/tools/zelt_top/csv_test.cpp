@@ -63,8 +63,8 @@ TEST(csv, texts_are_quoted_where_they_must_be) {
 }
 
 TEST(csv, subscriber_stands_at_the_end_where_asked_for) {
-    reading database = samples::read_from(
-        {{"CELL_IMSI", std::string("001010123456789")}, {"CELL_MDN", std::string("+15550100")}});
+    reading database =
+        samples::read_from({{"CELL_IMSI", std::string("001010123456789")}, {"CELL_MDN", std::string("+15550100")}});
     picture known = build_picture(database, {}, {});
     EXPECT_THAT(zelt_top::csv_row(known, database), testing::Not(HasSubstr("001010123456789")));
     known.owner = find_subscriber(database);
