@@ -455,7 +455,7 @@ TEST(plain, csv_has_its_header_once) {
     EXPECT_EQ(stream.out.rfind("time,"), 0U);
 }
 
-// No daemon runs here, unless the machine has one of its own: the state is never "well".
+// Whether the machine has a daemon of its own or not.
 TEST(plain, check_answers_with_a_line_and_its_exit_code) {
     store database;
     struct row {
@@ -467,8 +467,8 @@ TEST(plain, check_answers_with_a_line_and_its_exit_code) {
     EXPECT_EQ(run(database, "--check link=up").exit_code, 3);
     EXPECT_THAT(run(database, "--check link=up").out, testing::StartsWith("ZELT UNKNOWN - Database not there yet: "));
     database.put_lte();
-    for (const row &one : {row{"nobody keeps the values current", "--check link=up", 3, "ZELT UNKNOWN - Daemon not "},
-                           row{"too old", "--check age=-1", 2, "ZELT CRITICAL - Daemon not "},
+    for (const row &one : {row{"no value of this technology", "--check rscp=-100", 3, "ZELT UNKNOWN - "},
+                           row{"too old", "--check age=-1", 2, "ZELT CRITICAL - "},
                            row{"wrong limits are no critical state", "--check rsrp=x", 3, "ZELT UNKNOWN - wrong usage"},
                            row{"nor are wrong options", "--check link=up --twice", 3, "ZELT UNKNOWN - wrong usage"},
                            row{"limits missing", "--check", 3, "ZELT UNKNOWN - wrong usage"}}) {
