@@ -1,11 +1,10 @@
 // The JSON form against its published schema, by a validator that is not ours.
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include "tests/support/temporary_folder.h"
 #include "tests/view/samples.h"
 #include "view/json.h"
 
@@ -15,20 +14,9 @@ using namespace view;
 using samples::operator+;  // NOLINT(misc-unused-using-decls): for maps, whose own namespace has none
 
 class json_schema : public testing::Test {
-public:
-    json_schema() {
-        std::string name = (std::filesystem::temp_directory_path() / "json-schema-XXXXXX").string();
-        folder_ = mkdtemp(name.data());
-    }
-    ~json_schema() override { std::filesystem::remove_all(folder_); }
-    json_schema(const json_schema &) = delete;
-    json_schema &operator=(const json_schema &) = delete;
-
 protected:
     void add(const std::string &object) {
-        const std::filesystem::path file = folder_ / (std::to_string(instances_++) + ".json");
-        std::ofstream(file) << object;
-        command_ += " -i " + file.string();
+        command_ += " -i " + folder_.write(std::to_string(instances_++) + ".json", object);
     }
     void add(const picture &known, const reading &database) { add(to_json(known, database)); }
 
@@ -39,7 +27,7 @@ protected:
     }
 
 private:
-    std::filesystem::path folder_;
+    temporary_folder folder_;
     std::string command_;
     int instances_ = 0;
 };
