@@ -13,6 +13,9 @@ namespace view {
 
 namespace {
 
+constexpr const char *IMSI_KEY = "CELL_IMSI";
+constexpr const char *DIRECTORY_NUMBER_KEY = "CELL_MDN";
+
 bool has_own_type(const snapshot::value_type &stored) {
     const std::optional<kind> holds = kind_of(stored.first);
     return holds && static_cast<std::size_t>(*holds) == stored.second.index();
@@ -42,16 +45,35 @@ std::vector<fact> find_facts(const snapshot &cell, std::span<const fact_key> key
     return facts;
 }
 
+// The daemon publishes RSCP as its index only, 2 * (RSCP + 120) held between 0 and 100.
+signal_value rscp_of_index(const signal_key &key, const number &index) {
+    const bound limit = index.value <= 0 ? bound::at_most : index.value >= 100 ? bound::at_least : bound::none;
+    return {key, {index.state, index.value / 2 - 120}, true, limit};
+}
+
 std::vector<signal_value> find_signals(const snapshot &cell, std::span<const signal_key> keys,
                                        const std::string &behind = "") {
     std::vector<signal_value> signals;
     for (const signal_key &one : keys) {
-        const number stored = find_signal(cell, one.key + behind, one.what);
-        if (stored.told() || one.shown != showing::when_there) {
-            signals.push_back({one, stored});
+        signal_value found{one, find_signal(cell, one.key + behind, one.what)};
+        if (!found.value.told() && *one.index_key != '\0') {
+            found = rscp_of_index(one, find_signal(cell, one.index_key, quantity::sqi));
+        }
+        if (found.value.told() || one.shown != showing::when_there) {
+            signals.push_back(found);
         }
     }
     return signals;
+}
+
+// 28 bits: the upper 20 number the station, the lower 8 its cells.
+std::optional<station> find_station(const snapshot &cell, const technology &radio) {
+    const number id = find_number(cell, "CELL_CID");
+    if (radio.legs.front().name != std::string_view("LTE") || !id.known() || id.value < 0 || id.value > 0xFFFFFFF) {
+        return std::nullopt;
+    }
+    const int bits = static_cast<int>(id.value);
+    return station{bits >> 8, bits & 0xFF};
 }
 
 std::vector<leg> find_legs(const snapshot &cell, std::span<const leg_keys> keys) {
@@ -90,6 +112,11 @@ std::vector<carrier> find_carriers(const snapshot &cell, const technology &radio
         carriers.insert(carriers.begin(), find_carrier(cell, "primary", radio.primary_carrier));
     }
     return carriers;
+}
+
+phrase find_address(const snapshot &cell, const char *key) {
+    const phrase stored = find_text(cell, key);
+    return stored.value == "0.0.0.0" ? phrase{} : stored;  // what a clear leaves behind
 }
 
 // The line without its empty places, and with words where the daemon writes the mark of a missing value.
@@ -216,14 +243,18 @@ picture build_picture(const reading &database, const runtime_state &around, cons
     picture known;
     snapshot cell = database.cell.value_or(snapshot{});
     known.other = split_off_others(cell);
+    known.other.erase(IMSI_KEY);
+    known.other.erase(DIRECTORY_NUMBER_KEY);
     known.foreign_keys = database.foreign_keys;
     const phrase net_type = find_text(cell, "CELL_NET_TYPE");
     const technology &radio = technology_of(net_type.value);
     known.technology = net_type.value;
+    known.model = find_text(cell, "CELL_MODEL");
     known.carrier_name = find_text(cell, "CELL_CARRIER");
     known.mcc = find_text(cell, "CELL_MCC");
     known.mnc = find_text(cell, "CELL_MNC");
     known.cell = find_facts(cell, radio.cell);
+    known.lte_station = find_station(cell, radio);
     known.radio = find_facts(cell, radio.radio);
     known.legs = find_legs(cell, radio.legs);
     known.carriers = find_carriers(cell, radio);
@@ -234,10 +265,12 @@ picture build_picture(const reading &database, const runtime_state &around, cons
     known.roaming = find_flag(cell, "CELL_ROAMING");
     known.link_watched = !around.module_in_box;
     known.link_up = known.link_watched ? find_flag(cell, "CELL_CONNECTED") : maybe<bool>{};
-    known.address = find_text(cell, "CELL_IPV4");
     const bool link_down = known.link_up.known() && !known.link_up.value;
-    if (link_down || !known.link_watched || known.address.value == "0.0.0.0") {  // the last is what a clear leaves
-        known.address = {};
+    if (!link_down && known.link_watched) {
+        known.address = find_address(cell, "CELL_IPV4");
+        known.gateway = find_address(cell, "CELL_GATEWAY");
+        known.primary_dns = find_address(cell, "CELL_PRIMARY_DNS");
+        known.secondary_dns = find_address(cell, "CELL_SECONDARY_DNS");
     }
     known.summary = tidy_summary(find_text(cell, "CELL_RSSIMON"));
     known.age = age;
@@ -245,6 +278,11 @@ picture build_picture(const reading &database, const runtime_state &around, cons
     known.state = judge(known, database, around);
     known.sentence = sentence_of(known, database, around);
     return known;
+}
+
+subscriber find_subscriber(const reading &database) {
+    const snapshot cell = database.cell.value_or(snapshot{});
+    return {find_text(cell, IMSI_KEY), find_text(cell, DIRECTORY_NUMBER_KEY)};
 }
 
 }  // namespace view

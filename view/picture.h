@@ -21,8 +21,13 @@ struct fact : fact_key {
     }
 };
 
+// How a value that was worked out relates to the real one.
+enum class bound { none, at_most, at_least };
+
 struct signal_value : signal_key {
     number value;
+    bool derived = false;  // worked out from the quality index
+    bound limit = bound::none;
 };
 
 struct leg {
@@ -37,6 +42,18 @@ struct carrier {
     std::string name;
     std::vector<fact> facts;            // band, channel, bandwidth
     std::vector<signal_value> signals;  // RSRP, RSRQ, SINR, RSSI
+};
+
+// The station behind an LTE cell and which of its cells it is, as the cell's identity says.
+struct station {
+    int enodeb;
+    int sector;
+};
+
+// Whom the SIM card belongs to: for those only who ask for it.
+struct subscriber {
+    phrase imsi;
+    phrase directory_number;
 };
 
 // The first one that holds.
@@ -60,10 +77,12 @@ struct picture {
     condition state = condition::well;
     std::string sentence;  // says the state, and what to do or to expect
     std::string technology;
+    phrase model;
     phrase carrier_name;
     phrase mcc;
     phrase mnc;
     std::vector<fact> cell;
+    std::optional<station> lte_station;  // NR splits its identities as each operator likes, and nobody publishes one
     std::vector<fact> radio;
     std::vector<leg> legs;
     std::vector<carrier> carriers;  // the primary and the secondary ones; empty without aggregation
@@ -71,7 +90,11 @@ struct picture {
     maybe<bool> roaming;
     maybe<bool> link_up;
     bool link_watched = true;
-    phrase address;  // while the link is up
+    phrase address;  // this and the next three while the link is up
+    phrase gateway;
+    phrase primary_dns;
+    phrase secondary_dns;
+    std::optional<subscriber> owner;  // nothing: not asked for
     ages age;
     std::optional<double> updated;  // seconds since the module's last answer; where nobody records it, the last commit
     phrase summary;
@@ -82,6 +105,9 @@ struct picture {
     bool current() const { return state == condition::well; }
 };
 
+// Without the subscriber, also among the keys of a foreign type.
 picture build_picture(const reading &database, const runtime_state &around, const ages &age);
+
+subscriber find_subscriber(const reading &database);
 
 }  // namespace view

@@ -28,6 +28,7 @@ constexpr const char *USAGE =
        zelt-sim module PORT --model NAME [--view] [--seconds N] [--quiet | --verbose]
        zelt-sim list [FOLDER]
        zelt-sim check SCENARIO...
+       zelt-sim --help | --version
 
 The router in a box: runs the daemon with a simulated module, in a "/dev", "/tmp", "/run" and network of its own.
 
@@ -184,6 +185,10 @@ int outside(const words &all) {
     }
     if (subcommand == "--help" || subcommand == "-h") {
         std::fputs(USAGE, stdout);
+        return 0;
+    }
+    if (subcommand == "--version") {
+        std::puts("zelt-sim " ZELT_VERSION);
         return 0;
     }
     return refuse("expected run, shell, module, list or check; see zelt-sim --help");

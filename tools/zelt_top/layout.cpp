@@ -123,9 +123,17 @@ std::vector<line> fact_lines(const view::picture &known, const page &on) {
              network_known ? shown(words(known.mcc) + "-" + words(known.mnc), on) : view::word(known.mcc.state),
              network_known ? style::plain : style::dim);
     add_facts(cell, known.cell, on);
+    if (known.lte_station) {
+        cell.add("eNodeB", words(*known.lte_station));
+    }
 
     flow radio("Radio", on.width);
     add_facts(radio, known.radio, on);
+    for (const view::leg &of : known.legs) {
+        if (std::ranges::any_of(of.signals, &view::signal_value::derived)) {
+            radio.add("RSCP", "from SQI", style::dim);
+        }
+    }
 
     flow link("Link", on.width);
     const char *state = known.link_up.value ? "up" : "down";
@@ -142,9 +150,15 @@ std::vector<line> fact_lines(const view::picture &known, const page &on) {
         link.add("for", view::duration(*known.age.link));
     }
 
+    flow owner("SIM", on.width);
+    if (known.owner) {
+        owner.add("IMSI", shown(words(known.owner->imsi), on));
+        owner.add("number", shown(words(known.owner->directory_number), on));
+    }
+
     std::vector<line> lines;
-    for (flow *part : {&cell, &radio, &link}) {
-        if (part != &radio || !known.radio.empty()) {
+    for (flow *part : {&cell, &radio, &link, &owner}) {
+        if ((part != &radio || !known.radio.empty()) && (part != &owner || known.owner)) {
             std::ranges::move(part->take(), std::back_inserter(lines));
         }
     }
@@ -198,6 +212,14 @@ std::string sparkline(const course &values, view::quantity what, std::size_t cel
     return result;
 }
 
+// No wider than two columns: "<=-120" fills the column of the numbers.
+std::string limit_sign(view::bound limit, const page &on) {
+    return limit == view::bound::none      ? ""
+           : limit == view::bound::at_most ? (on.utf8 ? "≤ " : "<=")
+           : on.utf8                       ? "≥ "
+                                           : ">=";
+}
+
 // "   -95 dBm   ######......  fair  ..--==" in exactly the width; a value that is missing says so instead.
 void add_meter(line &to, const view::signal_value &one, const course &past, std::size_t width, const page &on) {
     const std::size_t begin = to.width();
@@ -210,7 +232,7 @@ void add_meter(line &to, const view::signal_value &one, const course &past, std:
     } else {
         const view::rating grade = view::rate(one.what, one.value.value);
         const style look = look_of(grade);
-        to.add(pad_left(view::digits(one.value.value), 6) + " ", style::strong);
+        to.add(pad_left(limit_sign(one.limit, on) + view::digits(one.value.value), 6) + " ", style::strong);
         to.add(view::scale_of(one.what).unit, style::dim).add_to_column(begin + VALUE);
         add_bar(to, view::fill(one.what, one.value.value), bar, look, on);
         to.add(" ").add(pad_right(view::word(grade), WORD), look);
@@ -221,7 +243,8 @@ void add_meter(line &to, const view::signal_value &one, const course &past, std:
     to.add_to_column(begin + width);
 }
 
-line leg_heads(const view::picture &known, std::size_t each, const page &on) {
+// Nothing where this form of the bands is too long for one of the legs.
+std::optional<line> leg_heads(const view::picture &known, std::size_t each, view::band_form form, const page &on) {
     line heads;
     heads.add_to_column(LABEL);
     for (const view::leg &of : known.legs) {
@@ -229,11 +252,24 @@ line leg_heads(const view::picture &known, std::size_t each, const page &on) {
         heads.add(of.heading, style::strong);
         for (const view::fact &one : of.facts) {
             heads.add("  " + std::string(one.label) + " ", style::dim);
-            heads.add(one.known() ? shown(words(one), on) : "-");
+            heads.add(one.known() ? shown(words(one, form), on) : "-");
+        }
+        const bool last = &of == &known.legs.back();
+        if (form != view::band_form::bare && heads.width() > (last ? on.width : begin + each)) {
+            return std::nullopt;
         }
         heads.add_to_column(begin + each + 1);
     }
     return heads;
+}
+
+line leg_heads(const view::picture &known, std::size_t each, const page &on) {
+    for (const view::band_form form : {view::band_form::full, view::band_form::frequency}) {
+        if (std::optional<line> heads = leg_heads(known, each, form, on)) {
+            return *std::move(heads);
+        }
+    }
+    return *leg_heads(known, each, view::band_form::bare, on);
 }
 
 std::vector<line> signal_lines(const view::picture &known, const memory &past, const page &on) {
@@ -414,7 +450,9 @@ std::vector<line> lay_out_small(const view::picture &known, const page &on) {
                 next.add(view::word(one.value.state), style::dim);
             } else {
                 const view::rating grade = view::rate(one.what, one.value.value);
-                next.add(view::digits(one.value.value) + ' ').add(view::scale_of(one.what).unit, style::dim).add(" ");
+                next.add(view::word(one.limit) + view::digits(one.value.value) + ' ')
+                    .add(view::scale_of(one.what).unit, style::dim)
+                    .add(" ");
                 next.add(view::word(grade), look_of(grade));
             }
             values.push_back(std::move(next));
