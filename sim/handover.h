@@ -1,5 +1,5 @@
 // What the two halves of zelt-sim agree on: the outer one, which people start, and the inner one, which the outer one
-// starts in the box with the words of a request. Pure but for refuse().
+// starts in the box with the words of a request. Pure but for refuse() and the environment.
 #pragma once
 
 #include <filesystem>
@@ -52,6 +52,15 @@ inline constexpr int BOX_READY = 5;
 
 // The module's port in the box.
 inline constexpr const char *MODULE_PORT = "/dev/ttyQSB3";
+
+// The router's configuration in the box.
+inline constexpr const char *BOX_CONFIG = "/run/zelt/config.json";
+
+// What a person's programs find in the box: the programs of `folder` first, the box's database and configuration.
+void set_box_environment(const std::string &folder);
+
+// A shell for people, to be started there.
+std::vector<std::string> shell_in_box();
 
 inline constexpr int EXIT_SCENARIO = 2;  // also: the command line is wrong, no module at the port
 inline constexpr int EXIT_NO_BOX = 3;

@@ -34,11 +34,8 @@ std::unique_ptr<terminal_program> make_companion(companion which) {
     std::puts("A shell in the box, beside the running daemon. Look around with:  sysdb list CELL   zelt-top\n"
               "ip address show wwan0   cat /run/wwan_ipv4   ls /run /tmp        exit ends the box.");
     std::fflush(stdout);
-    words command{"/usr/bin/env", "PATH=" + own_folder().string() + ":" + std::getenv("PATH"), "PS1=box:\\w# ",
-                  "HISTFILE="};
-    // Without the user's own settings: they belong to a system that can be written.
-    access("/bin/bash", X_OK) == 0 ? command.insert(command.end(), {"/bin/bash", "--norc"})
-                                   : command.insert(command.end(), "/bin/sh");
+    words command = shell_in_box();
+    command.insert(command.begin() + 1, "PATH=" + own_folder().string() + ":" + std::getenv("PATH"));
     return std::make_unique<terminal_program>(command, isatty(STDIN_FILENO) != 0);
 }
 
@@ -88,8 +85,7 @@ void prepare_router() {
     make_interfaces();
     make_router_programs();
     prepare_config();
-    unsetenv("SYSDB_DIR");
-    setenv("PATH", "/usr/sbin:/usr/bin:/sbin:/bin", 1);
+    set_box_environment("");  // the daemon's own: as on the router, without the programs for people
 }
 
 }  // namespace

@@ -56,8 +56,8 @@ bool is_for_people(const log_line &line) {
 class player final : public router {
 public:
     player(const scenario &story, const play_request &request, terminal_program *beside)
-        : request_(request), beside_(beside), steps_(story.steps), journal_(request.level), log_("/dev/log"),
-          port_(MODULE_PORT) {}
+        : request_(request), beside_(beside), module_name_(story.module), steps_(story.steps), journal_(request.level),
+          log_("/dev/log"), port_(MODULE_PORT) {}
 
     int play();
 
@@ -135,6 +135,7 @@ private:
 
     const play_request &request_;
     terminal_program *beside_;
+    const std::string &module_name_;
     const std::vector<scenario_step> &steps_;
     std::size_t next_step_ = 0;
     std::size_t line_ = 0;  // of the statement that is being carried out
@@ -164,6 +165,9 @@ int player::play() {
         port_.plug();
     }
     touch_file("/tmp/zstats.running");
+    if (!module_name_.empty()) {
+        write_key({"CELL", {"CELL_MODEL", {"string", module_name_}}});  // of another program of the router
+    }
     while (next<action>() != nullptr) {
         carry_out_next();
     }

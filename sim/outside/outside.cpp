@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "sim/handover.h"
+#include "sim/outside/attach.h"
 #include "sim/outside/box.h"
 #include "sim/outside/command_line.h"
 #include "sim/outside/port_check.h"
@@ -26,6 +27,7 @@ constexpr const char *USAGE =
     R"(Usage: zelt-sim run SCENARIO [--view] [--speed N] [--seconds N] [--quiet | --verbose] [-- COMMAND...]
        zelt-sim shell [SCENARIO] [--speed N] [--seconds N]
        zelt-sim module PORT --model NAME [--view] [--seconds N] [--quiet | --verbose]
+       zelt-sim attach [--box PID] [-- COMMAND...]
        zelt-sim list [FOLDER]
        zelt-sim check SCENARIO...
 
@@ -41,11 +43,13 @@ The router in a box: runs the daemon with a simulated module, in a "/dev", "/tmp
   shell   play SCENARIO (default: drive) and open a shell in the box; leaving it ends the box
   module  run the daemon with the real module behind the serial port PORT, such as /dev/ttyUSB2. NAME is its model:
           EC21, EC25, BG96, RM520N ... Everything but the port stays as private as with the simulated module
+  attach  run COMMAND (default: a shell) in the box that runs already; ending it leaves the box alone
+            --box PID     which box, when several run
   list    name the scenarios of FOLDER (default: the shipped ones), one line each
   check   look for errors in scenario files, and run nothing
 
 Exit status: 0 all fine; 1 an expectation failed or the daemon ended wrongly; 2 an error in the scenario, on the
-command line, or no module at the port; 3 the box cannot be made.
+command line, or no module at the port; 3 the box cannot be made or joined. That of attach is COMMAND's.
 )";
 
 // In place of a file: the daemon with the real module, until the user ends it.
@@ -176,6 +180,10 @@ int outside(const words &all) {
     if (subcommand == "module") {
         return play(read_module_request(arguments));
     }
+    if (subcommand == "attach") {
+        const attach_request request = read_attach_request(arguments);
+        return attach_to_box(request.box, request.command);
+    }
     if (subcommand == "list") {
         return list(arguments);
     }
@@ -186,5 +194,5 @@ int outside(const words &all) {
         std::fputs(USAGE, stdout);
         return 0;
     }
-    return refuse("expected run, shell, module, list or check; see zelt-sim --help");
+    return refuse("expected run, shell, module, attach, list or check; see zelt-sim --help");
 }

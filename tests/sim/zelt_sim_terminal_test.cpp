@@ -465,6 +465,7 @@ TEST_F(in_a_terminal, a_real_port_is_the_modules_port_in_the_box) {
     std::string output;
     EXPECT_EQ(status_of(module_line(port.name()), output), 0) << output;
     EXPECT_THAT(output, HasSubstr("CELL_RSRP = -82"));
+    EXPECT_THAT(output, HasSubstr("CELL_RSSIMON = EC25, "));
 }
 
 TEST_F(in_a_terminal, a_silent_port_is_reported_as_no_at_port) {

@@ -383,6 +383,16 @@ TEST_F(box, keys_of_other_programs_are_set_with_their_type) {
     EXPECT_EQ(result.status, 0) << result.output;
 }
 
+TEST_F(box, another_program_tells_the_modules_name_before_the_daemon_starts) {
+    const std::string named = "module EC25-AF\nat 100ms\nexpect-key CELL_MODEL string EC25-AF\nend\n";
+    EXPECT_EQ(run(named, OBEDIENT).status, 0);
+    const std::string set = "module EC25\nset CELL CELL_MODEL string mine\nat 100ms\nexpect-key CELL_MODEL string "
+                            "mine\nend\n";
+    EXPECT_EQ(run(set, OBEDIENT).status, 0);
+    const std::string none = "module none\nat 100ms\nexpect-absent CELL_MODEL\nend\n";
+    EXPECT_EQ(run(none, OBEDIENT).status, 0);
+}
+
 TEST_F(box, wwan0_gets_and_loses_an_address) {
     const std::string daemon = "while :; do sleep 0.05; ip -4 -o address show dev wwan0 | "
                                "awk '{ print $4 }' > /tmp/now; cp /tmp/now /tmp/address; done\n";
@@ -403,6 +413,66 @@ TEST_F(box, a_repeated_table_starts_from_the_top) {
     const outcome result = run("say first\nat 200ms\nsay second\nat 400ms\nrepeat\n", OBEDIENT, "--seconds 1");
     EXPECT_EQ(result.status, 0);
     EXPECT_THAT(result.output, testing::ContainsRegex("first[^~]*second[^~]*first[^~]*second"));
+}
+
+// --- Into a running box ---
+
+class attached : public box {
+protected:
+    // Runs the lines where no other box is seen. $sim is zelt-sim, $box starts a box, ready() waits until it stands.
+    outcome alone(const std::string &lines, const std::string &daemon = OBEDIENT) {
+        const std::string script =
+            "sim=" ZELT_SIM "\n"
+            "box() { " +
+            run_line("at 100s\nend\n", "touch /tmp/in_the_box\n" + daemon, "--quiet") +
+            "; }\n"
+            "ready() { for i in $(seq 200); do $sim attach -- test -e /tmp/in_the_box 2> /dev/null && return; "
+            "sleep 0.05; done; }\n" +
+            lines;
+        return shell("unshare --user --map-root-user --pid --fork --kill-child --mount-proc sh " +
+                     file("script", script));
+    }
+};
+
+TEST_F(attached, a_command_sees_the_box_and_ends_with_its_own_status) {
+    const outcome result =
+        alone("box & ready\n$sim attach -- ls /tmp/zstats.running /dev/ttyQSB3; $sim attach -- sh -c 'exit 7'\n"
+              "echo status $?; kill $!; wait $!; echo box $?\n");
+    EXPECT_EQ(result.output, "/dev/ttyQSB3\n/tmp/zstats.running\nstatus 7\nbox 0\n");
+}
+
+TEST_F(attached, tools_are_found_by_name_and_a_shell_is_the_default) {
+    const outcome result = alone("box & ready\necho 'command -v zelt-sim; echo $ZELT_CONFIG; exit 4' | $sim attach\n"
+                                 "echo status $?; kill $!; wait $!; echo box $?\n");
+    EXPECT_EQ(result.output, ZELT_SIM "\n/run/zelt/config.json\nstatus 4\nbox 0\n");
+}
+
+TEST_F(attached, the_end_of_the_box_ends_the_command) {
+    const outcome result = alone("box & ready\n(sleep 0.3; kill $!) &\n$sim attach -- sleep 1000; echo status $?\n");
+    EXPECT_EQ(result.output, "zelt-sim: the box has ended, and the command with it\nstatus 3\n");
+}
+
+TEST_F(attached, a_command_that_is_missing_or_killed_is_told_as_a_shell_does) {
+    const outcome result = alone("box & ready\n$sim attach -- no-such-program; echo status $?\n"
+                                 "$sim attach -- sh -c 'kill -TERM $$'; echo status $?\nkill $!; wait $!\n");
+    EXPECT_EQ(result.output, "zelt-sim: no-such-program: No such file or directory\nstatus 127\nstatus 143\n");
+}
+
+TEST_F(attached, without_a_box_it_says_how_to_start_one) {
+    const outcome result = alone("$sim attach -- true; echo status $?; $sim attach --box 1 -- true; echo status $?\n");
+    EXPECT_EQ(result.output,
+              "zelt-sim: no box of yours runs; start one with ./run, zelt-sim run or zelt-sim module\nstatus 2\n"
+              "zelt-sim: no box has the process number 1\nstatus 2\n");
+}
+
+TEST_F(attached, of_several_boxes_one_is_chosen) {
+    const outcome result = alone(
+        "box & first=$!; ready\nbox & sleep 0.5\n$sim attach -- true 2> $0.seen; echo status $?\ncat $0.seen\n"
+        "for one in $(sed -n 's/.*--box \\([0-9]*\\) .*/\\1/p' $0.seen); do $sim attach --box $one -- echo in; done\n"
+        "kill $first $!; wait\n");
+    EXPECT_THAT(result.output, testing::ContainsRegex(
+                                   "^status 2\nzelt-sim: several boxes run; say which one:\n"
+                                   "  --box [0-9]+  [^ ]*test.scenario\n  --box [0-9]+  [^ ]*test.scenario\nin\nin\n"));
 }
 
 // --- Beside the box ---
