@@ -19,6 +19,7 @@
 #include "sim/inside/router_files.h"
 #include "sim/inside/router_programs.h"
 #include "sim/inside/terminal_program.h"
+#include "sim/scenario/signal_names.h"
 
 namespace {
 
@@ -74,9 +75,16 @@ int play_beside(const scenario &story, play_request request) {
         return play(story, request, nullptr);
     }
     request.level = journal_level::quiet;
-    const kept_output kept;
-    const int status = play(story, request, beside.get());
-    beside->end();  // before anything is printed
+    const std::string what = request.beside == companion::view ? "the view" : "the shell";
+    int status = 0;
+    {
+        const kept_output kept;
+        status = play(story, request, beside.get());
+        beside->end();  // before anything is printed
+    }
+    if (beside->killed_by() != 0) {
+        refuse(what + " was ended by signal " + signal_name(beside->killed_by()));
+    }
     return status;
 }
 

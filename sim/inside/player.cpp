@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <iterator>
 #include <utility>
 
@@ -46,7 +48,7 @@ enum class phase {
 };
 
 std::string describe_exit(const std::string &status) {
-    return signal_number(status) ? "by signal " + status : "with exit status " + status;
+    return is_signal_name(status) ? "by signal " + status : "with exit status " + status;
 }
 
 bool is_for_people(const log_line &line) {
@@ -187,6 +189,10 @@ int player::play() {
     if (journal_.failures() == 0) {
         journal_.story("", judged_ == 0 ? "== the end"
                                         : "== the end: all " + std::to_string(judged_) + " expectations hold");
+    }
+    // Without a reader, as in "| head", all was said that anybody wanted.
+    if (journal_.error() != 0 && journal_.error() != EPIPE) {
+        return refuse(std::string("the journal cannot be written: ") + std::strerror(journal_.error()), 1);
     }
     return journal_.failures() == 0 ? 0 : 1;
 }
@@ -329,7 +335,7 @@ void player::stop_for_user() {
 
 void player::check_limits() {
     const auto now = clock_type::now();
-    if (journal_.is_broken() || now >= user_limit()) {
+    if (journal_.error() != 0 || now >= user_limit()) {
         stop_for_user();
     }
     if (is_told_to_end() && now >= stop_deadline_) {

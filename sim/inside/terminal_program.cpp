@@ -66,12 +66,15 @@ void terminal_program::end() {
     if (pid_ <= 0) {
         return;
     }
+    pollfd watched{end_.get(), POLLIN, 0};
+    const bool had_ended = poll(&watched, 1, 0) > 0;
     // As if the terminal went away: a shell ends by nothing milder. A stopped program must go on to notice.
     kill(pid_, SIGHUP);
     kill(pid_, SIGCONT);
-    pollfd watched{end_.get(), POLLIN, 0};
     if (poll(&watched, 1, PATIENCE_MILLISECONDS) <= 0) {
         kill(pid_, SIGKILL);
     }
-    waitpid(std::exchange(pid_, -1), nullptr, 0);
+    int status = 0;
+    waitpid(std::exchange(pid_, -1), &status, 0);
+    killed_by_ = had_ended && WIFSIGNALED(status) ? WTERMSIG(status) : 0;
 }

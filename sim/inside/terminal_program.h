@@ -27,10 +27,14 @@ public:
     // Makes it end. A program that does not within two seconds is killed.
     void end();
 
+    // Behind end(): the signal by which it had ended before it was told to; 0 when it had not.
+    int killed_by() const { return killed_by_; }
+
 private:
     std::vector<std::string> command_;
     bool leads_terminal_;
     std::array<descriptor, 3> streams_;
     pid_t pid_ = -1;
+    int killed_by_ = 0;
     descriptor end_;
 };

@@ -18,6 +18,7 @@
 
 #include "posix/descriptor.h"
 #include "sim/child.h"
+#include "sim/scenario/signal_names.h"
 
 namespace {
 
@@ -95,6 +96,8 @@ sigset_t stop_signals() {
     _exit(EXIT_NO_BOX);
 }
 
+constexpr int BY_SIGNAL = 128;  // as bubblewrap tells of the inner half, which itself never ends so
+
 // Waits for the end of the box. The first stop signal asks it to end, a second one ends it at once.
 int wait_for_end(pid_t pid, descriptor control) {
     const sigset_t signals = stop_signals();
@@ -107,7 +110,7 @@ int wait_for_end(pid_t pid, descriptor control) {
         if (watched[0].revents != 0) {
             int status = 0;
             waitpid(pid, &status, 0);
-            return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
+            return WIFEXITED(status) ? WEXITSTATUS(status) : BY_SIGNAL + WTERMSIG(status);
         }
         signalfd_siginfo received{};
         if (watched[1].revents == 0 || read(signal_source.get(), &received, sizeof received) < 0) {
@@ -168,7 +171,8 @@ int run_in_box(const box_request &request, const std::string &text) {
     const int status = wait_for_end(pid, std::move(control.write_end));
     char byte = 0;
     if (read(ready.read_end.get(), &byte, 1) == 1) {
-        return status;
+        return status <= BY_SIGNAL ? status
+                                   : refuse("the box was ended by signal " + signal_name(status - BY_SIGNAL), 1);
     }
     return refuse(
         "the box could not be made (bwrap's own message stands above, if there is one). The kernel may forbid\n"

@@ -46,7 +46,7 @@ The router in a box: runs the daemon with a simulated module, in a "/dev", "/tmp
   attach  run COMMAND (default: a shell) in the box that runs already; ending it leaves the box alone
             --box PID     which box, when several run
   list    name the scenarios of FOLDER (default: the shipped ones), one line each
-  check   look for errors in scenario files, and run nothing
+  check   look for errors in scenarios (files, or names of shipped ones), and run nothing
 
 Exit status: 0 all fine; 1 an expectation failed or the daemon ended wrongly; 2 an error in the scenario, on the
 command line, or no module at the port; 3 the box cannot be made or joined. That of attach is COMMAND's.
@@ -154,9 +154,14 @@ int list(const words &arguments) {
 }
 
 int check(const words &arguments) {
-    int status = arguments.empty() ? refuse("expected scenario files behind check") : 0;
-    for (const std::string &file : arguments) {
+    int status = arguments.empty() ? refuse("expected scenarios behind check: files, or names of shipped ones") : 0;
+    for (const std::string &word : arguments) {
+        if (word.starts_with('-')) {
+            status = refuse("did not expect \"" + word + "\"; see zelt-sim --help");
+            continue;
+        }
         try {
+            const fs::path file = find_scenario(word);
             parse_scenario(read_scenario(file), file);
         } catch (const scenario_error &e) {
             std::fprintf(stderr, "%s\n", e.what());

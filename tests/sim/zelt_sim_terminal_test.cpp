@@ -280,6 +280,7 @@ TEST_F(in_a_terminal, a_killed_view_ends_the_box_and_the_terminal_is_given_back)
     const auto processes = family(screen.pid());
     ASSERT_EQ(kill(screen.member("zelt-top"), SIGKILL), 0);
     EXPECT_EQ(screen.end(), 0) << screen.output();
+    EXPECT_THAT(screen.output(), HasSubstr("the view was ended by signal KILL"));
     EXPECT_TRUE(screen.is_as_before());
     EXPECT_TRUE(screen.page_is_left());
     expect_all_gone(processes);

@@ -129,6 +129,20 @@ TEST_F(box, a_daemon_that_dies_is_a_failure) {
     EXPECT_THAT(result.output, HasSubstr("the daemon ended with exit status 7"));
 }
 
+TEST_F(box, a_daemon_that_is_killed_is_told_with_the_signal) {
+    const outcome result = run("at 10s\nend\n", "kill -SEGV $$\n", "--quiet");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.output, HasSubstr("the daemon ended by signal SEGV"));
+    EXPECT_EQ(run("after exit SEGV\n", "kill -SEGV $$\n", "--quiet").status, 0);
+}
+
+TEST_F(box, a_box_that_is_killed_is_told_with_the_signal) {
+    // The daemon's parent is the box's inner half.
+    const outcome result = run("at 10s\nend\n", "kill -KILL $PPID\nsleep 10\n", "--quiet");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.output, HasSubstr("zelt-sim: the box was ended by signal KILL"));
+}
+
 TEST_F(box, a_daemon_that_ends_without_being_told_is_a_failure) {
     EXPECT_EQ(run("at 10s\nend\n", "exit 0\n").status, 1);
 }
@@ -495,6 +509,36 @@ TEST_F(box, check_reads_every_file) {
     EXPECT_EQ(result.status, 2);
     EXPECT_THAT(result.output, HasSubstr("bad.scenario:1: expected"));
     EXPECT_THAT(result.output, HasSubstr("worse.scenario:2: expected"));
+}
+
+TEST_F(box, check_takes_what_run_takes) {
+    EXPECT_EQ(shell(ZELT_SIM " check drive").status, 0);
+    const std::pair<std::string, const char *> rows[] = {
+        {folder_.string(), ": is a folder; `zelt-sim list "},
+        {"no-such-drive", "no-such-drive: cannot be read"},
+        {"\"\"", "\"\": cannot be read"},
+        {"--loud", "did not expect \"--loud\""},
+    };
+    for (const auto &[word, expected] : rows) {
+        for (const char *how : {" run ", " check drive "}) {
+            const outcome result = shell(ZELT_SIM + std::string(how) + word);
+            EXPECT_EQ(result.status, 2) << how << word;
+            EXPECT_THAT(result.output,
+                        testing::AnyOf(HasSubstr(expected), HasSubstr("expected a scenario behind run")));
+        }
+    }
+}
+
+TEST_F(box, output_that_cannot_be_written_is_an_error) {
+    for (const char *arguments : {" list", " --help"}) {
+        const outcome result = shell(ZELT_SIM + std::string(arguments) + " > /dev/full");
+        EXPECT_EQ(result.status, 1) << arguments;
+        EXPECT_EQ(result.output, "zelt-sim: cannot write: No space left on device\n");
+    }
+    const outcome played = shell(run_line("at 100s\nend\n", OBEDIENT, "") + " > /dev/full");
+    EXPECT_EQ(played.status, 1);
+    EXPECT_THAT(played.output, HasSubstr("the journal cannot be written: No space left on device"));
+    EXPECT_EQ(shell("{ " ZELT_SIM " list; echo $? >&2; } | true").output, "0\n") << "nobody wanted more";
 }
 
 TEST_F(box, help_is_printed_on_request) {
