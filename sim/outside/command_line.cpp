@@ -162,3 +162,12 @@ attach_request read_attach_request(const words &arguments) {
     request.command.assign(word, arguments.end());
     return request;
 }
+
+words read_ports(const words &arguments) {
+    for (const std::string &word : arguments) {
+        if (!word.starts_with('/')) {
+            refuse_word(word);
+        }
+    }
+    return arguments;
+}

@@ -16,4 +16,5 @@ struct attach_request {
 play_request read_run_request(const std::vector<std::string> &arguments);
 play_request read_shell_request(const std::vector<std::string> &arguments);
 play_request read_module_request(const std::vector<std::string> &arguments);
+std::vector<std::string> read_ports(const std::vector<std::string> &arguments);
 attach_request read_attach_request(const std::vector<std::string> &arguments);

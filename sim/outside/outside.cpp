@@ -14,6 +14,7 @@
 #include "sim/outside/box.h"
 #include "sim/outside/command_line.h"
 #include "sim/outside/port_check.h"
+#include "sim/outside/probe.h"
 #include "sim/outside/scenario_files.h"
 #include "sim/outside/terminal_guard.h"
 #include "sim/scenario/scenario.h"
@@ -27,6 +28,7 @@ constexpr const char *USAGE =
     R"(Usage: zelt-sim run SCENARIO [--view] [--speed N] [--seconds N] [--quiet | --verbose] [-- COMMAND...]
        zelt-sim shell [SCENARIO] [--speed N] [--seconds N]
        zelt-sim module PORT --model NAME [--view] [--seconds N] [--quiet | --verbose]
+       zelt-sim probe [PORT...]
        zelt-sim attach [--box PID] [-- COMMAND...]
        zelt-sim list [FOLDER]
        zelt-sim check SCENARIO...
@@ -43,13 +45,16 @@ The router in a box: runs the daemon with a simulated module, in a "/dev", "/tmp
   shell   play SCENARIO (default: drive) and open a shell in the box; leaving it ends the box
   module  run the daemon with the real module behind the serial port PORT, such as /dev/ttyUSB2. NAME is its model:
           EC21, EC25, BG96, RM520N ... Everything but the port stays as private as with the simulated module
+  probe   ask the serial ports of this machine, or each PORT, which one a module answers on, and print how to go on;
+          queries only, and a port that another program has open is left alone
   attach  run COMMAND (default: a shell) in the box that runs already; ending it leaves the box alone
             --box PID     which box, when several run
   list    name the scenarios of FOLDER (default: the shipped ones), one line each
   check   look for errors in scenarios (files, or names of shipped ones), and run nothing
 
 Exit status: 0 all fine; 1 an expectation failed or the daemon ended wrongly; 2 an error in the scenario, on the
-command line, or no module at the port; 3 the box cannot be made or joined. That of attach is COMMAND's.
+command line, or no module at the port; 3 the box cannot be made or joined. That of attach is COMMAND's; of
+probe 0 when there is a port to go on with, else 1.
 )";
 
 // In place of a file: the daemon with the real module, until the user ends it.
@@ -185,6 +190,9 @@ int outside(const words &all) {
     if (subcommand == "module") {
         return play(read_module_request(arguments));
     }
+    if (subcommand == "probe") {
+        return probe(read_ports(arguments));
+    }
     if (subcommand == "attach") {
         const attach_request request = read_attach_request(arguments);
         return attach_to_box(request.box, request.command);
@@ -199,5 +207,5 @@ int outside(const words &all) {
         std::fputs(USAGE, stdout);
         return 0;
     }
-    return refuse("expected run, shell, module, attach, list or check; see zelt-sim --help");
+    return refuse("expected run, shell, module, probe, attach, list or check; see zelt-sim --help");
 }

@@ -416,6 +416,9 @@ public:
         int router_side = -1;
         std::array<char, 64> name{};
         openpty(&module_side, &router_side, name.data(), nullptr, nullptr);
+        // Nobody whom this test starts has it open besides.
+        fcntl(module_side, F_SETFD, FD_CLOEXEC);
+        fcntl(router_side, F_SETFD, FD_CLOEXEC);
         module_side_ = descriptor(module_side);
         router_side_ = descriptor(router_side);
         termios settings{};
@@ -428,6 +431,19 @@ public:
 
     const std::string &name() const { return name_; }
 
+    // Nobody but who comes has it open.
+    void let_go() { router_side_.close(); }
+
+    // Says this again and again, unasked.
+    void babble(const std::string &text) {
+        babbler_ = std::jthread([this, text](const std::stop_token &stop) {
+            while (!stop.stop_requested()) {
+                [[maybe_unused]] const auto size = write(module_side_.get(), text.data(), text.size());
+                std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            }
+        });
+    }
+
 private:
     void answer(const std::stop_token &stop) {
         std::string command;
@@ -435,6 +451,7 @@ private:
             pollfd watched{module_side_.get(), POLLIN, 0};
             char c = 0;
             if (poll(&watched, 1, 50) <= 0 || read(module_side_.get(), &c, 1) != 1) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(5));  // nobody has it open: poll does not wait
                 continue;
             }
             if (c != '\r') {
@@ -451,7 +468,8 @@ private:
     descriptor module_side_;
     descriptor router_side_;
     std::string name_;
-    std::jthread thread_;  // last: it uses the others
+    std::jthread thread_;  // these are last: they use the others
+    std::jthread babbler_;
 };
 
 std::string module_line(const std::string &port) {
@@ -476,6 +494,68 @@ TEST_F(in_a_terminal, a_silent_port_is_reported_as_no_at_port) {
     EXPECT_THAT(output, HasSubstr(port.name() + " is no AT port"));
     EXPECT_THAT(output, HasSubstr("try the next one"));
     EXPECT_THAT(output, Not(HasSubstr("cycle")));
+}
+
+// --- Which port ---
+
+const std::map<std::string, std::string> REGISTERED_EC25{
+    {"at", "OK"},
+    {"ati", "Maker\r\nEC25\r\nRevision: EC25EFAR06A01M4G\r\n\r\nOK"},
+    {"at+cgmm", "EC25\r\n\r\nOK"},
+    {"at+cpin?", "+CPIN: READY\r\n\r\nOK"},
+    {"at+creg?", "+CREG: 0,2\r\n\r\nOK"},
+    {"at+cereg?", "+CEREG: 0,5\r\n\r\nOK"},
+};
+
+TEST_F(in_a_terminal, probing_tells_the_ports_apart_and_how_to_go_on) {
+    real_port module(REGISTERED_EC25);
+    real_port mute({});
+    real_port positions({});
+    for (real_port *port : {&module, &mute, &positions}) {
+        port->let_go();
+    }
+    positions.babble("$GPGGA,120000.00,,,,,0,,,,,,,,*66\r\n");
+    std::string output;
+    const std::string ports =
+        mute.name() + " " + positions.name() + " " + module.name() + " /dev/no_such_port /dev/null";
+    EXPECT_EQ(status_of(ZELT_SIM " probe " + ports, output), 0);
+    EXPECT_EQ(output.substr(0, output.find("/dev/no_such_port")),
+              mute.name() + "  does not answer AT\n" + positions.name() +
+                  "  sends NMEA: positions of a satellite receiver, no AT port\n" + module.name() +
+                  "  answers AT: EC25, SIM ready, registered, roaming\n    Maker, EC25, Revision: EC25EFAR06A01M4G\n"
+                  "    go on with: ./run --module " +
+                  module.name() + " --model EC25\n");
+    EXPECT_THAT(output, HasSubstr("/dev/no_such_port  No such file or directory. Is the module plugged in?"));
+    EXPECT_THAT(output, HasSubstr("/dev/null is no serial port"));
+}
+
+TEST_F(in_a_terminal, probing_asks_no_port_that_another_program_has_open) {
+    const real_port held(REGISTERED_EC25);  // by this test
+    std::string output;
+    EXPECT_EQ(status_of(ZELT_SIM " probe " + held.name() + " < /dev/null", output), 1);
+    EXPECT_THAT(output, HasSubstr("in use by zelt_sim_termin (process " + std::to_string(getpid()) + "); left alone"));
+    terminal no(ZELT_SIM " probe " + held.name());
+    ASSERT_TRUE(no.shows("[y/N] "));
+    no.type("\n");
+    EXPECT_EQ(no.end(), 1);
+    EXPECT_THAT(no.output(), HasSubstr("left alone"));
+    terminal yes(ZELT_SIM " probe " + held.name());
+    ASSERT_TRUE(yes.shows("[y/N] "));
+    yes.type("y\n");
+    EXPECT_EQ(yes.end(), 0);
+    EXPECT_THAT(yes.output(), HasSubstr("go on with: ./run"));
+}
+
+TEST_F(in_a_terminal, probing_names_what_is_missing_behind_a_port_that_answers) {
+    real_port bare({{"at", "OK"},
+                    {"at+cgmm", "+CGMM: XY7; reboot\r\n\r\nOK"},
+                    {"at+cpin?", "+CME ERROR: 10"},
+                    {"at+creg?", "+CREG: 0,0\r\n\r\nOK"}});
+    bare.let_go();
+    std::string output;
+    EXPECT_EQ(status_of(ZELT_SIM " probe " + bare.name(), output), 1);
+    EXPECT_THAT(output, HasSubstr("answers AT: XY7; reboot, no SIM, not registered\n"));
+    EXPECT_THAT(output, Not(HasSubstr("go on with")));
 }
 
 TEST_F(in_a_terminal, what_is_no_port_is_reported) {
