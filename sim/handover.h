@@ -45,10 +45,14 @@ inline constexpr const char *NOT_FOR_PEOPLE = "\"inside\" is for zelt-sim itself
 
 // It finds the text of its scenario on this descriptor, ...
 inline constexpr int BOX_TEXT = 3;
-// ... a pipe that is closed when it shall end, ...
+// ... a pipe that is closed when it shall end, and brings a byte when it shall stop for a while or go on, ...
 inline constexpr int BOX_CONTROL = 4;
-// ... and one in which it writes a byte as soon as the box stands.
+inline constexpr char STOP_FOR_A_WHILE = 's';
+inline constexpr char GO_ON = 'c';
+// ... and one in which it writes a byte as soon as the box stands, and another each time it has stopped for a while.
 inline constexpr int BOX_READY = 5;
+inline constexpr char BOX_STANDS = '!';
+inline constexpr char BOX_HAS_STOPPED = 's';
 
 // The module's port in the box.
 inline constexpr const char *MODULE_PORT = "/dev/ttyQSB3";

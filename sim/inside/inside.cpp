@@ -110,7 +110,7 @@ int inside(const words &arguments) try {
     std::signal(SIGPIPE, SIG_IGN);
     const scenario story = parse_scenario(*text, request.scenario);
     prepare_router();
-    if (write(BOX_READY, "", 1) != 1) {
+    if (write(BOX_READY, &BOX_STANDS, 1) != 1) {
         return EXIT_NO_BOX;
     }
     if (!request.port.empty()) {

@@ -1,6 +1,7 @@
 #include "sim/inside/terminal_program.h"
 
 #include <csignal>
+#include <ctime>
 #include <system_error>
 #include <utility>
 
@@ -38,13 +39,9 @@ void terminal_program::start() {
     }
     posix_spawnattr_t attributes{};
     posix_spawnattr_init(&attributes);
-    // The box ignores what a terminal sends; this program shall not. But for the stop key: whoever gives the terminal
-    // back to the user's shell may be stopped before this program has left its page, and it could not any more.
+    // The box ignores what a terminal sends; this program shall not.
     sigset_t every{};
     sigfillset(&every);
-    if (!leads_terminal_) {
-        sigdelset(&every, SIGTSTP);
-    }
     posix_spawnattr_setsigdefault(&attributes, &every);
     if (leads_terminal_) {
         posix_spawnattr_setpgroup(&attributes, 0);
@@ -60,6 +57,36 @@ void terminal_program::start() {
         throw std::system_error(error, std::generic_category(), command_[0]);
     }
     end_ = end_of_process(pid_);
+}
+
+bool terminal_program::has_stopped() const {
+    siginfo_t found{};
+    return pid_ > 0 && waitid(P_PID, static_cast<id_t>(pid_), &found, WSTOPPED | WNOHANG | WNOWAIT) == 0 &&
+           found.si_pid == pid_;
+}
+
+void terminal_program::stop_for_a_while() const {
+    if (pid_ <= 0) {
+        return;
+    }
+    kill(pid_, SIGTSTP);
+    const timespec moment{.tv_sec = 0, .tv_nsec = 10'000'000};
+    for (int waited = 0; waited < PATIENCE_MILLISECONDS / 2 && !has_stopped(); waited += 10) {
+        pollfd watched{end_.get(), POLLIN, 0};
+        ppoll(&watched, 1, &moment, nullptr);
+    }
+    kill(pid_, SIGSTOP);  // a shell stops by nothing milder
+}
+
+void terminal_program::go_on() const {
+    if (pid_ <= 0) {
+        return;
+    }
+    if (leads_terminal_) {
+        std::signal(SIGTTOU, SIG_IGN);  // may be in the background, and takes the terminal for it all the same
+        tcsetpgrp(STDIN_FILENO, pid_);
+    }
+    kill(pid_, SIGCONT);
 }
 
 void terminal_program::end() {

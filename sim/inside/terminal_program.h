@@ -24,6 +24,13 @@ public:
 
     int end_descriptor() const { return end_.get(); }  // readable when it has ended
 
+    // Whether somebody stopped it, as the stop key does, or a shell's `suspend`.
+    bool has_stopped() const;
+
+    // Waits until it has left its page.
+    void stop_for_a_while() const;
+    void go_on() const;
+
     // Makes it end. A program that does not within two seconds is killed.
     void end();
 

@@ -118,9 +118,6 @@ int play_in_box(play_request request, const std::string &name, const std::string
     }
     const words inner = to_words(request);
     box.command.insert(box.command.end(), inner.begin(), inner.end());
-    if (request.beside != companion::none) {
-        std::signal(SIGTSTP, SIG_IGN);  // see terminal_program: nobody stops half-way
-    }
     const terminal_guard terminal;
     return run_in_box(box, text);
 }

@@ -138,7 +138,7 @@ finding ask_port(const std::string &port) {
     const at_answer first = ask_module(fd, "at\r", "", SHORT);
     const bool answers = first.is_complete() || (first.lines.empty() && first.ending != at_ending::port_closed &&
                                                  ask_module(fd, "at\r", "", SHORT).is_complete());
-    const finding found = answers ? describe_module(port, fd) : describe_silence(first);
+    finding found = answers ? describe_module(port, fd) : describe_silence(first);
     ser_close(fd);
     return found;
 }

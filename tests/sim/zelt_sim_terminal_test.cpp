@@ -379,6 +379,90 @@ TEST_F(in_a_terminal, the_shell_takes_commands_from_a_pipe) {
     EXPECT_THAT(output, HasSubstr("-82\n/dev/ttyQSB3\n"));
 }
 
+// --- The stop key, below a shell with job control ---
+
+class job : public in_a_terminal {
+protected:
+    void start(const std::string &line) {
+        ASSERT_TRUE(shell_.shows("$ "));
+        shell_.type(line + "\n");
+    }
+    void expect_stopped() {
+        EXPECT_TRUE(shell_.shows("Stopped")) << shell_.output();
+        EXPECT_TRUE(shell_.page_is_left());
+        shell_.forget();
+        shell_.type("echo the''re\n");
+        EXPECT_TRUE(shell_.shows("there")) << shell_.output();
+    }
+    void go_on() {
+        shell_.forget();
+        shell_.type("fg\n");
+    }
+    void expect_status(const std::string &status) {
+        shell_.type("echo st''atus $?\n");
+        EXPECT_TRUE(shell_.shows("status " + status)) << shell_.output();
+        shell_.type("exit\n");
+    }
+
+    terminal shell_{"env PS1='$ ' bash --norc -i"};
+};
+
+char state_of(pid_t pid) {
+    const std::string stat = content("/proc/" + std::to_string(pid) + "/stat");
+    return stat.empty() ? '-' : stat[stat.rfind(") ") + 2];
+}
+
+TEST_F(job, stops_with_the_daemon_and_goes_on) {
+    start(ZELT_SIM " run " + file("lte.scenario", LTE));
+    ASSERT_TRUE(shell_.shows("cycle  1")) << shell_.output();
+    const pid_t daemon = shell_.member("zelt-stats");
+    shell_.type("\032");
+    expect_stopped();
+    EXPECT_EQ(state_of(daemon), 'T');
+    go_on();
+    EXPECT_TRUE(shell_.shows("cycle  2")) << shell_.output();
+    shell_.type("\003");
+    expect_status("0");
+}
+
+TEST_F(job, leaves_the_view_and_returns_to_it) {
+    start(view());
+    ASSERT_TRUE(shell_.shows("-82 dBm")) << shell_.output();
+    shell_.type("\032");
+    expect_stopped();
+    go_on();
+    EXPECT_TRUE(shell_.shows("-82 dBm")) << shell_.output();
+    shell_.type("q");
+    expect_status("0");
+}
+
+TEST_F(job, stops_with_its_shell) {
+    start(ZELT_SIM " shell " + file("lte.scenario", LTE));
+    ASSERT_TRUE(shell_.shows("box:/#")) << shell_.output();
+    shell_.type("suspend\n");
+    expect_stopped();
+    go_on();
+    shell_.type("echo st''ill here\n");
+    EXPECT_TRUE(shell_.shows("still here")) << shell_.output();
+    shell_.type("exit\n");
+    expect_status("0");
+}
+
+TEST_F(job, a_time_table_waits_meanwhile) {
+    const std::string daemon = file("daemon.sh", "#!/bin/sh\ntrap 'exit 0' TERM\nwhile :; do sleep 0.05; done\n");
+    start(ZELT_SIM " run " + file("wait.scenario", "say be gin\nat 4s\nsay too late\nend\n") + " -- " + daemon);
+    ASSERT_TRUE(shell_.shows("be gin"));
+    shell_.type("\032");
+    expect_stopped();
+    std::this_thread::sleep_for(std::chrono::seconds(5));
+    shell_.forget();
+    shell_.type("fg\n");
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    EXPECT_THAT(shell_.output(), Not(HasSubstr("too late")));
+    EXPECT_TRUE(shell_.shows("too late"));
+    expect_status("0");
+}
+
 // --- Accelerated time ---
 
 TEST_F(in_a_terminal, pauses_of_the_daemon_are_shorter_with_speed) {
