@@ -111,7 +111,7 @@ bool enter(const descriptor &box) {
     if (getppid() != 0 && getppid() != parent) {
         _exit(EXIT_NO_BOX);
     }
-    for (const int number : {SIGINT, SIGQUIT, SIGPIPE}) {
+    for (const int number : {SIGINT, SIGQUIT, SIGTSTP, SIGTTOU, SIGPIPE}) {
         std::signal(number, SIG_DFL);
     }
     std::vector<char *> argv;
@@ -124,12 +124,22 @@ bool enter(const descriptor &box) {
     _exit(refuse(text, errno == ENOENT ? 127 : 126));
 }
 
-// A stopped command stops this program too, so that the user's shell takes the terminal back.
+// A stopped command stops this program too, behind it, so that the user's shell takes the terminal back. By SIGTSTP:
+// without a shell that could let it go on, it does not stop at all.
+void stop_with_command(pid_t pid) {
+    std::signal(SIGTSTP, SIG_DFL);
+    raise(SIGTSTP);
+    std::signal(SIGTSTP, SIG_IGN);
+    if (const pid_t group = getpgid(pid); group > 0 && group != getpgrp()) {
+        tcsetpgrp(STDIN_FILENO, group);  // a shell leads the terminal
+    }
+    kill(pid, SIGCONT);
+}
+
 int wait_for_command(pid_t pid, const descriptor &box) {
     int status = 0;
     while (waitpid(pid, &status, WUNTRACED) == pid && WIFSTOPPED(status)) {
-        raise(SIGSTOP);
-        kill(pid, SIGCONT);
+        stop_with_command(pid);
     }
     if (WIFEXITED(status)) {
         return WEXITSTATUS(status);
@@ -155,7 +165,7 @@ int attach_to_box(int wanted, const words &command) {
                       EXIT_NO_BOX);
     }
     set_box_environment(chosen.folder);
-    for (const int number : {SIGINT, SIGQUIT}) {
+    for (const int number : {SIGINT, SIGQUIT, SIGTSTP, SIGTTOU}) {
         std::signal(number, SIG_IGN);  // the terminal's keys are for the command
     }
     const pid_t self = getpid();

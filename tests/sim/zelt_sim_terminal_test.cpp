@@ -387,6 +387,17 @@ protected:
         ASSERT_TRUE(shell_.shows("$ "));
         shell_.type(line + "\n");
     }
+    // One that runs in the background.
+    void join_a_box(const std::string &command) {
+        start(ZELT_SIM " run " + file("lte.scenario", LTE) + " --quiet &");
+        shell_.member("zelt-stats");
+        std::string box;
+        for (const auto &[pid, words] : family(shell_.pid())) {
+            const std::string inside{ZELT_SIM "\0inside", sizeof ZELT_SIM + 6};
+            box = words.starts_with(inside) ? std::to_string(pid) : box;
+        }
+        shell_.type(ZELT_SIM " attach --box " + box + " " + command + "\n");
+    }
     void expect_stopped() {
         EXPECT_TRUE(shell_.shows("Stopped")) << shell_.output();
         EXPECT_TRUE(shell_.page_is_left());
@@ -446,6 +457,33 @@ TEST_F(job, stops_with_its_shell) {
     EXPECT_TRUE(shell_.shows("still here")) << shell_.output();
     shell_.type("exit\n");
     expect_status("0");
+}
+
+TEST_F(job, leaves_a_view_that_joined_a_box) {
+    join_a_box("-- zelt-top");
+    ASSERT_TRUE(shell_.shows("-82 dBm")) << shell_.output();
+    shell_.type("\032");
+    expect_stopped();
+    go_on();
+    EXPECT_TRUE(shell_.shows("-82 dBm")) << shell_.output();
+    shell_.type("q");
+    shell_.type("echo st''atus $?; kill %1; wait\n");
+    EXPECT_TRUE(shell_.shows("status 0")) << shell_.output();
+    shell_.type("exit\n");
+}
+
+TEST_F(job, stops_with_a_shell_that_joined_a_box) {
+    join_a_box("");
+    ASSERT_TRUE(shell_.shows("box:/#")) << shell_.output();
+    shell_.type("suspend\n");
+    expect_stopped();
+    go_on();
+    shell_.type("echo st''ill here\n");
+    EXPECT_TRUE(shell_.shows("still here")) << shell_.output();
+    shell_.type("exit\n");
+    shell_.type("echo st''atus $?; kill %1; wait\n");
+    EXPECT_TRUE(shell_.shows("status 0")) << shell_.output();
+    shell_.type("exit\n");
 }
 
 TEST_F(job, a_time_table_waits_meanwhile) {
