@@ -165,8 +165,11 @@ attach_request read_attach_request(const words &arguments) {
 
 words read_ports(const words &arguments) {
     for (const std::string &word : arguments) {
-        if (!word.starts_with('/')) {
+        if (word.starts_with('-')) {
             refuse_word(word);
+        }
+        if (!word.starts_with('/')) {
+            fail("serial ports such as /dev/ttyUSB2 behind probe, found \"" + word + "\"");
         }
     }
     return arguments;

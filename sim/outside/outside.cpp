@@ -53,8 +53,8 @@ The router in a box: runs the daemon with a simulated module, in a "/dev", "/tmp
   check   look for errors in scenarios (files, or names of shipped ones), and run nothing
 
 Exit status: 0 all fine; 1 an expectation failed or the daemon ended wrongly; 2 an error in the scenario, on the
-command line, or no module at the port; 3 the box cannot be made or joined. That of attach is COMMAND's; of
-probe 0 when there is a port to go on with, else 1.
+command line, no module at the port, or no box to join; 3 the box cannot be made or joined. That of attach is COMMAND's;
+of probe 0 when there is a port to go on with, else 1.
 )";
 
 // In place of a file: the daemon with the real module, until the user ends it.

@@ -72,6 +72,13 @@ TEST(command_line, attaching_takes_a_box_and_a_command) {
     }
 }
 
+TEST(command_line, ports_are_named_in_full) {
+    EXPECT_EQ(read_ports({"/dev/ttyUSB2", "/dev/x"}), (words{"/dev/ttyUSB2", "/dev/x"}));
+    EXPECT_TRUE(read_ports({}).empty());
+    EXPECT_THROW(read_ports({"ttyUSB2"}), request_error);
+    EXPECT_THROW(read_ports({"/dev/ttyUSB2", "--loud"}), request_error);
+}
+
 TEST(command_line, models_are_known_as_the_daemon_knows_them) {
     for (const char *model : {"EC21", "EC25", "EC25-AF", "BG96", "RM500Q", "RM520N"}) {
         EXPECT_EQ(read_module_request({"/dev/x", "--model", model}).model, model);
