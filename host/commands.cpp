@@ -14,98 +14,17 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
-#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "host/stop.h"
 #include "platform/device_utils.h"
 #include "posix/descriptor.h"
+#include "posix/process.h"
 
 namespace {
 
 using clock_type = std::chrono::steady_clock;
-
-// What the shell reports when it could not run a command; used likewise when the shell itself could not be run.
-constexpr int COULD_NOT_BE_RUN = 127;
-
-struct child_settings {
-    int standard_output = STDOUT_FILENO;
-    bool supervised = false;  // leads a process group of its own, and dies with us
-};
-
-// The rest of the child's life before its program. Only what may be called after fork(); execvp() of glibc may.
-[[noreturn]] void become(char *const *arguments, const child_settings &settings, pid_t parent) {
-    if (settings.supervised) {
-        setpgid(0, 0);
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        if (getppid() != parent) {  // it died before it could be watched
-            _exit(COULD_NOT_BE_RUN);
-        }
-    }
-    const int no_input = open("/dev/null", O_RDONLY);
-    if (no_input < 0 || dup2(no_input, STDIN_FILENO) < 0 || dup2(settings.standard_output, STDOUT_FILENO) < 0) {
-        _exit(COULD_NOT_BE_RUN);
-    }
-    closefrom(STDERR_FILENO + 1);  // not every library opens its descriptors with O_CLOEXEC
-    for (int signal_number = 1; signal_number < NSIG; ++signal_number) {
-        std::signal(signal_number, SIG_DFL);
-    }
-    sigset_t none = {};
-    sigemptyset(&none);
-    sigprocmask(SIG_SETMASK, &none, nullptr);
-    execvp(arguments[0], arguments);
-    _exit(COULD_NOT_BE_RUN);
-}
-
-// The process id, or -1. `arguments` ends with a null pointer, as for execvp. Not posix_spawn(): it cannot ask for the
-// child's death with ours.
-pid_t start(char *const *arguments, const child_settings &settings) {
-    const pid_t parent = getpid();
-    sigset_t every = {};
-    sigset_t before = {};
-    sigfillset(&every);
-    sigprocmask(SIG_BLOCK, &every, &before);  // our handlers are not for the child
-    const pid_t child = fork();
-    if (child == 0) {
-        become(arguments, settings, parent);
-    }
-    sigprocmask(SIG_SETMASK, &before, nullptr);
-    if (child > 0 && settings.supervised) {
-        setpgid(child, child);  // whoever of the two comes first: it may be killed at once
-    }
-    return child;
-}
-
-std::vector<char *> argument_pointers(const std::vector<std::string> &arguments) {
-    std::vector<char *> pointers;
-    pointers.reserve(arguments.size() + 1);
-    for (const std::string &argument : arguments) {
-        pointers.push_back(const_cast<char *>(argument.c_str()));  // exec's type; it does not write
-    }
-    pointers.push_back(nullptr);
-    return pointers;
-}
-
-// As the shell says it: the exit status, or 128 + n for signal n.
-int shell_status(int wait_status) {
-    return WIFSIGNALED(wait_status) ? 128 + WTERMSIG(wait_status) : WEXITSTATUS(wait_status);
-}
-
-int wait_for_end(pid_t child) {
-    int status = 0;
-    while (waitpid(child, &status, 0) < 0) {
-        if (errno != EINTR) {  // SIGCHLD is ignored and the kernel has forgotten the status
-            return COULD_NOT_BE_RUN;
-        }
-    }
-    return shell_status(status);
-}
-
-int run_in_shell(const char *command_line) {
-    const pid_t child = start(argument_pointers({"/bin/sh", "-c", command_line}).data(), {});
-    return child < 0 ? COULD_NOT_BE_RUN : wait_for_end(child);
-}
 
 int milliseconds_until(clock_type::time_point moment) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(moment - clock_type::now()).count();
@@ -208,25 +127,26 @@ int brelsys(const char *format, ...) {
         return COULD_NOT_BE_RUN;
     }
     const std::unique_ptr<char, decltype(&std::free)> owner(command_line, &std::free);
-    return run_in_shell(command_line);
+    return run_process({"/bin/sh", "-c", command_line});
 }
 
 std::optional<std::string> collect_output(const std::vector<std::string> &program_and_arguments,
                                           std::chrono::milliseconds deadline, std::size_t size_limit) {
     const clock_type::time_point give_up = clock_type::now() + deadline;
-    std::array<int, 2> ends = {-1, -1};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+    pipe_ends output;
+    if (!output.read_end.is_open()) {
         return std::nullopt;
     }
-    descriptor read_end(ends[0]);
-    descriptor write_end(ends[1]);
-    const pid_t child = start(argument_pointers(program_and_arguments).data(), {write_end.get(), true});
+    const pid_t child =
+        start_process(program_and_arguments, {.streams = {NULL_DEVICE, output.write_end.get(), STDERR_FILENO},
+                                              .group = process_group::own,
+                                              .dies_with_us = true});
     if (child < 0) {
         return std::nullopt;
     }
-    write_end.close();
+    output.write_end.close();
 
-    supervised program(child, std::move(read_end));
+    supervised program(child, std::move(output.read_end));
     if (!program.follow_to_the_end(give_up, size_limit) || program.reaped_status() != 0) {
         return std::nullopt;
     }

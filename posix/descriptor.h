@@ -1,8 +1,10 @@
-// An open descriptor that closes itself. Never logs.
+// Open descriptors that close themselves. Never logs.
 #pragma once
 
+#include <array>
 #include <utility>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 class descriptor {
@@ -25,4 +27,17 @@ public:
 
 private:
     int fd_;
+};
+
+// Both closed on exec; not open, with errno set, when no pipe can be made.
+struct pipe_ends {
+    pipe_ends() {
+        std::array<int, 2> ends = {-1, -1};
+        if (pipe2(ends.data(), O_CLOEXEC) == 0) {
+            read_end = descriptor(ends[0]);
+            write_end = descriptor(ends[1]);
+        }
+    }
+    descriptor read_end;
+    descriptor write_end;
 };

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "sim/child.h"
+#include "sim/inside/child.h"
 #include "sim/scenario/router.h"
 
 class message_broker {

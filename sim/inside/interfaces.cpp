@@ -12,7 +12,7 @@
 #include <sys/socket.h>
 
 #include "posix/descriptor.h"
-#include "sim/child.h"
+#include "posix/process.h"
 
 namespace {
 
@@ -40,10 +40,16 @@ void bring_loopback_up() {
     fail_unless(control(SIOCSIFFLAGS, request), "loopback interface");
 }
 
+// Runs the program of this name, silent and out of reach of the terminal; its exit status.
+int ip(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), "ip");
+    return run_process(arguments, {.streams = {NULL_DEVICE, NULL_DEVICE, NULL_DEVICE}, .group = process_group::own});
+}
+
 // A kernel without this kind of interface still runs everything that needs no address.
 void make_interface(const std::string &name, const std::string &far_end) {
-    run_helper({"ip", "link", "add", name, "type", "veth", "peer", "name", far_end});
-    run_helper({"ip", "link", "set", far_end, "up"});
+    ip({"link", "add", name, "type", "veth", "peer", "name", far_end});
+    ip({"link", "set", far_end, "up"});
 }
 
 // The real folder shows the host's interfaces, and an interface of this kind has no such setting.
@@ -60,16 +66,16 @@ void make_interfaces() {
     make_interface("wwan0", "tower0");
     for (const std::string port : {"eth0", "eth1"}) {
         make_interface(port, "lan_" + port);
-        run_helper({"ip", "link", "set", port, "up"});
+        ip({"link", "set", port, "up"});
     }
     make_raw_ip_setting();
 }
 
 std::string set_address(const std::string &address) {
-    if (run_helper({"ip", "-4", "address", "flush", "dev", "wwan0"}) != 0) {
+    if (ip({"-4", "address", "flush", "dev", "wwan0"}) != 0) {
         return "wwan0: no such interface: `ip` is missing, or this kernel has no veth interfaces";
     }
-    if (!address.empty() && run_helper({"ip", "address", "add", address, "dev", "wwan0"}) != 0) {
+    if (!address.empty() && ip({"address", "add", address, "dev", "wwan0"}) != 0) {
         return "wwan0: the address was refused";
     }
     return "";

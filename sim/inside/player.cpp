@@ -11,10 +11,10 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include "sim/child.h"
 #include "sim/database.h"
 #include "sim/handover.h"
 #include "sim/inside/broker.h"
+#include "sim/inside/child.h"
 #include "sim/inside/interfaces.h"
 #include "sim/inside/journal.h"
 #include "sim/inside/key_changes.h"

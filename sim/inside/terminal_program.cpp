@@ -2,16 +2,14 @@
 
 #include <csignal>
 #include <ctime>
-#include <system_error>
 #include <utility>
 
 #include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "sim/child.h"
+#include "posix/process.h"
 
 namespace {
 
@@ -27,35 +25,10 @@ terminal_program::terminal_program(std::vector<std::string> command, bool leads_
 }
 
 void terminal_program::start() {
-    std::vector<char *> argv;
-    for (const std::string &word : command_) {
-        argv.push_back(const_cast<char *>(word.c_str()));  // NOLINT: posix_spawn does not write there
-    }
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t files{};
-    posix_spawn_file_actions_init(&files);
-    for (int fd = 0; fd < static_cast<int>(streams_.size()); ++fd) {
-        posix_spawn_file_actions_adddup2(&files, streams_.at(static_cast<std::size_t>(fd)).get(), fd);
-    }
-    posix_spawnattr_t attributes{};
-    posix_spawnattr_init(&attributes);
     // The box ignores what a terminal sends; this program shall not.
-    sigset_t every{};
-    sigfillset(&every);
-    posix_spawnattr_setsigdefault(&attributes, &every);
-    if (leads_terminal_) {
-        posix_spawnattr_setpgroup(&attributes, 0);
-        posix_spawn_file_actions_addtcsetpgrp_np(&files, STDIN_FILENO);
-    }
-    const int group = leads_terminal_ ? POSIX_SPAWN_SETPGROUP : 0;
-    posix_spawnattr_setflags(&attributes, static_cast<short>(POSIX_SPAWN_SETSIGDEF | group));
-    const int error = posix_spawnp(&pid_, argv[0], &files, &attributes, argv.data(), environ);
-    posix_spawnattr_destroy(&attributes);
-    posix_spawn_file_actions_destroy(&files);
-    if (error != 0) {
-        pid_ = -1;
-        throw std::system_error(error, std::generic_category(), command_[0]);
-    }
+    pid_ = start_program(command_, {.streams = {streams_[0].get(), streams_[1].get(), streams_[2].get()},
+                                    .group = leads_terminal_ ? process_group::foreground : process_group::ours,
+                                    .inherits_descriptors = true});
     end_ = end_of_process(pid_);
 }
 

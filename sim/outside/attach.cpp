@@ -18,7 +18,7 @@
 #include <unistd.h>
 
 #include "posix/descriptor.h"
-#include "sim/child.h"
+#include "posix/process.h"
 #include "sim/handover.h"
 #include "sim/outside/terminal_guard.h"
 #include "sim/scenario/line_text.h"
@@ -114,12 +114,7 @@ bool enter(const descriptor &box) {
     for (const int number : {SIGINT, SIGQUIT, SIGTSTP, SIGTTOU, SIGPIPE}) {
         std::signal(number, SIG_DFL);
     }
-    std::vector<char *> argv;
-    for (const std::string &word : command) {
-        argv.push_back(const_cast<char *>(word.c_str()));  // NOLINT: execvp does not write there
-    }
-    argv.push_back(nullptr);
-    execvp(argv[0], argv.data());
+    execvp(command[0].c_str(), argument_vector(command).data());
     const std::string text = command[0] + ": " + std::strerror(errno);
     _exit(refuse(text, errno == ENOENT ? 127 : 126));
 }
@@ -152,12 +147,9 @@ int wait_for_command(pid_t pid, const descriptor &box) {
     return 128 + WTERMSIG(status);
 }
 
-}  // namespace
-
-int attach_to_box(int wanted, const words &command) {
-    const running_box chosen = choose(wanted);
+// Enters the box with this process: it is of no other use then.
+int run_inside(const running_box &chosen, const words &command) {
     const descriptor box = end_of_process(chosen.pid);
-    const words what = command.empty() ? shell_in_box() : command;
     const terminal_guard terminal;
     if (!box.is_open() || !enter(box)) {
         return refuse("cannot join the box " + std::to_string(chosen.pid) + ": " + std::strerror(errno) +
@@ -174,7 +166,15 @@ int attach_to_box(int wanted, const words &command) {
         return refuse("no new process can be made in the box; it may be about to end", EXIT_NO_BOX);
     }
     if (pid == 0) {
-        become(what, self);
+        become(command, self);
     }
     return wait_for_command(pid, box);
+}
+
+}  // namespace
+
+void attach_to_box(int wanted, const words &command) {
+    const int status = run_inside(choose(wanted), command.empty() ? shell_in_box() : command);
+    // Nothing that wants a thread, as the search of a sanitizer for leaks does: this process can make none any more.
+    _exit(status);
 }

@@ -1,12 +1,8 @@
 #include "sim/outside/box.h"
 
-#include <algorithm>
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
-#include <optional>
 #include <string_view>
 
 #include <fcntl.h>
@@ -17,7 +13,7 @@
 #include <unistd.h>
 
 #include "posix/descriptor.h"
-#include "sim/child.h"
+#include "posix/process.h"
 #include "sim/scenario/signal_names.h"
 
 namespace {
@@ -27,20 +23,6 @@ bool is_hidden(std::string_view path) {
     return path.starts_with("/tmp/") || path.starts_with("/run/") || path.starts_with("/dev/");
 }
 
-std::optional<std::string> find_program(const std::string &name) {
-    const char *const path = std::getenv("PATH");
-    std::string_view folders = path != nullptr ? path : "";
-    while (!folders.empty()) {
-        const auto end = std::min(folders.find(':'), folders.size());
-        std::string candidate = std::string(folders.substr(0, end)) + "/" + name;
-        if (access(candidate.c_str(), X_OK) == 0) {
-            return candidate;
-        }
-        folders.remove_prefix(std::min(end + 1, folders.size()));
-    }
-    return std::nullopt;
-}
-
 descriptor text_descriptor(const std::string &text) {
     descriptor file(memfd_create("scenario", MFD_CLOEXEC));
     if (file.is_open() && write(file.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size())) {
@@ -48,18 +30,6 @@ descriptor text_descriptor(const std::string &text) {
     }
     return file;
 }
-
-struct pipe_ends {
-    pipe_ends() {
-        std::array<int, 2> ends{-1, -1};
-        if (pipe2(ends.data(), O_CLOEXEC) == 0) {
-            read_end = descriptor(ends[0]);
-            write_end = descriptor(ends[1]);
-        }
-    }
-    descriptor read_end;
-    descriptor write_end;
-};
 
 // The signals that a terminal sends to every program in the foreground reach this process alone: it tells the box. With
 // SIGTSTP, the stop key.
@@ -98,12 +68,7 @@ void stop_for_a_while() {
     }
     const sigset_t signals = stop_signals();
     sigprocmask(SIG_UNBLOCK, &signals, nullptr);
-    std::vector<char *> argv;
-    for (const std::string &word : command) {
-        argv.push_back(const_cast<char *>(word.c_str()));  // NOLINT: execv does not write there
-    }
-    argv.push_back(nullptr);
-    execv(program.c_str(), argv.data());
+    execv(program.c_str(), argument_vector(command).data());
     _exit(EXIT_NO_BOX);
 }
 
@@ -125,7 +90,7 @@ bool hear(int ready, const descriptor &control, bool &stands) {
 }
 
 // Waits for the end of the box. The first stop signal asks it to end, a second one ends it at once.
-int wait_for_end(pid_t pid, descriptor control, descriptor ready, bool &stands) {
+int wait_for_box(pid_t pid, descriptor control, descriptor ready, bool &stands) {
     const sigset_t signals = stop_signals();
     const descriptor signal_source(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
     const descriptor end = end_of_process(pid);
@@ -202,7 +167,7 @@ int run_in_box(const box_request &request, const std::string &text) {
     ready.write_end.close();
     control.read_end.close();
     bool stands = false;
-    const int status = wait_for_end(pid, std::move(control.write_end), std::move(ready.read_end), stands);
+    const int status = wait_for_box(pid, std::move(control.write_end), std::move(ready.read_end), stands);
     if (stands) {
         return status <= BY_SIGNAL ? status
                                    : refuse("the box was ended by signal " + signal_name(status - BY_SIGNAL), 1);

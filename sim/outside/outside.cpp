@@ -192,7 +192,7 @@ int outside(const words &all) {
     }
     if (subcommand == "attach") {
         const attach_request request = read_attach_request(arguments);
-        return attach_to_box(request.box, request.command);
+        attach_to_box(request.box, request.command);
     }
     if (subcommand == "list") {
         return list(arguments);

@@ -2,34 +2,19 @@
 // own.
 #include "tests/contract/world.h"
 
-#include <algorithm>
 #include <csignal>
 #include <map>
 
-#include <arpa/inet.h>
-#include <fcntl.h>
 #include <mosquitto.h>
-#include <netinet/in.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
 
 #include "tests/host/scripted_module.h"
-#include "tests/support/surroundings.h"
+#include "tests/support/environment_variable.h"
+#include "tests/support/mqtt_broker.h"
+#include "tests/support/private_namespace.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
-
-// A port on loopback on which nobody listens now.
-int free_port() {
-    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = {.sin_family = AF_INET, .sin_port = 0, .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
-    socklen_t size = sizeof address;
-    EXPECT_EQ(bind(fd, reinterpret_cast<const sockaddr *>(&address), size), 0);
-    getsockname(fd, reinterpret_cast<sockaddr *>(&address), &size);
-    close(fd);
-    return ntohs(address.sin_port);
-}
 
 struct mosquitto_deleter {
     void operator()(mosquitto *client) const { mosquitto_destroy(client); }
@@ -52,7 +37,7 @@ struct world::implementation {
     std::map<std::string, std::string> answers;  // by command, as the module sends them
     std::unique_ptr<scripted_module> module;
     int port = 0;
-    pid_t broker = -1;
+    std::unique_ptr<real_broker> broker;
     std::vector<mqtt_message> messages;
     mqtt_client subscriber;
 
@@ -60,15 +45,11 @@ struct world::implementation {
         answers[command] = "\r\n" + lines + "\r\n\r\n" + ending + "\r\n";
     }
 
-    // The broker takes a moment to start.
     void subscribe() {
         mosquitto_lib_init();
         subscriber.reset(mosquitto_new("contract", true, &messages));
         mosquitto_message_callback_set(subscriber.get(), keep_message);
-        for (int i = 0; i < 1000 && mosquitto_connect(subscriber.get(), "127.0.0.1", port, 60) != MOSQ_ERR_SUCCESS;
-             ++i) {
-            usleep(10000);
-        }
+        EXPECT_EQ(mosquitto_connect(subscriber.get(), "127.0.0.1", port, 60), MOSQ_ERR_SUCCESS);
         bool subscribed = false;
         mosquitto_user_data_set(subscriber.get(), &subscribed);
         mosquitto_subscribe_callback_set(subscriber.get(), [](mosquitto *, void *done, int, int, const int *) {
@@ -84,12 +65,7 @@ struct world::implementation {
 
 world::world() : impl_(std::make_unique<implementation>()) {}
 
-world::~world() {
-    if (impl_->broker > 0) {
-        kill(impl_->broker, SIGKILL);
-        waitpid(impl_->broker, nullptr, 0);
-    }
-}
+world::~world() = default;
 
 // The first commit makes the file, so that there is something that may not grow.
 void world::fill_the_database() {
@@ -169,16 +145,7 @@ void world::configuration_is_missing() {
 }
 
 void world::start_broker() {
-    const std::string settings =
-        impl_->folder.write("broker.conf", "listener " + std::to_string(broker_port()) +
-                                               " 127.0.0.1\nallow_anonymous true\npersistence false\n");
-    impl_->broker = fork();
-    if (impl_->broker == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        dup2(open("/dev/null", O_WRONLY), STDERR_FILENO);
-        execlp("mosquitto", "mosquitto", "-c", settings.c_str(), static_cast<char *>(nullptr));
-        _exit(127);
-    }
+    impl_->broker = std::make_unique<real_broker>(broker_port());
     impl_->subscribe();
 }
 

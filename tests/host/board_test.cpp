@@ -7,10 +7,11 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include "tests/support/surroundings.h"
+#include "posix/descriptor.h"
+#include "tests/support/other_process.h"
+#include "tests/support/private_namespace.h"
 
 namespace {
 
@@ -38,20 +39,15 @@ std::string identify_in_this_process(const std::string &device_tree_model, const
 }
 
 std::string identify(const std::string &device_tree_model, const std::string &dmi_product) {
-    int ends[2] = {-1, -1};
-    if (pipe(ends) != 0) {
-        return "no pipe";
-    }
-    const pid_t child = fork();
-    if (child == 0) {
+    pipe_ends pipe;
+    other_process child([&] {
         const std::string answer = identify_in_this_process(device_tree_model, dmi_product);
-        _exit(write(ends[1], answer.data(), answer.size()) < 0 ? 1 : 0);
-    }
-    close(ends[1]);
+        return write(pipe.write_end.get(), answer.data(), answer.size()) < 0 ? 1 : 0;
+    });
+    pipe.write_end.close();
     char answer[1024] = "";
-    const ssize_t size = read(ends[0], answer, sizeof answer);
-    close(ends[0]);
-    waitpid(child, nullptr, 0);
+    const ssize_t size = read(pipe.read_end.get(), answer, sizeof answer);
+    child.wait();
     return {answer, static_cast<std::size_t>(size > 0 ? size : 0)};
 }
 

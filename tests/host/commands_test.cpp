@@ -3,11 +3,9 @@
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
-#include <functional>
 #include <iterator>
 #include <sstream>
 #include <string>
-#include <thread>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -20,7 +18,10 @@
 #include <unistd.h>
 
 #include "platform/device_utils.h"
-#include "tests/support/surroundings.h"
+#include "posix/descriptor.h"
+#include "tests/support/becomes_true.h"
+#include "tests/support/other_process.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 
@@ -41,13 +42,6 @@ std::optional<std::string> shell(const std::string &script, std::chrono::millise
 bool is_dead(const std::string &process) {
     const std::string status = content_of("/proc/" + process + "/stat");
     return status.empty() || status.find(") Z") != std::string::npos;  // init takes its zombies when it likes to
-}
-
-bool soon(const std::function<bool()> &holds) {
-    for (int i = 0; i < 500 && !holds(); ++i) {
-        std::this_thread::sleep_for(20ms);
-    }
-    return holds();
 }
 
 TEST(brelsys, returns_what_the_shell_says) {
@@ -96,13 +90,11 @@ TEST(brelsys, passes_inner_quotes_on) {
 }
 
 TEST(brelsys, the_command_does_not_read_our_input) {
-    int ends[2] = {-1, -1};
-    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
-    ASSERT_EQ(write(ends[1], "ours\n", 5), 5);
+    pipe_ends input;
+    ASSERT_EQ(write(input.write_end.get(), "ours\n", 5), 5);
+    input.write_end.close();
     const int old_input = dup(STDIN_FILENO);
-    dup2(ends[0], STDIN_FILENO);
-    close(ends[0]);
-    close(ends[1]);
+    dup2(input.read_end.get(), STDIN_FILENO);
     EXPECT_EQ(brelsys("test -z \"$(cat)\""), 0);
     dup2(old_input, STDIN_FILENO);
     close(old_input);
@@ -186,7 +178,7 @@ TEST(collect_output, a_program_that_hangs_is_killed_with_its_children) {
     EXPECT_EQ(shell("sleep 1000 & echo $! > " + folder.path("pid") + "; echo part; wait", 300ms), std::nullopt);
     EXPECT_TRUE(no_child_is_left());
     const std::string child = std::to_string(std::stoi(content_of(folder.path("pid"))));
-    EXPECT_TRUE(soon([&] { return is_dead(child); })) << content_of("/proc/" + child + "/stat");
+    EXPECT_TRUE(becomes_true([&] { return is_dead(child); })) << content_of("/proc/" + child + "/stat");
 }
 
 TEST(collect_output, a_program_that_ignores_signals_is_killed) {
@@ -230,16 +222,15 @@ bool refuse_the_younger_system_calls() {
            syscall(SYS_pidfd_open, getpid(), 0) < 0;
 }
 
-[[noreturn]] void exit_with_7_if_an_older_kernel_will_do() {
-    const bool refused = refuse_the_younger_system_calls();
-    const bool answered = shell("echo answer") == "answer\n" && no_child_is_left();
-    const bool killed = !shell("sleep 1000", 300ms) && no_child_is_left();
-    const bool limited = !shell("exec yes") && no_child_is_left();
-    _exit(refused && answered && killed && limited ? 7 : 0);
-}
-
 TEST(collect_output, an_older_kernel_will_do) {
-    EXPECT_EXIT(exit_with_7_if_an_older_kernel_will_do(), testing::ExitedWithCode(7), "");
+    other_process process([] {
+        const bool refused = refuse_the_younger_system_calls();
+        const bool answered = shell("echo answer") == "answer\n" && no_child_is_left();
+        const bool killed = !shell("sleep 1000", 300ms) && no_child_is_left();
+        const bool limited = !shell("exec yes") && no_child_is_left();
+        return refused && answered && killed && limited ? 0 : 1;
+    });
+    EXPECT_EQ(process.wait(), 0);
 }
 
 TEST(collect_output, the_program_dies_with_us) {
@@ -248,31 +239,27 @@ TEST(collect_output, the_program_dies_with_us) {
         const std::string text = content_of(folder.path("pid"));
         return text.substr(0, text.find('\n'));
     };
-    const pid_t we = fork();
-    if (we == 0) {
+    other_process we([&] {
         shell("echo $$ > " + folder.path("pid") + "; exec sleep 1000");
-        _exit(1);
-    }
-    ASSERT_TRUE(soon([&] { return !its_id().empty(); }));
+        return 1;
+    });
+    ASSERT_TRUE(becomes_true([&] { return !its_id().empty(); }));
     EXPECT_FALSE(is_dead(its_id()));
-    kill(we, SIGKILL);
-    waitpid(we, nullptr, 0);
-    EXPECT_TRUE(soon([&] { return is_dead(its_id()); })) << its_id();
+    we.kill();
+    EXPECT_TRUE(becomes_true([&] { return is_dead(its_id()); })) << its_id();
     kill(std::stoi(its_id()), SIGKILL);
 }
 
 // A network that is half configured is worse than a command that outlives us.
 TEST(brelsys, the_command_comes_to_its_end_without_us) {
     const temporary_folder folder;
-    const pid_t we = fork();
-    if (we == 0) {
+    other_process we([&] {
         brelsys("touch %s/begun; sleep 0.5; touch %s/done", folder.path().c_str(), folder.path().c_str());
-        _exit(1);
-    }
-    ASSERT_TRUE(soon([&] { return file_exists(folder.path("begun").c_str()); }));
-    kill(we, SIGKILL);
-    waitpid(we, nullptr, 0);
-    EXPECT_TRUE(soon([&] { return file_exists(folder.path("done").c_str()); }));
+        return 1;
+    });
+    ASSERT_TRUE(becomes_true([&] { return file_exists(folder.path("begun").c_str()); }));
+    we.kill();
+    EXPECT_TRUE(becomes_true([&] { return file_exists(folder.path("done").c_str()); }));
 }
 
 }  // namespace

@@ -7,7 +7,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "tests/support/surroundings.h"
+#include "tests/support/environment_variable.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 

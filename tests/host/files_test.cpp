@@ -4,13 +4,13 @@
 #include <string>
 
 #include <gtest/gtest.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include "tests/support/surroundings.h"
+#include "tests/support/becomes_true.h"
+#include "tests/support/other_process.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 
@@ -88,16 +88,15 @@ TEST_F(files, write_to_a_full_disk_is_an_error) {
     EXPECT_NE(write_str_to_file("/dev/full", "10.0.0.1"), 0);
 }
 
-// Files of this process hold at most 4 bytes then: the first write is a short one, the second fails.
-void exit_with_7_if_a_cut_write_fails(const std::string &path) {
-    signal(SIGXFSZ, SIG_IGN);
-    const rlimit four_bytes = {4, 4};
-    setrlimit(RLIMIT_FSIZE, &four_bytes);
-    _exit(write_str_to_file(path.c_str(), "10.0.0.1") != 0 ? 7 : 0);
-}
-
 TEST_F(files, write_cut_short_is_an_error_and_removes_nothing) {
-    EXPECT_EXIT(exit_with_7_if_a_cut_write_fails(path("cut")), testing::ExitedWithCode(7), "");
+    // The process's files hold at most 4 bytes then: the first write is a short one, the second fails.
+    other_process process([this] {
+        signal(SIGXFSZ, SIG_IGN);
+        const rlimit four_bytes = {4, 4};
+        setrlimit(RLIMIT_FSIZE, &four_bytes);
+        return write_str_to_file(path("cut").c_str(), "10.0.0.1") != 0 ? 0 : 1;
+    });
+    EXPECT_EQ(process.wait(), 0);
     EXPECT_EQ(content_of(path("cut")), "10.0");
 }
 
@@ -128,73 +127,53 @@ TEST_F(files, pidfile_holds_the_process_id_and_replaces_an_older_one) {
     EXPECT_EQ(content_of(path("pid")), std::to_string(getpid()));
 }
 
-// A process that waits to be killed: this program, or another one.
-class other_process {
-public:
-    explicit other_process(const char *program = nullptr) : pid_(fork()) {
-        if (pid_ == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGKILL);
-            if (program != nullptr) {
-                execlp(program, program, "1000", static_cast<char *>(nullptr));
-                _exit(127);
-            }
-            for (;;) {
-                pause();
-            }
-        }
+// Waits to be killed.
+int linger() {
+    for (;;) {
+        pause();
     }
-    ~other_process() {
-        kill(pid_, SIGKILL);
-        waitpid(pid_, nullptr, 0);
-    }
-    other_process(const other_process &) = delete;
-    other_process &operator=(const other_process &) = delete;
+}
 
-    // It stays a zombie.
-    void die() const {
-        kill(pid_, SIGKILL);
-        siginfo_t end = {};
-        waitid(P_PID, static_cast<id_t>(pid_), &end, WEXITED | WNOWAIT);
-    }
-    std::string id() const { return std::to_string(pid_); }
+void end_but_stay_a_zombie(const other_process &process) {
+    process.signal(SIGKILL);
+    ASSERT_TRUE(becomes_true([&] { return process.has_ended(); }));
+}
 
-private:
-    pid_t pid_;
-};
+std::string id_of(const other_process &process) {
+    return std::to_string(process.pid());
+}
 
 TEST_F(files, pidfile_of_a_running_instance_stays_and_is_told) {
-    const other_process first;
-    folder_.write("pid", first.id());
+    const other_process first(linger);
+    folder_.write("pid", id_of(first));
     testing::internal::CaptureStderr();
     EXPECT_NE(create_pidfile(path("pid").c_str()), 0);
     const std::string said = testing::internal::GetCapturedStderr();
-    EXPECT_NE(said.find("runs already as process " + first.id()), std::string::npos) << said;
-    EXPECT_EQ(content_of(path("pid")), first.id());
+    EXPECT_NE(said.find("runs already as process " + id_of(first)), std::string::npos) << said;
+    EXPECT_EQ(content_of(path("pid")), id_of(first));
     EXPECT_NE(delete_file(path("pid").c_str()), 0) << "the one who was refused gives up, and tidies up";
-    EXPECT_EQ(content_of(path("pid")), first.id());
-    first.die();
+    EXPECT_EQ(content_of(path("pid")), id_of(first));
+    end_but_stay_a_zombie(first);
     EXPECT_EQ(delete_file(path("pid").c_str()), 0);
     EXPECT_FALSE(file_exists(path("pid").c_str()));
 }
 
 TEST_F(files, pidfile_that_names_no_running_instance_is_replaced) {
-    const other_process another_program("sleep");
-    const other_process dead;
-    dead.die();
-    while (content_of("/proc/" + another_program.id() + "/comm") != "sleep\n") {
-        usleep(1000);
-    }
+    const other_process another_program([] { return become({"sleep", "1000"}); });
+    const other_process dead(linger);
+    end_but_stay_a_zombie(dead);
+    ASSERT_TRUE(becomes_true([&] { return content_of("/proc/" + id_of(another_program) + "/comm") == "sleep\n"; }));
     struct row {
         const char *why;
         std::string content;
     };
     const row rows[] = {
-        {"its process has ended", dead.id()},
-        {"the number went to another program", another_program.id()},
+        {"its process has ended", id_of(dead)},
+        {"the number went to another program", id_of(another_program)},
         {"our own, as after an exec", std::to_string(getpid())},
         {"nothing", ""},
         {"no number", "self"},
-        {"no number at its end", another_program.id() + " x"},
+        {"no number at its end", id_of(another_program) + " x"},
         {"no process", "0"},
         {"no process ever", "99999999999999999999"},
     };
@@ -206,8 +185,8 @@ TEST_F(files, pidfile_that_names_no_running_instance_is_replaced) {
 }
 
 TEST_F(files, pidfile_that_another_program_ended_with_a_newline_is_understood) {
-    const other_process first;
-    folder_.write("pid", first.id() + "\n");
+    const other_process first(linger);
+    folder_.write("pid", id_of(first) + "\n");
     EXPECT_NE(create_pidfile(path("pid").c_str()), 0);
 }
 

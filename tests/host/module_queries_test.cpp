@@ -1,12 +1,10 @@
 // The typed queries over a PTY, against a module with a table of answers.
-#include <csignal>
 #include <map>
-
-#include <sys/wait.h>
 
 #include <gmock/gmock.h>
 
 #include "tests/host/scripted_module.h"
+#include "tests/support/other_process.h"
 
 namespace {
 
@@ -121,9 +119,7 @@ TEST_F(queries, registration_fails_when_the_module_vanishes) {
 }
 
 TEST_F(queries, a_stop_ends_the_registration_query_and_leaves_the_flags) {
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(60);
+    other_process child([] {
         scripted_module module([](scripted_module &m) {
             m.hear();
             stop_libzelt_funcs();
@@ -131,12 +127,9 @@ TEST_F(queries, a_stop_ends_the_registration_query_and_leaves_the_flags) {
             m.hear();
         });
         const opened_port port(module);
-        _exit(ask_registration(port.fd(), true) == registration{-1, true, true} ? 7 : 0);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(WEXITSTATUS(status), 7);
-    EXPECT_TRUE(WIFEXITED(status));
+        return ask_registration(port.fd(), true) == registration{-1, true, true} ? 7 : 0;
+    });
+    EXPECT_EQ(child.wait(), 7);
 }
 
 using text_query = int (*)(int, char *, unsigned int);

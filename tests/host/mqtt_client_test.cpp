@@ -10,18 +10,14 @@
 #include <utility>
 #include <vector>
 
-#include <arpa/inet.h>
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <mosquitto.h>
-#include <netinet/in.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include "tests/support/surroundings.h"
+#include "tests/support/mqtt_broker.h"
+#include "tests/support/other_process.h"
 
 namespace {
 
@@ -33,95 +29,6 @@ constexpr char topic[] = "v1/device/zelt-man";
 // Twice what the header's two bounds make together: proof that nothing hangs, no measure of speed.
 constexpr auto within_seconds = 10s;
 
-sockaddr_in loopback(int port) {
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<in_port_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
-
-// A socket that listens, on a port of the kernel's choice when `port` is 0. The caller closes it.
-int listen_on(int port, int backlog) {
-    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const int yes = 1;
-    setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-    const sockaddr_in address = loopback(port);
-    EXPECT_EQ(bind(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0) << strerror(errno);
-    EXPECT_EQ(listen(fd, backlog), 0);
-    return fd;
-}
-
-int port_of(int fd) {
-    sockaddr_in address = {};
-    socklen_t size = sizeof address;
-    getsockname(fd, reinterpret_cast<sockaddr *>(&address), &size);
-    return ntohs(address.sin_port);
-}
-
-int free_port() {
-    const int fd = listen_on(0, 1);
-    const int port = port_of(fd);
-    close(fd);
-    return port;
-}
-
-bool somebody_listens_on(int port) {
-    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const sockaddr_in address = loopback(port);
-    const bool connected = connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
-    close(fd);
-    return connected;
-}
-
-// A child that dies with this process, and is killed and reaped with this object.
-class child_process {
-public:
-    explicit child_process(const std::function<void()> &work) : pid_(fork()) {
-        if (pid_ == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGKILL);
-            work();
-            _exit(127);
-        }
-    }
-    ~child_process() {
-        kill(pid_, SIGKILL);
-        waitpid(pid_, nullptr, 0);
-    }
-    child_process(const child_process &) = delete;
-    child_process &operator=(const child_process &) = delete;
-
-private:
-    pid_t pid_;
-};
-
-// The real broker. Ready when constructed.
-class real_broker {
-public:
-    explicit real_broker(int port)
-        : configuration_(folder_.write("broker.conf", "listener " + std::to_string(port) + " 127.0.0.1\n" +
-                                                          "allow_anonymous true\npersistence false\n")),
-          process_([this] { run(); }) {
-        for (int i = 0; i < 1000 && !somebody_listens_on(port); ++i) {
-            usleep(10000);
-        }
-        EXPECT_TRUE(somebody_listens_on(port)) << "the broker did not start; install the package mosquitto";
-    }
-
-private:
-    void run() const {
-        const int quiet = open("/dev/null", O_WRONLY);
-        dup2(quiet, STDERR_FILENO);
-        // Debian keeps it where the PATH of an ordinary user does not look.
-        execlp("mosquitto", "mosquitto", "-c", configuration_.c_str(), static_cast<char *>(nullptr));
-        execl("/usr/sbin/mosquitto", "mosquitto", "-c", configuration_.c_str(), static_cast<char *>(nullptr));
-    }
-
-    temporary_folder folder_;
-    std::string configuration_;
-    child_process process_;
-};
-
 // A broker of a few bytes: takes one connection after the other, answers each first packet with `connect_answer` and
 // then does as told.
 class fake_broker {
@@ -130,12 +37,12 @@ public:
 
     fake_broker(int port, std::string connect_answer, after_connect behaviour)
         : listening_(listen_on(port, 5)), connect_answer_(std::move(connect_answer)), behaviour_(behaviour),
-          process_([this] { serve(); }) {
+          process_([this] { return serve(); }) {
         close(listening_);
     }
 
 private:
-    [[noreturn]] void serve() const {
+    [[noreturn]] int serve() const {
         for (;;) {
             const int fd = accept(listening_, nullptr, nullptr);
             char packet[1024];
@@ -151,7 +58,7 @@ private:
     int listening_;
     std::string connect_answer_;
     after_connect behaviour_;
-    child_process process_;
+    other_process process_;
 };
 
 const std::string connection_accepted("\x20\x02\x00\x00", 4);

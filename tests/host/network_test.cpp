@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 
-#include "tests/support/surroundings.h"
+#include "tests/support/private_namespace.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <gmock/gmock.h>
 #include <sys/wait.h>
 
-#include "tests/support/surroundings.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 

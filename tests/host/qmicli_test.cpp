@@ -11,7 +11,9 @@
 #include <unistd.h>
 
 #include "host/stop.h"
-#include "tests/support/surroundings.h"
+#include "tests/support/environment_variable.h"
+#include "tests/support/other_process.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 
@@ -127,57 +129,46 @@ TEST_F(qmicli, a_tool_that_hangs_is_killed_at_its_deadline) {
     expect_failure("echo part; exec sleep 1000", "hangs; its deadline is 10 s");
 }
 
-// The stop lasts for the rest of the process: each case needs a fresh one, which exits with 7 when all was well.
+// The stop lasts for the rest of the process: each case needs a fresh one.
 class qmicli_stop : public qmicli {
 protected:
-    void SetUp() override {
-        testing::GTEST_FLAG(death_test_style) = "threadsafe";
-        tool("exec sleep 1000");
-    }
+    void SetUp() override { tool("exec sleep 1000"); }
 
-    [[noreturn]] void leave(bool all_was_well) {
-        folder_.remove();
-        _exit(all_was_well ? 7 : 0);
-    }
-
-    [[noreturn]] void exit_with_7_if_the_wait_ends_early() {
+    bool wait_ends_early() {
         const auto start = std::chrono::steady_clock::now();
         const bool failed = ask() < 0;
         // Half of the tool's deadline.
         const bool early = std::chrono::steady_clock::now() - start < std::chrono::seconds(5);
-        leave(failed && early && stop_requested());
-    }
-
-    [[noreturn]] void stop_during_the_wait() {
-        signal(SIGALRM, [](int) { stop_libzelt_funcs(); });
-        const itimerval in_200_ms = {{0, 0}, {0, 200000}};
-        setitimer(ITIMER_REAL, &in_200_ms, nullptr);
-        exit_with_7_if_the_wait_ends_early();
-    }
-
-    [[noreturn]] void stop_twice_before() {
-        stop_libzelt_funcs();
-        stop_libzelt_funcs();
-        exit_with_7_if_the_wait_ends_early();
-    }
-
-    [[noreturn]] void stop_as_an_interruption() {
-        errno = 4711;
-        stop_libzelt_funcs();
-        leave(errno == 4711);
+        return failed && early && stop_requested();
     }
 };
 
 TEST_F(qmicli_stop, a_stop_ends_the_wait_early) {
-    EXPECT_EXIT(stop_during_the_wait(), testing::ExitedWithCode(7), "");
+    other_process process([this] {
+        signal(SIGALRM, [](int) { stop_libzelt_funcs(); });
+        const itimerval in_200_ms = {{0, 0}, {0, 200000}};
+        setitimer(ITIMER_REAL, &in_200_ms, nullptr);
+        return wait_ends_early() ? 0 : 1;
+    });
+    EXPECT_EQ(process.wait(), 0);
 }
 
 TEST_F(qmicli_stop, after_a_stop_nothing_waits_any_more) {
-    EXPECT_EXIT(stop_twice_before(), testing::ExitedWithCode(7), "");
+    other_process process([this] {
+        stop_libzelt_funcs();
+        stop_libzelt_funcs();
+        return wait_ends_early() ? 0 : 1;
+    });
+    EXPECT_EQ(process.wait(), 0);
 }
 
 TEST_F(qmicli_stop, errno_of_the_interrupted_code_survives) {
-    EXPECT_EXIT(stop_as_an_interruption(), testing::ExitedWithCode(7), "");
+    other_process process([] {
+        errno = 4711;
+        stop_libzelt_funcs();
+        return errno == 4711 ? 0 : 1;
+    });
+    EXPECT_EQ(process.wait(), 0);
 }
 
 TEST_F(qmicli_stop, nothing_is_stopped_before_anybody_asks) {

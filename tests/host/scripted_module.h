@@ -2,54 +2,43 @@
 #pragma once
 
 #include <array>
-#include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <cstdlib>
 #include <functional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
 
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include "platform/module_access.h"
 #include "posix/descriptor.h"
+#include "tests/support/pseudo_terminal.h"
 
 class scripted_module {
 public:
     using script = std::function<void(scripted_module &)>;
 
-    explicit scripted_module(script life)
-        : master_(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK)), over_(eventfd(0, EFD_CLOEXEC)) {
-        if (grantpt(master_.get()) != 0 || unlockpt(master_.get()) != 0) {
-            throw std::runtime_error("no PTY");
-        }
-        device_ = ptsname(master_.get());
-        // Held open: the master of a PTY that nobody has open reports a hang-up.
-        slave_ = descriptor(open(device_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
-        termios settings = {};
-        tcgetattr(slave_.get(), &settings);
-        cfmakeraw(&settings);
-        tcsetattr(slave_.get(), TCSANOW, &settings);
+    explicit scripted_module(script life) : over_(eventfd(0, EFD_CLOEXEC)) {
+        line_.make_raw();
         thread_ = std::thread([this, life = std::move(life)] { life(*this); });
     }
     ~scripted_module() { end(); }
     scripted_module(const scripted_module &) = delete;
     scripted_module &operator=(const scripted_module &) = delete;
 
-    const std::string &device() const { return device_; }
+    const std::string &device() const { return line_.name(); }
+
+    // A port that no program has open, as one just plugged in.
+    void let_go() { line_.let_go(); }
 
     // Until the script's bytes have passed the PTY.
     void wait_until_readable() const {
-        pollfd slave = {slave_.get(), POLLIN, 0};
+        pollfd slave = {line_.slave(), POLLIN, 0};
         poll(&slave, 1, 5000);
     }
 
@@ -69,14 +58,16 @@ public:
                 received_.erase(0, end + 1);
                 return heard_.back();
             }
-            std::array<pollfd, 2> ports = {{{master_.get(), POLLIN, 0}, {over_.get(), POLLIN, 0}}};
+            std::array<pollfd, 2> ports = {{{line_.master(), POLLIN, 0}, {over_.get(), POLLIN, 0}}};
             poll(ports.data(), ports.size(), -1);
             std::array<char, 256> bytes = {};
-            const ssize_t size = ports[0].revents != 0 ? read(master_.get(), bytes.data(), bytes.size()) : 0;
+            const ssize_t size = ports[0].revents != 0 ? read(line_.master(), bytes.data(), bytes.size()) : 0;
             if (size > 0) {
                 received_.append(bytes.data(), static_cast<std::size_t>(size));
             } else if (ports[1].revents != 0) {
                 return "";
+            } else {
+                rest(std::chrono::milliseconds(5));  // nobody has it open: poll does not wait
             }
         }
     }
@@ -84,7 +75,7 @@ public:
     // False when the other side does not read and the test is over.
     bool say(std::string_view text) {
         while (!text.empty()) {
-            const ssize_t size = write(master_.get(), text.data(), text.size());
+            const ssize_t size = write(line_.master(), text.data(), text.size());
             if (size > 0) {
                 text.remove_prefix(static_cast<std::size_t>(size));
             } else if (errno != EAGAIN || rest(std::chrono::milliseconds(1))) {
@@ -107,7 +98,7 @@ public:
         return poll(&over, 1, static_cast<int>(time.count())) > 0;
     }
 
-    void vanish() { master_.close(); }
+    void vanish() { line_.hang_up(); }
 
 private:
     void end() {
@@ -118,10 +109,8 @@ private:
         }
     }
 
-    descriptor master_;
+    pseudo_terminal line_;
     descriptor over_;
-    descriptor slave_;
-    std::string device_;
     std::string received_;
     std::vector<std::string> heard_;
     std::thread thread_;

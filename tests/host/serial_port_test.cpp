@@ -5,11 +5,11 @@
 #include <csignal>
 
 #include <sys/time.h>
-#include <sys/wait.h>
 
 #include <gmock/gmock.h>
 
 #include "tests/host/scripted_module.h"
+#include "tests/support/other_process.h"
 
 namespace {
 
@@ -55,16 +55,9 @@ outcome ask_all(int fd) {
     return {result, text.substr(0, text.find('\0'))};
 }
 
-// Runs the code in a process of its own, which a stop may spoil. Its result, -1 when it did not end by itself.
+// Runs the code in a process of its own, which a stop may spoil. Its result.
 int in_child(const std::function<int()> &code) {
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(60);
-        _exit(code());
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return other_process(code).wait();
 }
 
 TEST(opening, makes_the_port_raw_8n1_at_115200) {

@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 
 #include "tests/host/sysdb_fixture.h"
+#include "tests/support/private_namespace.h"
 
 namespace {
 

@@ -1,55 +1,25 @@
 // What a person does with the box in a terminal: the live view, the shell, a module of one's own, and accelerated time.
 // A real pseudo-terminal and the shipped programs. Needs bubblewrap.
-#include <algorithm>
-#include <array>
-#include <chrono>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <functional>
-#include <iterator>
 #include <map>
-#include <set>
 #include <string>
-#include <thread>
+#include <utility>
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <poll.h>
-#include <pty.h>
-#include <sys/ioctl.h>
-#include <sys/wait.h>
-#include <termios.h>
-#include <unistd.h>
-#include <utmp.h>
 
-#include "posix/descriptor.h"
+#include "tests/host/scripted_module.h"
+#include "tests/support/becomes_true.h"
+#include "tests/support/other_process.h"
+#include "tests/support/pseudo_terminal.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using testing::HasSubstr;
 using testing::Not;
-
-constexpr auto LONG_ENOUGH = std::chrono::seconds(30);  // a loaded machine; nothing takes a second otherwise
-
-bool becomes_true(const std::function<bool()> &condition) {
-    const auto end = std::chrono::steady_clock::now() + LONG_ENOUGH;
-    while (std::chrono::steady_clock::now() < end) {
-        if (condition()) {
-            return true;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return false;
-}
-
-std::string content(const fs::path &path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
 
 // 0 for what does not begin with a number.
 pid_t to_pid(const char *text) {
@@ -64,7 +34,7 @@ std::map<pid_t, std::string> family(pid_t eldest) {
         if (pid <= 0) {
             continue;
         }
-        const std::string stat = content(entry.path() / "stat");
+        const std::string stat = content_of(entry.path() / "stat");
         const auto name_end = stat.rfind(") ");  // the state follows, then the parent
         if (name_end != std::string::npos && stat[name_end + 2] != 'Z') {
             parents[pid] = to_pid(stat.c_str() + name_end + 4);
@@ -74,7 +44,7 @@ std::map<pid_t, std::string> family(pid_t eldest) {
     for (const auto &[pid, parent] : parents) {
         for (pid_t above = pid; above > 1; above = parents.contains(above) ? parents[above] : 0) {
             if (above == eldest) {
-                found[pid] = content("/proc/" + std::to_string(pid) + "/cmdline");
+                found[pid] = content_of("/proc/" + std::to_string(pid) + "/cmdline");
             }
         }
     }
@@ -82,55 +52,32 @@ std::map<pid_t, std::string> family(pid_t eldest) {
 }
 
 bool is_alive(pid_t pid) {
-    const std::string stat = content("/proc/" + std::to_string(pid) + "/stat");
+    const std::string stat = content_of("/proc/" + std::to_string(pid) + "/stat");
     return !stat.empty() && stat[stat.rfind(") ") + 2] != 'Z';
 }
 
 // A program in a terminal of 80x24.
 class terminal {
 public:
-    explicit terminal(const std::string &line) {
-        winsize size{.ws_row = 24, .ws_col = 80, .ws_xpixel = 0, .ws_ypixel = 0};
-        int screen = -1;
-        int keyboard = -1;
-        openpty(&screen, &keyboard, nullptr, nullptr, &size);
-        screen_ = descriptor(screen);
-        keyboard_ = descriptor(keyboard);
-        fcntl(screen, F_SETFL, O_NONBLOCK);
-        tcgetattr(keyboard, &before_);
-        pid_ = fork();
-        if (pid_ == 0) {
-            login_tty(keyboard);
-            setenv("TERM", "xterm-256color", 1);
-            setenv("LC_ALL", "C.UTF-8", 1);
-            execl("/bin/sh", "sh", "-c", ("exec " + line).c_str(), nullptr);
-            _exit(127);
-        }
-    }
-    ~terminal() {
-        if (pid_ > 0) {
-            kill(pid_, SIGKILL);
-            waitpid(pid_, nullptr, 0);
-        }
-    }
-    terminal(const terminal &) = delete;
-    terminal &operator=(const terminal &) = delete;
+    explicit terminal(const std::string &line)
+        : program_(terminal_.run([&line] {
+              setenv("TERM", "xterm-256color", 1);
+              setenv("LC_ALL", "C.UTF-8", 1);
+              return become({"/bin/sh", "-c", "exec " + line});
+          })) {}
 
     bool shows(const std::string &text) {
-        return becomes_true([&] { return read_all().find(text, seen_) != std::string::npos; });
+        return becomes_true([&] { return output().find(text, seen_) != std::string::npos; });
     }
-    void forget() { seen_ = read_all().size(); }
-    void type(const std::string &keys) const { ASSERT_EQ(write(screen_.get(), keys.data(), keys.size()), ssize(keys)); }
-    void resize(unsigned short rows, unsigned short columns) const {
-        const winsize size{.ws_row = rows, .ws_col = columns, .ws_xpixel = 0, .ws_ypixel = 0};
-        ioctl(screen_.get(), TIOCSWINSZ, &size);
-    }
+    void forget() { seen_ = output().size(); }
+    void type(const std::string &keys) const { terminal_.type(keys); }
+    void resize(unsigned short columns, unsigned short rows) const { terminal_.resize(columns, rows); }
 
     // The process whose program is this one; negative when there is none.
     pid_t member(const std::string &program) {
         pid_t found = -1;
         becomes_true([&] {
-            for (const auto &[pid, words] : family(pid_)) {
+            for (const auto &[pid, words] : family(program_.pid())) {
                 found = words.substr(0, words.find('\0')).ends_with("/" + program) ? pid : found;
             }
             return found > 0;
@@ -138,46 +85,28 @@ public:
         return found;
     }
 
-    pid_t pid() const { return pid_; }
-    const std::string &output() { return read_all(); }
+    pid_t pid() const { return program_.pid(); }
+    const std::string &output() { return output_ += terminal_.read(); }
 
-    // Its exit status, the negative signal that ended it, or -1000 when it goes on.
+    // Its status as the shell says it, or -1 when it goes on.
     int end() {
-        int status = 0;
-        if (!becomes_true([&] { return read_all(), waitpid(pid_, &status, WNOHANG) == pid_; })) {
-            return -1000;
+        if (!becomes_true([&] { return output(), program_.has_ended(); })) {
+            return -1;
         }
-        pid_ = -1;
-        read_all();
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+        output();
+        return program_.wait();
     }
 
-    bool is_as_before() const {
-        termios now{};
-        tcgetattr(keyboard_.get(), &now);
-        return now.c_iflag == before_.c_iflag && now.c_oflag == before_.c_oflag && now.c_lflag == before_.c_lflag;
-    }
+    bool is_as_before() const { return terminal_.is_as_before(); }
     // Behind what shows the second page stands what leaves it.
     bool page_is_left() {
-        const auto entered = read_all().rfind("\033[?1049h");
+        const auto entered = output().rfind("\033[?1049h");
         return entered == std::string::npos || output_.find("\033[?1049l", entered) != std::string::npos;
     }
 
 private:
-    static ssize_t ssize(const std::string &text) { return static_cast<ssize_t>(text.size()); }
-
-    const std::string &read_all() {
-        std::array<char, 4096> piece{};
-        for (::ssize_t size = 0; (size = read(screen_.get(), piece.data(), piece.size())) > 0;) {
-            output_.append(piece.data(), static_cast<std::size_t>(size));
-        }
-        return output_;
-    }
-
-    descriptor screen_;
-    descriptor keyboard_;
-    termios before_{};
-    pid_t pid_ = -1;
+    pseudo_terminal terminal_;
+    other_process program_;
     std::string output_;
     std::size_t seen_ = 0;
 };
@@ -196,28 +125,9 @@ end
 
 class in_a_terminal : public testing::Test {
 protected:
-    void SetUp() override { fs::create_directories(folder_); }
-    void TearDown() override { fs::remove_all(folder_); }
+    std::string view() { return ZELT_SIM " run " + folder_.write("lte.scenario", LTE) + " --view"; }
 
-    std::string file(const std::string &name, const std::string &text) {
-        std::ofstream(folder_ / name) << text;
-        fs::permissions(folder_ / name, fs::perms::all);
-        return folder_ / name;
-    }
-
-    std::string view() { return ZELT_SIM " run " + file("lte.scenario", LTE) + " --view"; }
-
-    static int status_of(const std::string &line, std::string &output) {
-        FILE *const pipe = popen(("{ " + line + "; } 2>&1").c_str(), "r");
-        std::array<char, 4096> piece{};
-        for (std::size_t size = 0; (size = fread(piece.data(), 1, piece.size(), pipe)) > 0;) {
-            output.append(piece.data(), size);
-        }
-        const int status = pclose(pipe);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-
-    const fs::path folder_ = fs::temp_directory_path() / ("view_test." + std::to_string(getpid()));
+    const temporary_folder folder_;
 };
 
 void expect_all_gone(const std::map<pid_t, std::string> &processes) {
@@ -246,7 +156,7 @@ TEST_F(in_a_terminal, the_view_follows_the_size_of_its_window) {
     terminal screen(view());
     ASSERT_TRUE(screen.shows("-82 dBm"));
     screen.forget();
-    screen.resize(40, 120);
+    screen.resize(120, 40);
     EXPECT_TRUE(screen.shows("RSRQ")) << "the page is drawn anew";
     screen.type("q");
     EXPECT_EQ(screen.end(), 0);
@@ -318,7 +228,7 @@ TEST_F(in_a_terminal, a_killed_zelt_sim_leaves_no_process) {
     ASSERT_TRUE(screen.shows("-82 dBm"));
     const auto processes = family(screen.pid());
     kill(screen.pid(), SIGKILL);
-    EXPECT_EQ(screen.end(), -SIGKILL);
+    EXPECT_EQ(screen.end(), 128 + SIGKILL);
     expect_all_gone(processes);
 }
 
@@ -330,18 +240,18 @@ TEST_F(in_a_terminal, the_view_ends_with_the_given_seconds) {
 }
 
 TEST_F(in_a_terminal, a_view_without_a_terminal_is_refused) {
-    std::string output;
-    EXPECT_EQ(status_of(view() + " < /dev/null", output), 2);
-    EXPECT_THAT(output, HasSubstr("--view needs a terminal"));
+    const shell_outcome result = run_in_shell(view() + " < /dev/null");
+    EXPECT_EQ(result.status, 2);
+    EXPECT_THAT(result.output, HasSubstr("--view needs a terminal"));
 }
 
 // --- The shell ---
 
 TEST_F(in_a_terminal, leaving_the_shell_ends_the_box) {
-    terminal screen(ZELT_SIM " shell " + file("lte.scenario", LTE));
+    terminal screen(ZELT_SIM " shell " + folder_.write("lte.scenario", LTE));
     ASSERT_TRUE(screen.shows("box:/#")) << screen.output();
     const auto processes = family(screen.pid());
-    screen.type("until sysdb get CELL CELL_RSRP; do sleep 0.1; done 2> /dev/null\n");
+    screen.type("until sysdb get CELL CELL_RSRP | grep -x -e -82; do sleep 0.1; done 2> /dev/null\n");
     EXPECT_TRUE(screen.shows("-82\r\n")) << screen.output();
     screen.type("exit\n");
     EXPECT_EQ(screen.end(), 0) << screen.output();
@@ -350,7 +260,7 @@ TEST_F(in_a_terminal, leaving_the_shell_ends_the_box) {
 }
 
 TEST_F(in_a_terminal, an_interrupt_key_ends_a_command_of_the_shell_and_nothing_else) {
-    terminal screen(ZELT_SIM " shell " + file("lte.scenario", LTE));
+    terminal screen(ZELT_SIM " shell " + folder_.write("lte.scenario", LTE));
     ASSERT_TRUE(screen.shows("box:/#"));
     // From a program that has the terminal's foreground already.
     screen.type("sh -c 'echo be\"\"gun; exec sleep 1000'\n");
@@ -363,7 +273,7 @@ TEST_F(in_a_terminal, an_interrupt_key_ends_a_command_of_the_shell_and_nothing_e
 }
 
 TEST_F(in_a_terminal, a_killed_shell_ends_the_box) {
-    terminal screen(ZELT_SIM " shell " + file("lte.scenario", LTE));
+    terminal screen(ZELT_SIM " shell " + folder_.write("lte.scenario", LTE));
     ASSERT_TRUE(screen.shows("box:/#"));
     const auto processes = family(screen.pid());
     ASSERT_EQ(kill(screen.member("bash"), SIGKILL), 0);
@@ -373,10 +283,12 @@ TEST_F(in_a_terminal, a_killed_shell_ends_the_box) {
 }
 
 TEST_F(in_a_terminal, the_shell_takes_commands_from_a_pipe) {
-    std::string output;
-    const std::string commands = "until sysdb get CELL CELL_RSRP; do sleep 0.1; done 2> /dev/null; ls /dev/ttyQSB3";
-    EXPECT_EQ(status_of("echo '" + commands + "' | " ZELT_SIM " shell " + file("lte.scenario", LTE), output), 0);
-    EXPECT_THAT(output, HasSubstr("-82\n/dev/ttyQSB3\n"));
+    const std::string commands =
+        "until sysdb get CELL CELL_RSRP | grep -x -e -82; do sleep 0.1; done 2> /dev/null; ls /dev/ttyQSB3";
+    const shell_outcome result =
+        run_in_shell("echo '" + commands + "' | " ZELT_SIM " shell " + folder_.write("lte.scenario", LTE));
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.output, HasSubstr("-82\n/dev/ttyQSB3\n"));
 }
 
 // --- The stop key, below a shell with job control ---
@@ -389,7 +301,7 @@ protected:
     }
     // One that runs in the background.
     void join_a_box(const std::string &command) {
-        start(ZELT_SIM " run " + file("lte.scenario", LTE) + " --quiet &");
+        start(ZELT_SIM " run " + folder_.write("lte.scenario", LTE) + " --quiet &");
         shell_.member("zelt-stats");
         std::string box;
         for (const auto &[pid, words] : family(shell_.pid())) {
@@ -419,12 +331,12 @@ protected:
 };
 
 char state_of(pid_t pid) {
-    const std::string stat = content("/proc/" + std::to_string(pid) + "/stat");
+    const std::string stat = content_of("/proc/" + std::to_string(pid) + "/stat");
     return stat.empty() ? '-' : stat[stat.rfind(") ") + 2];
 }
 
 TEST_F(job, stops_with_the_daemon_and_goes_on) {
-    start(ZELT_SIM " run " + file("lte.scenario", LTE));
+    start(ZELT_SIM " run " + folder_.write("lte.scenario", LTE));
     ASSERT_TRUE(shell_.shows("cycle  1")) << shell_.output();
     const pid_t daemon = shell_.member("zelt-stats");
     shell_.type("\032");
@@ -448,7 +360,7 @@ TEST_F(job, leaves_the_view_and_returns_to_it) {
 }
 
 TEST_F(job, stops_with_its_shell) {
-    start(ZELT_SIM " shell " + file("lte.scenario", LTE));
+    start(ZELT_SIM " shell " + folder_.write("lte.scenario", LTE));
     ASSERT_TRUE(shell_.shows("box:/#")) << shell_.output();
     shell_.type("suspend\n");
     expect_stopped();
@@ -487,8 +399,9 @@ TEST_F(job, stops_with_a_shell_that_joined_a_box) {
 }
 
 TEST_F(job, a_time_table_waits_meanwhile) {
-    const std::string daemon = file("daemon.sh", "#!/bin/sh\ntrap 'exit 0' TERM\nwhile :; do sleep 0.05; done\n");
-    start(ZELT_SIM " run " + file("wait.scenario", "say be gin\nat 4s\nsay too late\nend\n") + " -- " + daemon);
+    const std::string daemon = folder_.write_program("daemon.sh", "trap 'exit 0' TERM\nwhile :; do sleep 0.05; done");
+    start(ZELT_SIM " run " + folder_.write("wait.scenario", "say be gin\nat 4s\nsay too late\nend\n") + " -- " +
+          daemon);
     ASSERT_TRUE(shell_.shows("be gin"));
     shell_.type("\032");
     expect_stopped();
@@ -505,117 +418,70 @@ TEST_F(job, a_time_table_waits_meanwhile) {
 
 TEST_F(in_a_terminal, pauses_of_the_daemon_are_shorter_with_speed) {
     // Twenty cycles take 76 s at least; the scenario must end before the limit.
-    std::string output;
     const std::string scenario = "module EC25\nafter cycle 20\nexpect-absent NONE\nend\n";
-    EXPECT_EQ(status_of(ZELT_SIM " run " + file("fast.scenario", scenario) + " --speed 20 --seconds 60", output), 0);
-    EXPECT_THAT(output, HasSubstr("all 1 expectations hold"));
+    const shell_outcome result =
+        run_in_shell(ZELT_SIM " run " + folder_.write("fast.scenario", scenario) + " --speed 20 --seconds 60");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.output, HasSubstr("all 1 expectations hold"));
 }
 
 TEST_F(in_a_terminal, times_of_the_scenario_are_shorter_with_speed) {
-    std::string output;
-    const std::string daemon = file("daemon.sh", "#!/bin/sh\ntrap 'exit 0' TERM\nwhile :; do sleep 0.05; done\n");
-    const std::string scenario = file("fast.scenario", "at 1000s\nexpect-absent NONE\nend\n");
-    EXPECT_EQ(status_of(ZELT_SIM " run " + scenario + " --speed 100 --seconds 60 -- " + daemon, output), 0);
-    EXPECT_THAT(output, HasSubstr("all 1 expectations hold"));
+    const std::string daemon = folder_.write_program("daemon.sh", "trap 'exit 0' TERM\nwhile :; do sleep 0.05; done");
+    const std::string scenario = folder_.write("fast.scenario", "at 1000s\nexpect-absent NONE\nend\n");
+    const shell_outcome result = run_in_shell(ZELT_SIM " run " + scenario + " --speed 100 --seconds 60 -- " + daemon);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.output, HasSubstr("all 1 expectations hold"));
 }
 
 TEST_F(in_a_terminal, programs_that_the_daemon_starts_keep_their_time) {
-    std::string output;
     const std::string daemon =
-        file("daemon.sh", "#!/bin/sh\ntrap 'exit 0' TERM\nenv | grep -c PRELOAD\nwhile :; do sleep 0.05; done\n");
-    const std::string scenario = file("fast.scenario", "at 50s\nend\n");
-    EXPECT_EQ(status_of(ZELT_SIM " run " + scenario + " --speed 100 -- " + daemon, output), 0);
-    EXPECT_THAT(output, testing::ContainsRegex("output +0\n"));
+        folder_.write_program("daemon.sh", "trap 'exit 0' TERM\nenv | grep -c PRELOAD\nwhile :; do sleep 0.05; done");
+    const std::string scenario = folder_.write("fast.scenario", "at 50s\nend\n");
+    const shell_outcome result = run_in_shell(ZELT_SIM " run " + scenario + " --speed 100 -- " + daemon);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.output, testing::ContainsRegex("output +0\n"));
 }
 
 // --- A module of one's own ---
 
 // What looks like a real port: a pseudo-terminal, and somebody who answers behind it.
-class real_port {
-public:
-    explicit real_port(std::map<std::string, std::string> answers) : answers_(std::move(answers)) {
-        int module_side = -1;
-        int router_side = -1;
-        std::array<char, 64> name{};
-        openpty(&module_side, &router_side, name.data(), nullptr, nullptr);
-        // Nobody whom this test starts has it open besides.
-        fcntl(module_side, F_SETFD, FD_CLOEXEC);
-        fcntl(router_side, F_SETFD, FD_CLOEXEC);
-        module_side_ = descriptor(module_side);
-        router_side_ = descriptor(router_side);
-        termios settings{};
-        tcgetattr(router_side, &settings);
-        cfmakeraw(&settings);
-        tcsetattr(router_side, TCSANOW, &settings);
-        name_ = name.data();
-        thread_ = std::jthread([this](const std::stop_token &stop) { answer(stop); });
-    }
-
-    const std::string &name() const { return name_; }
-
-    // Nobody but who comes has it open.
-    void let_go() { router_side_.close(); }
-
-    // Says this again and again, unasked.
-    void babble(const std::string &text) {
-        babbler_ = std::jthread([this, text](const std::stop_token &stop) {
-            while (!stop.stop_requested()) {
-                [[maybe_unused]] const auto size = write(module_side_.get(), text.data(), text.size());
-                std::this_thread::sleep_for(std::chrono::milliseconds(100));
-            }
-        });
-    }
-
-private:
-    void answer(const std::stop_token &stop) {
-        std::string command;
-        while (!stop.stop_requested()) {
-            pollfd watched{module_side_.get(), POLLIN, 0};
-            char c = 0;
-            if (poll(&watched, 1, 50) <= 0 || read(module_side_.get(), &c, 1) != 1) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(5));  // nobody has it open: poll does not wait
-                continue;
-            }
-            if (c != '\r') {
-                command += c;
-            } else if (!answers_.empty()) {
-                const auto found = answers_.find(std::exchange(command, {}));
-                const std::string text = "\r\n" + (found != answers_.end() ? found->second : "ERROR") + "\r\n";
-                EXPECT_EQ(write(module_side_.get(), text.data(), text.size()), static_cast<ssize_t>(text.size()));
-            }
+scripted_module::script by_table(std::map<std::string, std::string> answers) {
+    return [answers = std::move(answers)](scripted_module &module) {
+        for (std::string command = module.hear(); !command.empty(); command = module.hear()) {
+            const auto found = answers.find(command);
+            module.say("\r\n" + (found != answers.end() ? found->second : "ERROR") + "\r\n");
         }
-    }
+    };
+}
 
-    std::map<std::string, std::string> answers_;
-    descriptor module_side_;
-    descriptor router_side_;
-    std::string name_;
-    std::jthread thread_;  // these are last: they use the others
-    std::jthread babbler_;
-};
+// Hears everything and says nothing.
+void stay_silent(scripted_module &module) {
+    while (!module.hear().empty()) {
+    }
+}
 
 std::string module_line(const std::string &port) {
     return ZELT_SIM " module " + port + " --model EC25 --seconds 3 < /dev/null";
 }
 
 TEST_F(in_a_terminal, a_real_port_is_the_modules_port_in_the_box) {
-    const real_port port(
-        {{"at", "OK"},
-         {"at+qeng=\"servingcell\"", "+QENG: \"servingcell\",\"NOCONN\",\"LTE\",\"FDD\",001,01,1A2D001,120,"
-                                     "1300,3,5,5,7B0C,-82,-8,-52,21,46\r\n\r\nOK"}});
-    std::string output;
-    EXPECT_EQ(status_of(module_line(port.name()), output), 0) << output;
-    EXPECT_THAT(output, HasSubstr("CELL_RSRP = -82"));
-    EXPECT_THAT(output, HasSubstr("CELL_RSSIMON = EC25, "));
+    const scripted_module port(
+        by_table({{"at", "OK"},
+                  {"at+qeng=\"servingcell\"", "+QENG: \"servingcell\",\"NOCONN\",\"LTE\",\"FDD\",001,01,1A2D001,120,"
+                                              "1300,3,5,5,7B0C,-82,-8,-52,21,46\r\n\r\nOK"}}));
+    const shell_outcome result = run_in_shell(module_line(port.device()));
+    EXPECT_EQ(result.status, 0) << result.output;
+    EXPECT_THAT(result.output, HasSubstr("CELL_RSRP = -82"));
+    EXPECT_THAT(result.output, HasSubstr("CELL_RSSIMON = EC25, "));
 }
 
 TEST_F(in_a_terminal, a_silent_port_is_reported_as_no_at_port) {
-    const real_port port({});
-    std::string output;
-    EXPECT_EQ(status_of(module_line(port.name()), output), 2);
-    EXPECT_THAT(output, HasSubstr(port.name() + " is no AT port"));
-    EXPECT_THAT(output, HasSubstr("try the next one"));
-    EXPECT_THAT(output, Not(HasSubstr("cycle")));
+    const scripted_module port(stay_silent);
+    const shell_outcome result = run_in_shell(module_line(port.device()));
+    EXPECT_EQ(result.status, 2);
+    EXPECT_THAT(result.output, HasSubstr(port.device() + " is no AT port"));
+    EXPECT_THAT(result.output, HasSubstr("try the next one"));
+    EXPECT_THAT(result.output, Not(HasSubstr("cycle")));
 }
 
 // --- Which port ---
@@ -630,38 +496,42 @@ const std::map<std::string, std::string> REGISTERED_EC25{
 };
 
 TEST_F(in_a_terminal, probing_tells_the_ports_apart_and_how_to_go_on) {
-    real_port module(REGISTERED_EC25);
-    real_port mute({});
-    real_port positions({});
-    for (real_port *port : {&module, &mute, &positions}) {
+    scripted_module module(by_table(REGISTERED_EC25));
+    scripted_module mute(stay_silent);
+    scripted_module positions([](scripted_module &receiver) {
+        while (!receiver.rest(std::chrono::milliseconds(100))) {
+            receiver.say("$GPGGA,120000.00,,,,,0,,,,,,,,*66\r\n");
+        }
+    });
+    for (scripted_module *port : {&module, &mute, &positions}) {
         port->let_go();
     }
-    positions.babble("$GPGGA,120000.00,,,,,0,,,,,,,,*66\r\n");
-    std::string output;
     const std::string ports =
-        mute.name() + " " + positions.name() + " " + module.name() + " /dev/no_such_port /dev/null";
-    EXPECT_EQ(status_of(ZELT_SIM " probe " + ports, output), 0);
-    EXPECT_EQ(output.substr(0, output.find("/dev/no_such_port")),
-              mute.name() + "  does not answer AT\n" + positions.name() +
-                  "  sends NMEA: positions of a satellite receiver, no AT port\n" + module.name() +
+        mute.device() + " " + positions.device() + " " + module.device() + " /dev/no_such_port /dev/null";
+    const shell_outcome result = run_in_shell(ZELT_SIM " probe " + ports);
+    EXPECT_EQ(result.status, 0) << result.output;
+    EXPECT_EQ(result.output.substr(0, result.output.find("/dev/no_such_port")),
+              mute.device() + "  does not answer AT\n" + positions.device() +
+                  "  sends NMEA: positions of a satellite receiver, no AT port\n" + module.device() +
                   "  answers AT: EC25, SIM ready, registered, roaming\n    Maker, EC25, Revision: EC25EFAR06A01M4G\n"
                   "    go on with: ./run --module " +
-                  module.name() + " --model EC25\n");
-    EXPECT_THAT(output, HasSubstr("/dev/no_such_port  No such file or directory. Is the module plugged in?"));
-    EXPECT_THAT(output, HasSubstr("/dev/null is no serial port"));
+                  module.device() + " --model EC25\n");
+    EXPECT_THAT(result.output, HasSubstr("/dev/no_such_port  No such file or directory. Is the module plugged in?"));
+    EXPECT_THAT(result.output, HasSubstr("/dev/null is no serial port"));
 }
 
 TEST_F(in_a_terminal, probing_asks_no_port_that_another_program_has_open) {
-    const real_port held(REGISTERED_EC25);  // by this test
-    std::string output;
-    EXPECT_EQ(status_of(ZELT_SIM " probe " + held.name() + " < /dev/null", output), 1);
-    EXPECT_THAT(output, HasSubstr("in use by zelt_sim_termin (process " + std::to_string(getpid()) + "); left alone"));
-    terminal no(ZELT_SIM " probe " + held.name());
+    const scripted_module held(by_table(REGISTERED_EC25));  // by this test
+    const shell_outcome result = run_in_shell(ZELT_SIM " probe " + held.device() + " < /dev/null");
+    EXPECT_EQ(result.status, 1) << result.output;
+    EXPECT_THAT(result.output,
+                HasSubstr("in use by zelt_sim_termin (process " + std::to_string(getpid()) + "); left alone"));
+    terminal no(ZELT_SIM " probe " + held.device());
     ASSERT_TRUE(no.shows("[y/N] "));
     no.type("\n");
     EXPECT_EQ(no.end(), 1);
     EXPECT_THAT(no.output(), HasSubstr("left alone"));
-    terminal yes(ZELT_SIM " probe " + held.name());
+    terminal yes(ZELT_SIM " probe " + held.device());
     ASSERT_TRUE(yes.shows("[y/N] "));
     yes.type("y\n");
     EXPECT_EQ(yes.end(), 0);
@@ -669,27 +539,27 @@ TEST_F(in_a_terminal, probing_asks_no_port_that_another_program_has_open) {
 }
 
 TEST_F(in_a_terminal, probing_names_what_is_missing_behind_a_port_that_answers) {
-    real_port bare({{"at", "OK"},
-                    {"at+cgmm", "+CGMM: XY7; reboot\r\n\r\nOK"},
-                    {"at+cpin?", "+CME ERROR: 10"},
-                    {"at+creg?", "+CREG: 0,0\r\n\r\nOK"}});
+    scripted_module bare(by_table({{"at", "OK"},
+                                   {"at+cgmm", "+CGMM: XY7; reboot\r\n\r\nOK"},
+                                   {"at+cpin?", "+CME ERROR: 10"},
+                                   {"at+creg?", "+CREG: 0,0\r\n\r\nOK"}}));
     bare.let_go();
-    std::string output;
-    EXPECT_EQ(status_of(ZELT_SIM " probe " + bare.name(), output), 1);
-    EXPECT_THAT(output, HasSubstr("answers AT: XY7; reboot, no SIM, not registered\n"));
-    EXPECT_THAT(output, Not(HasSubstr("go on with")));
+    const shell_outcome result = run_in_shell(ZELT_SIM " probe " + bare.device());
+    EXPECT_EQ(result.status, 1) << result.output;
+    EXPECT_THAT(result.output, HasSubstr("answers AT: XY7; reboot, no SIM, not registered\n"));
+    EXPECT_THAT(result.output, Not(HasSubstr("go on with")));
 }
 
 TEST_F(in_a_terminal, what_is_no_port_is_reported) {
     const std::pair<std::string, const char *> rows[] = {
         {"/dev/no_such_port", "/dev/no_such_port: No such file or directory. Is the module plugged in?"},
         {"/dev/null", "/dev/null is no serial port"},
-        {file("plain", ""), "plain is no serial port"},
+        {folder_.write("plain", ""), "plain is no serial port"},
     };
     for (const auto &[port, expected] : rows) {
-        std::string output;
-        EXPECT_EQ(status_of(module_line(port), output), 2) << port;
-        EXPECT_THAT(output, HasSubstr(expected));
+        const shell_outcome result = run_in_shell(module_line(port));
+        EXPECT_EQ(result.status, 2) << port;
+        EXPECT_THAT(result.output, HasSubstr(expected));
     }
 }
 

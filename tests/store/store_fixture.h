@@ -1,73 +1,16 @@
-// A system database of the test's own, and other processes that use it.
+// A system database of the test's own.
 #pragma once
 
-#include <csignal>
 #include <filesystem>
-#include <functional>
 #include <string>
 
 #include <gtest/gtest.h>
 #include <lmdb.h>
-#include <poll.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "store/environment.h"
-#include "tests/support/surroundings.h"
-
-// A process beside this one. It runs body() and is killed at the latest when the test ends.
-class other_process {
-public:
-    explicit other_process(const std::function<int()> &body) : pid_(fork()) {
-        if (pid_ == 0) {
-            _exit(body());
-        }
-    }
-    ~other_process() { kill(); }
-    other_process(const other_process &) = delete;
-    other_process &operator=(const other_process &) = delete;
-
-    void kill() {
-        if (pid_ > 0) {
-            ::kill(pid_, SIGKILL);
-            wait();
-        }
-    }
-
-    // Its result, or 128 + the signal that ended it.
-    int wait() {
-        int status = 0;
-        waitpid(pid_, &status, 0);
-        pid_ = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    }
-
-private:
-    pid_t pid_;
-};
-
-// One process tells, the other waits. Made before the fork.
-class notice {
-public:
-    notice() { EXPECT_EQ(pipe(ends_), 0); }
-    ~notice() {
-        close(ends_[0]);
-        close(ends_[1]);
-    }
-    notice(const notice &) = delete;
-    notice &operator=(const notice &) = delete;
-
-    void give() const { EXPECT_EQ(write(ends_[1], "x", 1), 1); }
-    void await() const {  // for 10 s at most: the other one may have failed
-        char byte = 0;
-        pollfd readable = {ends_[0], POLLIN, 0};
-        ASSERT_EQ(poll(&readable, 1, 10000), 1);
-        EXPECT_EQ(read(ends_[0], &byte, 1), 1);
-    }
-
-private:
-    int ends_[2] = {-1, -1};
-};
+#include "tests/support/environment_variable.h"
+#include "tests/support/other_process.h"
+#include "tests/support/temporary_folder.h"
 
 class store_test : public testing::Test {
 protected:

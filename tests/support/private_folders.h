@@ -5,7 +5,7 @@
 #include <sched.h>
 #include <sys/mount.h>
 
-#include "tests/support/surroundings.h"
+#include "tests/support/private_namespace.h"
 
 class private_folders : public testing::Test {
 protected:

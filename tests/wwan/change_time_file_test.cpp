@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "tests/support/private_folders.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 

@@ -356,20 +356,17 @@ TEST_F(sysdb_tool, a_value_that_does_not_fit_ends_with_3) {
 
 TEST_F(sysdb_tool, an_output_that_cannot_be_written_ends_with_3) {
     ASSERT_EQ(sysdb_namedb_write_int(nullptr, "CELL", "K", 1, 0), 0);
-    const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
-    int closed[2] = {-1, -1};
-    ASSERT_EQ(pipe2(closed, O_CLOEXEC), 0);
-    close(closed[0]);
+    const descriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+    pipe_ends unread;
+    unread.read_end.close();
     const std::vector<std::vector<std::string>> cases = {
         {"list", "CELL"}, {"list", "CELL", "--json"}, {"get", "CELL", "K"}, {"--help"}};
     for (const std::vector<std::string> &arguments : cases) {
-        EXPECT_EQ(run(arguments, full), 3) << arguments[0];
+        EXPECT_EQ(run(arguments, full.get()), 3) << arguments[0];
         EXPECT_EQ(err_, "sysdb: cannot write the output: No space left on device\n");
-        EXPECT_EQ(run(arguments, closed[1]), 3) << arguments[0];
+        EXPECT_EQ(run(arguments, unread.write_end.get()), 3) << arguments[0];
         EXPECT_EQ(err_, "sysdb: cannot write the output: Broken pipe\n");
     }
-    close(full);
-    close(closed[1]);
 }
 
 }  // namespace

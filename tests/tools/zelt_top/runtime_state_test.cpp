@@ -1,13 +1,13 @@
 #include "tools/zelt_top/runtime_state.h"
 
-#include <cstdlib>
 #include <ctime>
-#include <filesystem>
 #include <fstream>
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
+
+#include "tests/support/other_process.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 
@@ -15,31 +15,19 @@ using namespace view;
 using namespace zelt_top;
 
 class files_of_the_daemon : public testing::Test {
-public:
-    ~files_of_the_daemon() override { std::filesystem::remove_all(folder_); }
-
 protected:
-    files_of_the_daemon() {
-        std::string name = (std::filesystem::temp_directory_path() / "zelt-top-XXXXXX").string();
-        folder_ = mkdtemp(name.data());
-        files_ = {folder_ / "pid", folder_ / "running", folder_ / "change", folder_ / "module"};
-    }
-    files_of_the_daemon(const files_of_the_daemon &) = delete;
-    files_of_the_daemon &operator=(const files_of_the_daemon &) = delete;
-
     static void write(const std::string &path, const std::string &text) { std::ofstream(path) << text; }
 
-    std::filesystem::path folder_;
-    runtime_files files_;
+    temporary_folder folder_;
+    runtime_files files_ = {folder_.path("pid"), folder_.path("running"), folder_.path("change"),
+                            folder_.path("module")};
 };
 
 pid_t process_that_has_gone() {
-    const pid_t child = fork();
-    if (child == 0) {
-        _exit(0);
-    }
-    waitpid(child, nullptr, 0);
-    return child;
+    other_process process([] { return 0; });
+    const pid_t pid = process.pid();
+    process.wait();
+    return pid;
 }
 
 TEST_F(files_of_the_daemon, nothing_there) {

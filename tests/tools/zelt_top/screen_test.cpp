@@ -1,28 +1,25 @@
 // The program itself on a pseudo-terminal, read through a model of the terminal, and with its output in a pipe.
-#include <array>
-#include <chrono>
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <pty.h>
-#include <sys/ioctl.h>
-#include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
-#include <utmp.h>
 
-#include "posix/descriptor.h"
 #include "store/environment.h"
+#include "tests/support/becomes_true.h"
+#include "tests/support/other_process.h"
+#include "tests/support/pseudo_terminal.h"
+#include "tests/support/temporary_folder.h"
 #include "tests/tools/zelt_top/vt_model.h"
 
 namespace {
@@ -31,21 +28,14 @@ using testing::HasSubstr;
 using testing::Not;
 using strings = std::vector<std::string>;
 
-// Long enough for a machine under load; only a failing test waits for it.
-constexpr auto DEADLINE = std::chrono::seconds(30);
-
 class store {
 public:
-    store() {
-        std::string name = (std::filesystem::temp_directory_path() / "zelt-top-XXXXXX").string();
-        base_ = mkdtemp(name.data());
-        folder_ = base_ / "sysdb";
-    }
-    ~store() { std::filesystem::remove_all(base_); }
+    store() = default;
     store(const store &) = delete;
     store &operator=(const store &) = delete;
 
     std::string folder() const { return folder_; }
+    std::string beside(const std::string &name) const { return base_.path(name); }
 
     void put(const sysdb_values &values) {
         ASSERT_TRUE(environment_.is_open() || environment_.open(folder_, sysdb_access::create) == 0);
@@ -60,7 +50,7 @@ public:
     // Keeps the two pages that make it look whole.
     void cut_off_the_end() {
         environment_.close();
-        std::filesystem::resize_file(folder_ / "data.mdb", static_cast<std::uintmax_t>(2 * sysconf(_SC_PAGESIZE)));
+        std::filesystem::resize_file(folder_ + "/data.mdb", static_cast<std::uintmax_t>(2 * sysconf(_SC_PAGESIZE)));
     }
 
     void put_lte() {
@@ -78,152 +68,80 @@ public:
     }
 
 private:
-    std::filesystem::path base_;
-    std::filesystem::path folder_;
+    temporary_folder base_;
+    std::string folder_ = base_.path("sysdb");
     sysdb_environment environment_;
 };
 
-// In the child between fork and exec.
-[[noreturn]] void become(const strings &arguments, const strings &environment) {
-    std::vector<char *> argv{const_cast<char *>(ZELT_TOP)};
-    for (const std::string &one : arguments) {
-        argv.push_back(const_cast<char *>(one.c_str()));
-    }
-    argv.push_back(nullptr);
-    std::vector<char *> envp;
-    for (const std::string &one : environment) {
-        envp.push_back(const_cast<char *>(one.c_str()));
-    }
-    envp.push_back(nullptr);
-    execve(ZELT_TOP, argv.data(), envp.data());
-    _exit(127);
-}
+using variables = std::map<std::string, std::string>;
 
 class program_on_terminal {
 public:
-    program_on_terminal(const store &database, const std::string &term, strings more_environment = {},
+    program_on_terminal(const store &database, const std::string &term, const variables &more_environment = {},
                         const strings &arguments = {}, unsigned short columns = 80, unsigned short rows = 24)
-        : model_(columns, rows) {
-        strings environment = std::move(more_environment);  // in front: the first of a name holds
-        environment.insert(environment.end(), {"SYSDB_DIR=" + database.folder(), "LC_ALL=C.UTF-8"});
-        if (!term.empty()) {
-            environment.push_back("TERM=" + term);
-        }
-        const winsize size{rows, columns, 0, 0};
-        int master = -1;
-        int slave = -1;
-        if (openpty(&master, &slave, nullptr, nullptr, &size) != 0) {
-            ADD_FAILURE() << "no pseudo-terminal";
-        }
-        master_ = descriptor(master);
-        slave_ = descriptor(slave);
-        fcntl(master, F_SETFD, FD_CLOEXEC);
-        tcgetattr(slave, &before_);
-        child_ = fork();
-        if (child_ == 0) {
-            login_tty(slave);
-            become(arguments, environment);
-        }
-    }
-    ~program_on_terminal() {
-        if (child_ > 0) {
-            kill(child_, SIGKILL);
-            waitpid(child_, nullptr, 0);
-        }
-    }
-    program_on_terminal(const program_on_terminal &) = delete;
-    program_on_terminal &operator=(const program_on_terminal &) = delete;
+        : model_(columns, rows), terminal_(columns, rows), program_(terminal_.run([&] {
+              variables environment = more_environment;
+              environment.insert({{"SYSDB_DIR", database.folder()}, {"LC_ALL", "C.UTF-8"}});
+              if (!term.empty()) {
+                  environment.insert({"TERM", term});
+              }
+              clearenv();
+              for (const auto &[name, value] : environment) {
+                  setenv(name.c_str(), value.c_str(), 1);
+              }
+              strings command = arguments;
+              command.insert(command.begin(), ZELT_TOP);
+              return become(command);
+          })) {}
 
     // Reads until the page is as wanted.
     testing::AssertionResult shows(const std::function<bool(const std::string &)> &wanted) {
-        const auto end = std::chrono::steady_clock::now() + DEADLINE;
-        while (!wanted(model_.page())) {
-            if (std::chrono::steady_clock::now() > end || !read_some()) {
-                return testing::AssertionFailure() << "the page is\n" << model_.page();
-            }
+        if (becomes_true([&] { return read(), wanted(model_.page()); })) {
+            return testing::AssertionSuccess();
         }
-        return testing::AssertionSuccess();
+        return testing::AssertionFailure() << "the page is\n" << model_.page();
     }
     testing::AssertionResult shows(const std::string &part) {
         return shows([&part](const std::string &page) { return page.find(part) != std::string::npos; });
     }
 
-    void type(const std::string &keys) const {
-        EXPECT_EQ(write(master_.get(), keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
-    }
-    void signal(int number) const { kill(child_, number); }
+    void type(const std::string &keys) const { terminal_.type(keys); }
+    void signal(int number) const { program_.signal(number); }
     void resize(unsigned short columns, unsigned short rows) {
         model_.resize(columns, rows);
-        const winsize size{rows, columns, 0, 0};
-        EXPECT_EQ(ioctl(master_.get(), TIOCSWINSZ, &size), 0);
+        terminal_.resize(columns, rows);
     }
-    void hang_up() {
-        slave_.close();
-        master_.close();
+    void hang_up() { terminal_.hang_up(); }
+
+    bool stops() {
+        return becomes_true([&] { return read(), program_.is_stopped(); });
     }
 
-    int wait_state(int options) {
-        int status = -1;
-        const auto end = std::chrono::steady_clock::now() + DEADLINE;
-        while (waitpid(child_, &status, options | WNOHANG) == 0) {
-            if (std::chrono::steady_clock::now() > end) {
-                return -1;
-            }
-            read_some(std::chrono::milliseconds(20));
-        }
-        if (!WIFSTOPPED(status)) {
-            child_ = -1;  // nothing left to kill
-        }
-        return status;
-    }
-
-    // 0 to 255, or -1 when it did not end by itself.
+    // As the shell says it, or -1 when it goes on.
     int exit_code() {
-        const int status = wait_state(0);
-        if (status != -1) {
-            while (master_.is_open() && read_some(std::chrono::milliseconds(0))) {
-            }
+        if (!becomes_true([&] { return read(), program_.has_ended(); })) {
+            return -1;
         }
-        return status != -1 && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        read();
+        return program_.wait();
     }
 
-    bool restored() const {
-        termios now{};
-        tcgetattr(slave_.get(), &now);
-        return now.c_iflag == before_.c_iflag && now.c_oflag == before_.c_oflag && now.c_lflag == before_.c_lflag &&
-               model_.cursor_visible() && !model_.other_page();
-    }
-    bool raw() const {
-        termios now{};
-        tcgetattr(slave_.get(), &now);
-        return (now.c_lflag & ECHO) == 0;
-    }
+    bool restored() const { return terminal_.is_as_before() && model_.cursor_visible() && !model_.other_page(); }
+    bool raw() const { return (terminal_.settings().c_lflag & ECHO) == 0; }
 
     const vt_model &model() const { return model_; }
     const std::string &bytes() const { return bytes_; }
 
 private:
-    bool read_some(std::chrono::milliseconds patience = std::chrono::milliseconds(1000)) {
-        pollfd source{master_.get(), POLLIN, 0};
-        if (poll(&source, 1, static_cast<int>(patience.count())) <= 0) {
-            return patience.count() != 0;
-        }
-        std::array<char, 4096> buffer{};
-        const ssize_t count = read(master_.get(), buffer.data(), buffer.size());
-        if (count <= 0) {
-            return false;
-        }
-        const std::string got(buffer.data(), static_cast<std::size_t>(count));
+    void read() {
+        const std::string got = terminal_.read();
         bytes_ += got;
         model_.feed(got);
-        return true;
     }
 
     vt_model model_;
-    descriptor master_;
-    descriptor slave_;  // kept, to see in which state the terminal is left
-    termios before_{};
-    pid_t child_ = -1;
+    pseudo_terminal terminal_;
+    other_process program_;
     std::string bytes_;
 };
 
@@ -233,22 +151,16 @@ struct result {
     std::string err;
 };
 
-std::string content_of(const std::string &path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 // Without a terminal, to its end. What follows the arguments comes last, and so wins over the usual files; the output
 // of a pipe is that of its last program.
 result run(const store &database, const std::string &arguments, const std::string &rest = "") {
-    const std::string base = std::filesystem::path(database.folder()).parent_path();
     const bool piped = rest.starts_with("|");
-    const std::string to_file = " >" + base + "/out ";
+    const std::string to_file = " >" + database.beside("out") + " ";
     const std::string command = "SYSDB_DIR=" + database.folder() + " LC_ALL=C TERM=xterm " + ZELT_TOP + " " +
-                                arguments + " </dev/null 2>" + base + "/err " +
+                                arguments + " </dev/null 2>" + database.beside("err") + " " +
                                 (piped ? rest + to_file : to_file + rest);
-    const int status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, content_of(base + "/out"), content_of(base + "/err")};
+    const int status = run_in_shell(command).status;
+    return {status, content_of(database.beside("out")), content_of(database.beside("err"))};
 }
 
 TEST(screen, shows_the_page_and_q_gives_the_terminal_back) {
@@ -401,8 +313,7 @@ TEST(screen, stopped_and_continued) {
     program_on_terminal top(database, "xterm", {}, {"--interval", "0.1"});
     ASSERT_TRUE(top.shows("-95 dBm"));
     top.signal(SIGTSTP);
-    const int status = top.wait_state(WUNTRACED);
-    ASSERT_TRUE(status != -1 && WIFSTOPPED(status));
+    ASSERT_TRUE(top.stops());
     EXPECT_TRUE(top.shows([&top](const std::string &) { return top.restored(); }));
     database.put({{"CELL_RSRP", -101}});
     top.signal(SIGCONT);
@@ -439,8 +350,7 @@ TEST(screen, crash_leaves_the_terminal_as_it_was) {
     program_on_terminal top(database, "xterm");
     ASSERT_TRUE(top.shows("-95 dBm"));
     top.signal(SIGABRT);
-    const int status = top.wait_state(0);
-    EXPECT_TRUE(status != -1 && WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT);
+    EXPECT_EQ(top.exit_code(), 128 + SIGABRT);
     EXPECT_TRUE(top.shows([&top](const std::string &) { return top.restored(); }));
 }
 
@@ -448,15 +358,15 @@ TEST(screen, no_colour_where_nobody_wants_it) {
     struct row {
         const char *why;
         const char *term;
-        strings environment;
+        variables environment;
         strings arguments;
         bool coloured;
     };
     const row rows[] = {
-        {"by the environment", "xterm", {"NO_COLOR=1"}, {}, false},
+        {"by the environment", "xterm", {{"NO_COLOR", "1"}}, {}, false},
         {"by option", "xterm", {}, {"--no-color"}, false},
         {"a terminal that has none", "vt100", {}, {}, false},
-        {"an empty NO_COLOR asks for nothing", "xterm", {"NO_COLOR="}, {}, true},
+        {"an empty NO_COLOR asks for nothing", "xterm", {{"NO_COLOR", ""}}, {}, true},
     };
     for (const row &one : rows) {
         store database;
@@ -487,7 +397,7 @@ TEST(screen, serial_console_gets_ascii_only) {
 TEST(screen, locale_without_utf8_gets_ascii_only) {
     store database;
     database.put_lte();
-    program_on_terminal top(database, "xterm", {"LC_ALL=C"});
+    program_on_terminal top(database, "xterm", {{"LC_ALL", "C"}});
     ASSERT_TRUE(top.shows("SQI         60 %"));
     EXPECT_THAT(top.bytes(), testing::Each(testing::Ge('\0')));
 }

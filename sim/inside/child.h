@@ -1,4 +1,5 @@
-// One program that the box runs, with its output on a pipe. Silent; only the destructor waits (for a killed program).
+// One program that the box runs, with its output on a pipe. Silent; only reap() and the destructor (of a killed
+// program) wait.
 #pragma once
 
 #include <string>
@@ -35,9 +36,3 @@ private:
     descriptor end_;
     descriptor output_;
 };
-
-// A descriptor that becomes readable when the process ends.
-descriptor end_of_process(pid_t pid);
-
-// Runs a short helper program to its end; its exit status, 127 when it cannot be started.
-int run_helper(const std::vector<std::string> &command);

@@ -1,0 +1,65 @@
+#include "sim/inside/child.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <system_error>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "posix/process.h"
+#include "sim/scenario/signal_names.h"
+
+child::~child() {
+    if (runs()) {
+        kill(pid_, SIGKILL);
+        waitpid(pid_, nullptr, 0);
+    }
+}
+
+void child::start(const std::vector<std::string> &command) {
+    pipe_ends output;
+    if (!output.read_end.is_open()) {
+        throw std::system_error(errno, std::generic_category(), "pipe");
+    }
+    fcntl(output.read_end.get(), F_SETFL, O_NONBLOCK);
+    // A group of its own keeps a terminal's Ctrl-C away: the box stops the program in its own order.
+    pid_ = start_program(command, {.streams = {NULL_DEVICE, output.write_end.get(), output.write_end.get()},
+                                   .group = process_group::own,
+                                   .inherits_descriptors = true});
+    end_ = end_of_process(pid_);
+    output_ = std::move(output.read_end);
+}
+
+void child::send(int signal_number) const {
+    if (runs()) {
+        kill(pid_, signal_number);
+    }
+}
+
+std::string child::read_output() {
+    std::string bytes;
+    std::array<char, 4096> piece{};
+    for (ssize_t size = 0; output_.is_open();) {
+        size = read(output_.get(), piece.data(), piece.size());
+        if (size > 0) {
+            bytes.append(piece.data(), static_cast<std::size_t>(size));
+        } else if (size == 0) {
+            output_.close();
+        } else {
+            break;
+        }
+    }
+    return bytes;
+}
+
+std::string child::reap() {
+    int status = 0;
+    waitpid(pid_, &status, 0);
+    pid_ = -1;
+    end_.close();
+    return WIFSIGNALED(status) ? signal_name(WTERMSIG(status)) : std::to_string(WEXITSTATUS(status));
+}
