@@ -23,7 +23,8 @@ TEST_F(live_database, absent_appearing_later_and_made_anew) {
     EXPECT_THAT(absent.problem, HasSubstr("live_database not there yet: " + directory_));
 
     other_puts({{"GPIO_TEMP", 41.5}}, "GPIO");
-    EXPECT_THAT(source.read().problem, HasSubstr("live_database not there yet")) << "without CELL there is nothing to see";
+    EXPECT_THAT(source.read().problem, HasSubstr("live_database not there yet"))
+        << "without CELL there is nothing to see";
 
     other_puts({{"CELL_RSRP", -95}});
     const reading there = source.read();
