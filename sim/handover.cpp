@@ -1,6 +1,9 @@
 #include "sim/handover.h"
 
 #include <cstdio>
+#include <cstdlib>
+
+#include <unistd.h>
 
 #include "sim/scenario/line_text.h"
 
@@ -38,6 +41,20 @@ play_request from_words(const std::vector<std::string> &words) {
             .speed = number(words[5]),
             .beside = static_cast<companion>(number(words[6])),
             .command = {words.begin() + FIELDS, words.end()}};
+}
+
+void set_box_environment(const std::string &folder) {
+    unsetenv("SYSDB_DIR");
+    setenv("ZELT_CONFIG", BOX_CONFIG, 1);
+    setenv("PATH", ((folder.empty() ? "" : folder + ":") + "/usr/sbin:/usr/bin:/sbin:/bin").c_str(), 1);
+}
+
+std::vector<std::string> shell_in_box() {
+    std::vector<std::string> command{"/usr/bin/env", "PS1=box:\\w# ", "HISTFILE="};
+    // Without the user's own settings: they belong to a system that can be written.
+    access("/bin/bash", X_OK) == 0 ? command.insert(command.end(), {"/bin/bash", "--norc"})
+                                   : command.insert(command.end(), "/bin/sh");
+    return command;
 }
 
 int refuse(const std::string &message, int status) {

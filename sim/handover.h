@@ -1,5 +1,5 @@
 // What the two halves of zelt-sim agree on: the outer one, which people start, and the inner one, which the outer one
-// starts in the box with the words of a request. Pure but for refuse().
+// starts in the box with the words of a request. Pure but for refuse() and the environment.
 #pragma once
 
 #include <filesystem>
@@ -45,16 +45,29 @@ inline constexpr const char *NOT_FOR_PEOPLE = "\"inside\" is for zelt-sim itself
 
 // It finds the text of its scenario on this descriptor, ...
 inline constexpr int BOX_TEXT = 3;
-// ... a pipe that is closed when it shall end, ...
+// ... a pipe that is closed when it shall end, and brings a byte when it shall stop for a while or go on, ...
 inline constexpr int BOX_CONTROL = 4;
-// ... and one in which it writes a byte as soon as the box stands.
+inline constexpr char STOP_FOR_A_WHILE = 's';
+inline constexpr char GO_ON = 'c';
+// ... and one in which it writes a byte as soon as the box stands, and another each time it has stopped for a while.
 inline constexpr int BOX_READY = 5;
+inline constexpr char BOX_STANDS = '!';
+inline constexpr char BOX_HAS_STOPPED = 's';
 
 // The module's port in the box.
 inline constexpr const char *MODULE_PORT = "/dev/ttyQSB3";
 
 // Tells the live view that the module is a real one, whose data link is not the box's.
 inline constexpr const char *MODULE_IN_BOX = "/run/zelt-sim.module";
+
+// The router's configuration in the box.
+inline constexpr const char *BOX_CONFIG = "/run/zelt/config.json";
+
+// What a person's programs find in the box: the programs of `folder` first, the box's database and configuration.
+void set_box_environment(const std::string &folder);
+
+// A shell for people, to be started there.
+std::vector<std::string> shell_in_box();
 
 inline constexpr int EXIT_SCENARIO = 2;  // also: the command line is wrong, no module at the port
 inline constexpr int EXIT_NO_BOX = 3;

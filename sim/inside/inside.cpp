@@ -19,6 +19,7 @@
 #include "sim/inside/router_files.h"
 #include "sim/inside/router_programs.h"
 #include "sim/inside/terminal_program.h"
+#include "sim/scenario/signal_names.h"
 
 namespace {
 
@@ -34,11 +35,8 @@ std::unique_ptr<terminal_program> make_companion(companion which) {
     std::puts("A shell in the box, beside the running daemon. Look around with:  sysdb list CELL   zelt-top\n"
               "ip address show wwan0   cat /run/wwan_ipv4   ls /run /tmp        exit ends the box.");
     std::fflush(stdout);
-    words command{"/usr/bin/env", "PATH=" + own_folder().string() + ":" + std::getenv("PATH"), "PS1=box:\\w# ",
-                  "HISTFILE="};
-    // Without the user's own settings: they belong to a system that can be written.
-    access("/bin/bash", X_OK) == 0 ? command.insert(command.end(), {"/bin/bash", "--norc"})
-                                   : command.insert(command.end(), "/bin/sh");
+    words command = shell_in_box();
+    command.insert(command.begin() + 1, "PATH=" + own_folder().string() + ":" + std::getenv("PATH"));
     return std::make_unique<terminal_program>(command, isatty(STDIN_FILENO) != 0);
 }
 
@@ -77,9 +75,16 @@ int play_beside(const scenario &story, play_request request) {
         return play(story, request, nullptr);
     }
     request.level = journal_level::quiet;
-    const kept_output kept;
-    const int status = play(story, request, beside.get());
-    beside->end();  // before anything is printed
+    const std::string what = request.beside == companion::view ? "the view" : "the shell";
+    int status = 0;
+    {
+        const kept_output kept;
+        status = play(story, request, beside.get());
+        beside->end();  // before anything is printed
+    }
+    if (beside->killed_by() != 0) {
+        refuse(what + " was ended by signal " + signal_name(beside->killed_by()));
+    }
     return status;
 }
 
@@ -88,8 +93,7 @@ void prepare_router() {
     make_interfaces();
     make_router_programs();
     prepare_config();
-    unsetenv("SYSDB_DIR");
-    setenv("PATH", "/usr/sbin:/usr/bin:/sbin:/bin", 1);
+    set_box_environment("");  // the daemon's own: as on the router, without the programs for people
 }
 
 }  // namespace
@@ -106,7 +110,7 @@ int inside(const words &arguments) try {
     std::signal(SIGPIPE, SIG_IGN);
     const scenario story = parse_scenario(*text, request.scenario);
     prepare_router();
-    if (write(BOX_READY, "", 1) != 1) {
+    if (write(BOX_READY, &BOX_STANDS, 1) != 1) {
         return EXIT_NO_BOX;
     }
     if (!request.port.empty()) {

@@ -1,5 +1,6 @@
 #include "sim/inside/journal.h"
 
+#include <cerrno>
 #include <cstdio>
 
 void journal::line(journal_level least, const char *kind, const std::string &text) {
@@ -9,7 +10,9 @@ void journal::line(journal_level least, const char *kind, const std::string &tex
     const double seconds = std::chrono::duration<double>(clock::now() - start_).count();
     // Milliseconds matter in an exchange, and only disturb in the story.
     std::printf("%8.*fs  %-6s %s\n", is_verbose() ? 3 : 1, seconds, kind, text.c_str());
-    broken_ = std::fflush(stdout) != 0 || broken_;
+    if (std::fflush(stdout) != 0 && error_ == 0) {
+        error_ = errno;
+    }
 }
 
 void journal::failure(const std::string &text) {

@@ -23,8 +23,8 @@ public:
 
     std::size_t failures() const { return failures_; }
 
-    // Nobody reads any more.
-    bool is_broken() const { return broken_; }
+    // Why it can be written no more: an error number, such as EPIPE when nobody reads; 0 while it can.
+    int error() const { return error_; }
 
 private:
     void line(journal_level least, const char *kind, const std::string &text);
@@ -32,5 +32,5 @@ private:
     journal_level level_;
     clock::time_point start_;
     std::size_t failures_ = 0;
-    bool broken_ = false;
+    int error_ = 0;
 };

@@ -22,8 +22,9 @@ std::string why_no_module(const std::string &device, const std::string &host_nam
     }
     return host_name + " is no AT port: \"AT\" was sent " + std::to_string(TRIES) +
            " times, and no \"OK\" came back within 4 seconds.\n"
-           "A module has several ports, and only one or two of them answer: try the next one, often ttyUSB2 or "
-           "ttyUSB3.\n"
+           "A module has several ports, and only one or two of them answer: `zelt-sim probe` tells which, or try the "
+           "next "
+           "one,\noften ttyUSB2 or ttyUSB3.\n"
            "If it is the right one, another program may be using it: `sudo fuser -v " +
            host_name + "` names it.";
 }

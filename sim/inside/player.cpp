@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <iterator>
 #include <utility>
 
@@ -46,7 +48,7 @@ enum class phase {
 };
 
 std::string describe_exit(const std::string &status) {
-    return signal_number(status) ? "by signal " + status : "with exit status " + status;
+    return is_signal_name(status) ? "by signal " + status : "with exit status " + status;
 }
 
 bool is_for_people(const log_line &line) {
@@ -56,8 +58,8 @@ bool is_for_people(const log_line &line) {
 class player final : public router {
 public:
     player(const scenario &story, const play_request &request, terminal_program *beside)
-        : request_(request), beside_(beside), steps_(story.steps), journal_(request.level), log_("/dev/log"),
-          port_(MODULE_PORT) {}
+        : request_(request), beside_(beside), module_name_(story.module), steps_(story.steps), journal_(request.level),
+          log_("/dev/log"), port_(MODULE_PORT) {}
 
     int play();
 
@@ -118,6 +120,8 @@ private:
     bool is_told_to_end() const { return phase_ == phase::ending || phase_ == phase::stopping; }
     clock_type::time_point user_limit() const;
     void stop_for_user();
+    void handle_control();
+    void stop_for_a_while();
     void check_limits();
 
     // --- What happens ---
@@ -135,6 +139,7 @@ private:
 
     const play_request &request_;
     terminal_program *beside_;
+    const std::string &module_name_;
     const std::vector<scenario_step> &steps_;
     std::size_t next_step_ = 0;
     std::size_t line_ = 0;  // of the statement that is being carried out
@@ -151,6 +156,7 @@ private:
     clock_type::time_point table_start_;
     clock_type::time_point play_start_;
     clock_type::time_point stop_deadline_;  // while it is told to end
+    bool is_stopped_by_story_ = false;      // by `signal STOP`
     unsigned int cycles_ = 0;
     std::size_t judged_ = 0;
     std::vector<log_line> lines_;
@@ -164,6 +170,9 @@ int player::play() {
         port_.plug();
     }
     touch_file("/tmp/zstats.running");
+    if (!module_name_.empty()) {
+        write_key({"CELL", {"CELL_MODEL", {"string", module_name_}}});  // of another program of the router
+    }
     while (next<action>() != nullptr) {
         carry_out_next();
     }
@@ -183,6 +192,10 @@ int player::play() {
     if (journal_.failures() == 0) {
         journal_.story("", judged_ == 0 ? "== the end"
                                         : "== the end: all " + std::to_string(judged_) + " expectations hold");
+    }
+    // Without a reader, as in "| head", all was said that anybody wanted.
+    if (journal_.error() != 0 && journal_.error() != EPIPE) {
+        return refuse(std::string("the journal cannot be written: ") + std::strerror(journal_.error()), 1);
     }
     return journal_.failures() == 0 ? 0 : 1;
 }
@@ -292,12 +305,14 @@ void player::run_broker(bool on) {
 
 void player::start() {
     daemon_.start(request_.command);
+    is_stopped_by_story_ = false;
     daemon_pid_ = daemon_.pid();
     journal_.detail("box", "started " + join(request_.command, " "));
 }
 
 void player::signal_daemon(int number) {
     daemon_.send(number);
+    is_stopped_by_story_ = number == SIGSTOP || (is_stopped_by_story_ && number != SIGCONT);
     journal_.story("box", "sent signal " + signal_name(number));
 }
 
@@ -323,9 +338,41 @@ void player::stop_for_user() {
     }
 }
 
+void player::handle_control() {
+    char byte = 0;
+    if (read(BOX_CONTROL, &byte, 1) != 1) {
+        stop_for_user();
+    } else if (byte == STOP_FOR_A_WHILE) {
+        stop_for_a_while();
+    }
+}
+
+// Nothing goes on in the box meanwhile, and the times of the table move.
+void player::stop_for_a_while() {
+    const auto begin = clock_type::now();
+    daemon_.send(SIGSTOP);
+    if (beside_ != nullptr) {
+        beside_->stop_for_a_while();
+    }
+    static_cast<void>(!write(BOX_READY, &BOX_HAS_STOPPED, 1));
+    char byte = 0;
+    while (read(BOX_CONTROL, &byte, 1) == 1 && byte != GO_ON) {
+    }
+    if (!is_stopped_by_story_) {
+        daemon_.send(SIGCONT);
+    }
+    if (beside_ != nullptr) {
+        beside_->go_on();
+    }
+    const auto pause = clock_type::now() - begin;
+    play_start_ += pause;
+    table_start_ += pause;
+    stop_deadline_ += pause;
+}
+
 void player::check_limits() {
     const auto now = clock_type::now();
-    if (journal_.is_broken() || now >= user_limit()) {
+    if (journal_.error() != 0 || now >= user_limit()) {
         stop_for_user();
     }
     if (is_told_to_end() && now >= stop_deadline_) {
@@ -351,6 +398,9 @@ int player::wait_milliseconds() {
     } else {
         until = std::min(until, user_limit());
     }
+    if (beside_ != nullptr) {
+        until = std::min(until, now + std::chrono::milliseconds(200));  // no descriptor tells that it was stopped
+    }
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - now).count();
     return static_cast<int>(std::max<long long>(left, 0));
 }
@@ -364,7 +414,7 @@ void player::wait() {
          &player::handle_port},
         {{daemon_.output_descriptor(), POLLIN, 0}, &player::handle_output},
         {{daemon_.end_descriptor(), POLLIN, 0}, &player::handle_exit},
-        {{listens ? BOX_CONTROL : -1, POLLIN, 0}, &player::stop_for_user},
+        {{listens ? BOX_CONTROL : -1, POLLIN, 0}, &player::handle_control},
         {{listens && beside_ != nullptr ? beside_->end_descriptor() : -1, POLLIN, 0}, &player::stop_for_user},
         {{broker_.descriptor(), POLLIN, 0}, &player::handle_messages},
     };
@@ -376,6 +426,9 @@ void player::wait() {
         if ((result++)->revents != 0) {
             (this->*handle)();
         }
+    }
+    if (beside_ != nullptr && beside_->has_stopped()) {
+        stop_for_a_while();
     }
     check_limits();
 }

@@ -1,7 +1,6 @@
 #include "sim/inside/router_files.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
@@ -10,11 +9,11 @@
 
 #include <sys/mount.h>
 
+#include "sim/handover.h"
+
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr const char *CONFIG_FILE = "/run/zelt/config.json";
 
 std::string problem(const std::string &path, const std::error_code &error) {
     return error ? path + ": " + error.message() : "";
@@ -37,19 +36,18 @@ void join_run_folders() {
 }
 
 void prepare_config() {
-    fs::create_directories(fs::path(CONFIG_FILE).parent_path());
-    setenv("ZELT_CONFIG", CONFIG_FILE, 1);
+    fs::create_directories(fs::path(BOX_CONFIG).parent_path());
 }
 
 std::string write_config(const std::string &json) {
     // Readers see the old file or the new one, never half of it.
-    const std::string fresh = std::string(CONFIG_FILE) + ".new";
+    const std::string fresh = std::string(BOX_CONFIG) + ".new";
     if (std::string wrong = write_whole(fresh, json); !wrong.empty()) {
         return wrong;
     }
     std::error_code error;
-    fs::rename(fresh, CONFIG_FILE, error);
-    return problem(CONFIG_FILE, error);
+    fs::rename(fresh, BOX_CONFIG, error);
+    return problem(BOX_CONFIG, error);
 }
 
 std::string touch_file(const std::string &path) {

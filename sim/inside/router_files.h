@@ -8,7 +8,7 @@
 // The daemon writes below both names of the folder, "/run" and "/var/run". Throws std::system_error.
 void join_run_folders();
 
-// Makes the configuration's folder, and tells the programs of the box where it is. There is no configuration yet.
+// Makes the configuration's folder. There is no configuration yet.
 void prepare_config();
 std::string write_config(const std::string &json);
 

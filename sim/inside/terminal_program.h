@@ -24,13 +24,24 @@ public:
 
     int end_descriptor() const { return end_.get(); }  // readable when it has ended
 
+    // Whether somebody stopped it, as the stop key does, or a shell's `suspend`.
+    bool has_stopped() const;
+
+    // Waits until it has left its page.
+    void stop_for_a_while() const;
+    void go_on() const;
+
     // Makes it end. A program that does not within two seconds is killed.
     void end();
+
+    // Behind end(): the signal by which it had ended before it was told to; 0 when it had not.
+    int killed_by() const { return killed_by_; }
 
 private:
     std::vector<std::string> command_;
     bool leads_terminal_;
     std::array<descriptor, 3> streams_;
     pid_t pid_ = -1;
+    int killed_by_ = 0;
     descriptor end_;
 };

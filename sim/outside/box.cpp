@@ -14,6 +14,7 @@
 
 #include "posix/descriptor.h"
 #include "posix/process.h"
+#include "sim/scenario/signal_names.h"
 
 namespace {
 
@@ -30,14 +31,25 @@ descriptor text_descriptor(const std::string &text) {
     return file;
 }
 
-// The signals that a terminal sends to every program in the foreground reach this process alone: it tells the box.
+// The signals that a terminal sends to every program in the foreground reach this process alone: it tells the box. With
+// SIGTSTP, the stop key.
 sigset_t stop_signals() {
     sigset_t signals{};
     sigemptyset(&signals);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP}) {
         sigaddset(&signals, number);
     }
     return signals;
+}
+
+// Back when the user's shell lets it go on. By SIGTSTP: without a shell that could, it does not stop at all.
+void stop_for_a_while() {
+    sigset_t key{};
+    sigemptyset(&key);
+    sigaddset(&key, SIGTSTP);
+    raise(SIGTSTP);
+    sigprocmask(SIG_UNBLOCK, &key, nullptr);
+    sigprocmask(SIG_BLOCK, &key, nullptr);
 }
 
 [[noreturn]] void become(const std::string &program, const std::vector<std::string> &command, int text, int control,
@@ -51,7 +63,7 @@ sigset_t stop_signals() {
     for (const int fd : moved) {
         close(fd);
     }
-    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP}) {
         std::signal(number, SIG_IGN);
     }
     const sigset_t signals = stop_signals();
@@ -60,22 +72,46 @@ sigset_t stop_signals() {
     _exit(EXIT_NO_BOX);
 }
 
+constexpr int BY_SIGNAL = 128;  // as bubblewrap tells of the inner half, which itself never ends so
+
+// What the box tells; false when it tells nothing any more. It stops before this process does: its programs leave the
+// terminal in order, and nobody else can.
+bool hear(int ready, const descriptor &control, bool &stands) {
+    char byte = 0;
+    if (read(ready, &byte, 1) != 1) {
+        return false;
+    }
+    stands = stands || byte == BOX_STANDS;
+    if (byte == BOX_HAS_STOPPED) {
+        stop_for_a_while();
+        static_cast<void>(!write(control.get(), &GO_ON, 1));
+    }
+    return true;
+}
+
 // Waits for the end of the box. The first stop signal asks it to end, a second one ends it at once.
-int wait_for_box(pid_t pid, descriptor control) {
+int wait_for_box(pid_t pid, descriptor control, descriptor ready, bool &stands) {
     const sigset_t signals = stop_signals();
-    const descriptor signal_source(signalfd(-1, &signals, SFD_CLOEXEC));
+    const descriptor signal_source(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
     const descriptor end = end_of_process(pid);
     std::chrono::steady_clock::time_point asked;
     for (;;) {
-        pollfd watched[] = {{end.get(), POLLIN, 0}, {signal_source.get(), POLLIN, 0}};
-        poll(watched, 2, -1);
+        pollfd watched[] = {{end.get(), POLLIN, 0}, {signal_source.get(), POLLIN, 0}, {ready.get(), POLLIN, 0}};
+        poll(watched, 3, -1);
+        if (watched[2].revents != 0 && !hear(ready.get(), control, stands)) {
+            ready.close();
+        }
         if (watched[0].revents != 0) {
             int status = 0;
             waitpid(pid, &status, 0);
-            return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
+            return WIFEXITED(status) ? WEXITSTATUS(status) : BY_SIGNAL + WTERMSIG(status);
         }
         signalfd_siginfo received{};
         if (watched[1].revents == 0 || read(signal_source.get(), &received, sizeof received) < 0) {
+            continue;
+        }
+        if (received.ssi_signo == SIGTSTP) {
+            static_cast<void>(!write(control.get(), &STOP_FOR_A_WHILE, 1));
             continue;
         }
         // Some senders signal a process and then its group: that is one request.
@@ -130,10 +166,11 @@ int run_in_box(const box_request &request, const std::string &text) {
     }
     ready.write_end.close();
     control.read_end.close();
-    const int status = wait_for_box(pid, std::move(control.write_end));
-    char byte = 0;
-    if (read(ready.read_end.get(), &byte, 1) == 1) {
-        return status;
+    bool stands = false;
+    const int status = wait_for_box(pid, std::move(control.write_end), std::move(ready.read_end), stands);
+    if (stands) {
+        return status <= BY_SIGNAL ? status
+                                   : refuse("the box was ended by signal " + signal_name(status - BY_SIGNAL), 1);
     }
     return refuse(
         "the box could not be made (bwrap's own message stands above, if there is one). The kernel may forbid\n"

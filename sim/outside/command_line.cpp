@@ -141,3 +141,36 @@ play_request read_module_request(const words &arguments) {
     }
     return request;
 }
+
+attach_request read_attach_request(const words &arguments) {
+    attach_request request;
+    auto word = arguments.begin();
+    if (word != arguments.end() && *word == "--box") {
+        const auto number = ++word == arguments.end() ? std::nullopt : to_number<int>(*word);
+        if (!number || *number <= 0) {
+            fail("the process number of a box behind --box; without --box, attach names them");
+        }
+        request.box = *number;
+        ++word;
+    }
+    if (word != arguments.end() && *word != "--") {
+        refuse_word(*word);
+    }
+    if (word != arguments.end() && ++word == arguments.end()) {
+        fail("a command behind --");
+    }
+    request.command.assign(word, arguments.end());
+    return request;
+}
+
+words read_ports(const words &arguments) {
+    for (const std::string &word : arguments) {
+        if (word.starts_with('-')) {
+            refuse_word(word);
+        }
+        if (!word.starts_with('/')) {
+            fail("serial ports such as /dev/ttyUSB2 behind probe, found \"" + word + "\"");
+        }
+    }
+    return arguments;
+}

@@ -10,9 +10,11 @@
 #include <unistd.h>
 
 #include "sim/handover.h"
+#include "sim/outside/attach.h"
 #include "sim/outside/box.h"
 #include "sim/outside/command_line.h"
 #include "sim/outside/port_check.h"
+#include "sim/outside/probe.h"
 #include "sim/outside/scenario_files.h"
 #include "sim/outside/terminal_guard.h"
 #include "sim/scenario/scenario.h"
@@ -26,6 +28,8 @@ constexpr const char *USAGE =
     R"(Usage: zelt-sim run SCENARIO [--view] [--speed N] [--seconds N] [--quiet | --verbose] [-- COMMAND...]
        zelt-sim shell [SCENARIO] [--speed N] [--seconds N]
        zelt-sim module PORT --model NAME [--view] [--seconds N] [--quiet | --verbose]
+       zelt-sim probe [PORT...]
+       zelt-sim attach [--box PID] [-- COMMAND...]
        zelt-sim list [FOLDER]
        zelt-sim check SCENARIO...
        zelt-sim --help | --version
@@ -42,11 +46,16 @@ The router in a box: runs the daemon with a simulated module, in a "/dev", "/tmp
   shell   play SCENARIO (default: drive) and open a shell in the box; leaving it ends the box
   module  run the daemon with the real module behind the serial port PORT, such as /dev/ttyUSB2. NAME is its model:
           EC21, EC25, BG96, RM520N ... Everything but the port stays as private as with the simulated module
+  probe   ask the serial ports of this machine, or each PORT, which one a module answers on, and print how to go on;
+          queries only, and a port that another program has open is left alone
+  attach  run COMMAND (default: a shell) in the box that runs already; ending it leaves the box alone
+            --box PID     which box, when several run
   list    name the scenarios of FOLDER (default: the shipped ones), one line each
-  check   look for errors in scenario files, and run nothing
+  check   look for errors in scenarios (files, or names of shipped ones), and run nothing
 
 Exit status: 0 all fine; 1 an expectation failed or the daemon ended wrongly; 2 an error in the scenario, on the
-command line, or no module at the port; 3 the box cannot be made.
+command line, no module at the port, or no box to join; 3 the box cannot be made or joined. That of attach is COMMAND's;
+of probe 0 when there is a port to go on with, else 1.
 )";
 
 // In place of a file: the daemon with the real module, until the user ends it.
@@ -110,9 +119,6 @@ int play_in_box(play_request request, const std::string &name, const std::string
     }
     const words inner = to_words(request);
     box.command.insert(box.command.end(), inner.begin(), inner.end());
-    if (request.beside != companion::none) {
-        std::signal(SIGTSTP, SIG_IGN);  // see terminal_program: nobody stops half-way
-    }
     const terminal_guard terminal;
     return run_in_box(box, text);
 }
@@ -151,9 +157,14 @@ int list(const words &arguments) {
 }
 
 int check(const words &arguments) {
-    int status = arguments.empty() ? refuse("expected scenario files behind check") : 0;
-    for (const std::string &file : arguments) {
+    int status = arguments.empty() ? refuse("expected scenarios behind check: files, or names of shipped ones") : 0;
+    for (const std::string &word : arguments) {
+        if (word.starts_with('-')) {
+            status = refuse("did not expect \"" + word + "\"; see zelt-sim --help");
+            continue;
+        }
         try {
+            const fs::path file = find_scenario(word);
             parse_scenario(read_scenario(file), file);
         } catch (const scenario_error &e) {
             std::fprintf(stderr, "%s\n", e.what());
@@ -177,6 +188,13 @@ int outside(const words &all) {
     if (subcommand == "module") {
         return play(read_module_request(arguments));
     }
+    if (subcommand == "probe") {
+        return probe(read_ports(arguments));
+    }
+    if (subcommand == "attach") {
+        const attach_request request = read_attach_request(arguments);
+        attach_to_box(request.box, request.command);
+    }
     if (subcommand == "list") {
         return list(arguments);
     }
@@ -191,5 +209,5 @@ int outside(const words &all) {
         std::puts("zelt-sim " ZELT_VERSION);
         return 0;
     }
-    return refuse("expected run, shell, module, list or check; see zelt-sim --help");
+    return refuse("expected run, shell, module, probe, attach, list or check; see zelt-sim --help");
 }

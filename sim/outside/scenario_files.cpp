@@ -2,6 +2,7 @@
 
 #include <fstream>
 #include <iterator>
+#include <system_error>
 
 #include "sim/handover.h"
 #include "sim/scenario/scenario.h"
@@ -16,14 +17,22 @@ fs::path shipped_scenarios() {
 
 fs::path find_scenario(const std::string &name) {
     const fs::path shipped = shipped_scenarios() / (name + ".scenario");
-    return !fs::exists(name) && name.find('/') == std::string::npos && fs::exists(shipped) ? shipped : fs::path(name);
+    std::error_code error;
+    const bool is_file = fs::exists(name, error) && !fs::is_directory(name, error);
+    return !is_file && name.find('/') == std::string::npos && fs::exists(shipped) ? shipped : fs::path(name);
 }
 
 std::string read_scenario(const fs::path &path) {
+    std::error_code error;
+    if (fs::is_directory(path, error)) {
+        throw scenario_error(path.string() + ": is a folder; `zelt-sim list " + path.string() +
+                             "` names the scenarios in it");
+    }
     std::ifstream file(path, std::ios::binary);
     std::string text(std::istreambuf_iterator<char>(file), {});
     if (!file.is_open() || file.bad()) {
-        throw scenario_error(path.string() + ": cannot be read; `zelt-sim list` names the shipped scenarios");
+        throw scenario_error((path.empty() ? "\"\"" : path.string()) +
+                             ": cannot be read; `zelt-sim list` names the shipped scenarios");
     }
     return text;
 }

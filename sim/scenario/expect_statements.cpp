@@ -101,7 +101,8 @@ action expect_lines(const std::string &priority, const lines_of_text &expected) 
 statement_content read_expect_log(parser &in) {
     const std::string priority = in.word();
     if (!is_priority_name(priority)) {
-        in.fail("a priority such as local0.alert, found \"" + priority + "\"");
+        in.fail("a priority such as local0.alert, found \"" + priority + "\"; behind the point stands " +
+                level_names());
     }
     return expect_lines(priority, in.block_or_fail());
 }

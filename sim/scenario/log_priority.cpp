@@ -19,6 +19,14 @@ std::string priority_name(unsigned int priority) {
            LEVELS[priority % LEVELS.size()];
 }
 
+std::string level_names() {
+    std::string all;
+    for (const char *level : LEVELS) {
+        all += (all.empty() ? "" : ", ") + std::string(level);
+    }
+    return all;
+}
+
 bool is_priority_name(std::string_view name) {
     const auto dot = name.find('.');
     return dot != name.npos && std::ranges::find(FACILITIES, name.substr(0, dot)) != FACILITIES.end() &&

@@ -46,9 +46,9 @@ bool parser::next_line() {
     return true;
 }
 
-void parser::end_of_line() {
+void parser::end_of_line(std::string_view usage) {
     if (const std::string more = word(); !more.empty()) {
-        fail("the line to end before \"" + more + "\"");
+        fail("the line to end before \"" + more + "\"; written so: " + std::string(usage));
     }
 }
 
@@ -114,7 +114,10 @@ key_value parser::to_key(std::string_view text, std::size_t line) const {
     const auto type = text.substr(std::min(key_end + 1, type_end), type_end - std::min(key_end + 1, type_end));
     const auto value = text.substr(std::min(type_end + 1, text.size()));
     if (key_end == 0 || !is_type(type, value)) {
-        fail("KEY TYPE VALUE with TYPE int, real or string", line);
+        fail("KEY TYPE VALUE with TYPE and VALUE int -95 (32 bits), real -999.0 (with a point) or string and any text, "
+             "found \"" +
+                 std::string(text) + "\"",
+             line);
     }
     return {std::string(text.substr(0, key_end)), {std::string(type), as_shown(type, std::string(value))}};
 }

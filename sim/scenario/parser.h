@@ -24,7 +24,7 @@ public:
 
     bool next_line();                                     // enters it; false behind the last one
     std::size_t line() const { return statement_line_; }  // of the statement, counted from 1
-    void end_of_line();
+    void end_of_line(std::string_view usage);             // of the statement on this line
 
     std::string_view take_rest();  // without leading blanks
     std::string word();            // empty at the end of the line

@@ -96,7 +96,7 @@ void read_statement(parser &in, builder &story, const std::string &word) {
     const auto form = std::ranges::find(language, word, &statement_form::word);
     if (form != language.end()) {
         story.add(*form);
-        in.end_of_line();
+        in.end_of_line(form->usage);
         return;
     }
     if (word.starts_with('|')) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
+#include <cstring>
 #include <utility>
 
 namespace {
@@ -24,6 +25,16 @@ std::optional<int> signal_number(std::string_view name) {
 }
 
 std::string signal_name(int number) {
-    const auto *const found = std::ranges::find(SIGNALS, number, &std::pair<std::string_view, int>::second);
-    return found == SIGNALS.end() ? std::to_string(number) : std::string(found->first);
+    const char *const known = sigabbrev_np(number);
+    return known != nullptr ? known : std::to_string(number);
+}
+
+bool is_signal_name(std::string_view name) {
+    for (int number = 1; number < NSIG; ++number) {
+        const char *const known = sigabbrev_np(number);
+        if (known != nullptr && name == known) {
+            return true;
+        }
+    }
+    return false;
 }

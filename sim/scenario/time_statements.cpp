@@ -16,8 +16,10 @@ statement_content read_after(parser &in) {
         in.fail("after cycle N or after exit STATUS");
     }
     const std::string status = in.word();
-    if (!to_number<unsigned char>(status) && !signal_number(status)) {
-        in.fail("an exit status from 0 to 255, or the signal that ends the daemon, such as KILL");
+    if (!to_number<unsigned char>(status) && !is_signal_name(status)) {
+        in.fail("an exit status from 0 to 255, or the signal that ends the daemon, such as TERM, KILL, SEGV or ABRT, "
+                "found \"" +
+                status + "\"");
     }
     return after_exit{status};
 }

@@ -33,6 +33,9 @@ public:
 
     const std::string &device() const { return line_.name(); }
 
+    // A port that no program has open, as one just plugged in.
+    void let_go() { line_.let_go(); }
+
     // Until the script's bytes have passed the PTY.
     void wait_until_readable() const {
         pollfd slave = {line_.slave(), POLLIN, 0};
@@ -63,6 +66,8 @@ public:
                 received_.append(bytes.data(), static_cast<std::size_t>(size));
             } else if (ports[1].revents != 0) {
                 return "";
+            } else {
+                rest(std::chrono::milliseconds(5));  // nobody has it open: poll does not wait
             }
         }
     }

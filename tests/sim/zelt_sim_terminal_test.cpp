@@ -190,6 +190,7 @@ TEST_F(in_a_terminal, a_killed_view_ends_the_box_and_the_terminal_is_given_back)
     const auto processes = family(screen.pid());
     ASSERT_EQ(kill(screen.member("zelt-top"), SIGKILL), 0);
     EXPECT_EQ(screen.end(), 0) << screen.output();
+    EXPECT_THAT(screen.output(), HasSubstr("the view was ended by signal KILL"));
     EXPECT_TRUE(screen.is_as_before());
     EXPECT_TRUE(screen.page_is_left());
     expect_all_gone(processes);
@@ -290,6 +291,129 @@ TEST_F(in_a_terminal, the_shell_takes_commands_from_a_pipe) {
     EXPECT_THAT(result.output, HasSubstr("-82\n/dev/ttyQSB3\n"));
 }
 
+// --- The stop key, below a shell with job control ---
+
+class job : public in_a_terminal {
+protected:
+    void start(const std::string &line) {
+        ASSERT_TRUE(shell_.shows("$ "));
+        shell_.type(line + "\n");
+    }
+    // One that runs in the background.
+    void join_a_box(const std::string &command) {
+        start(ZELT_SIM " run " + folder_.write("lte.scenario", LTE) + " --quiet &");
+        shell_.member("zelt-stats");
+        std::string box;
+        for (const auto &[pid, words] : family(shell_.pid())) {
+            const std::string inside{ZELT_SIM "\0inside", sizeof ZELT_SIM + 6};
+            box = words.starts_with(inside) ? std::to_string(pid) : box;
+        }
+        shell_.type(ZELT_SIM " attach --box " + box + " " + command + "\n");
+    }
+    void expect_stopped() {
+        EXPECT_TRUE(shell_.shows("Stopped")) << shell_.output();
+        EXPECT_TRUE(shell_.page_is_left());
+        shell_.forget();
+        shell_.type("echo the''re\n");
+        EXPECT_TRUE(shell_.shows("there")) << shell_.output();
+    }
+    void go_on() {
+        shell_.forget();
+        shell_.type("fg\n");
+    }
+    void expect_status(const std::string &status) {
+        shell_.type("echo st''atus $?\n");
+        EXPECT_TRUE(shell_.shows("status " + status)) << shell_.output();
+        shell_.type("exit\n");
+    }
+
+    terminal shell_{"env PS1='$ ' bash --norc -i"};
+};
+
+char state_of(pid_t pid) {
+    const std::string stat = content_of("/proc/" + std::to_string(pid) + "/stat");
+    return stat.empty() ? '-' : stat[stat.rfind(") ") + 2];
+}
+
+TEST_F(job, stops_with_the_daemon_and_goes_on) {
+    start(ZELT_SIM " run " + folder_.write("lte.scenario", LTE));
+    ASSERT_TRUE(shell_.shows("cycle  1")) << shell_.output();
+    const pid_t daemon = shell_.member("zelt-stats");
+    shell_.type("\032");
+    expect_stopped();
+    EXPECT_EQ(state_of(daemon), 'T');
+    go_on();
+    EXPECT_TRUE(shell_.shows("cycle  2")) << shell_.output();
+    shell_.type("\003");
+    expect_status("0");
+}
+
+TEST_F(job, leaves_the_view_and_returns_to_it) {
+    start(view());
+    ASSERT_TRUE(shell_.shows("-82 dBm")) << shell_.output();
+    shell_.type("\032");
+    expect_stopped();
+    go_on();
+    EXPECT_TRUE(shell_.shows("-82 dBm")) << shell_.output();
+    shell_.type("q");
+    expect_status("0");
+}
+
+TEST_F(job, stops_with_its_shell) {
+    start(ZELT_SIM " shell " + folder_.write("lte.scenario", LTE));
+    ASSERT_TRUE(shell_.shows("box:/#")) << shell_.output();
+    shell_.type("suspend\n");
+    expect_stopped();
+    go_on();
+    shell_.type("echo st''ill here\n");
+    EXPECT_TRUE(shell_.shows("still here")) << shell_.output();
+    shell_.type("exit\n");
+    expect_status("0");
+}
+
+TEST_F(job, leaves_a_view_that_joined_a_box) {
+    join_a_box("-- zelt-top");
+    ASSERT_TRUE(shell_.shows("-82 dBm")) << shell_.output();
+    shell_.type("\032");
+    expect_stopped();
+    go_on();
+    EXPECT_TRUE(shell_.shows("-82 dBm")) << shell_.output();
+    shell_.type("q");
+    shell_.type("echo st''atus $?; kill %1; wait\n");
+    EXPECT_TRUE(shell_.shows("status 0")) << shell_.output();
+    shell_.type("exit\n");
+}
+
+TEST_F(job, stops_with_a_shell_that_joined_a_box) {
+    join_a_box("");
+    ASSERT_TRUE(shell_.shows("box:/#")) << shell_.output();
+    shell_.type("suspend\n");
+    expect_stopped();
+    go_on();
+    shell_.type("echo st''ill here\n");
+    EXPECT_TRUE(shell_.shows("still here")) << shell_.output();
+    shell_.type("exit\n");
+    shell_.type("echo st''atus $?; kill %1; wait\n");
+    EXPECT_TRUE(shell_.shows("status 0")) << shell_.output();
+    shell_.type("exit\n");
+}
+
+TEST_F(job, a_time_table_waits_meanwhile) {
+    const std::string daemon = folder_.write_program("daemon.sh", "trap 'exit 0' TERM\nwhile :; do sleep 0.05; done");
+    start(ZELT_SIM " run " + folder_.write("wait.scenario", "say be gin\nat 4s\nsay too late\nend\n") + " -- " +
+          daemon);
+    ASSERT_TRUE(shell_.shows("be gin"));
+    shell_.type("\032");
+    expect_stopped();
+    std::this_thread::sleep_for(std::chrono::seconds(5));
+    shell_.forget();
+    shell_.type("fg\n");
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    EXPECT_THAT(shell_.output(), Not(HasSubstr("too late")));
+    EXPECT_TRUE(shell_.shows("too late"));
+    expect_status("0");
+}
+
 // --- Accelerated time ---
 
 TEST_F(in_a_terminal, pauses_of_the_daemon_are_shorter_with_speed) {
@@ -348,6 +472,7 @@ TEST_F(in_a_terminal, a_real_port_is_the_modules_port_in_the_box) {
     const shell_outcome result = run_in_shell(module_line(port.device()));
     EXPECT_EQ(result.status, 0) << result.output;
     EXPECT_THAT(result.output, HasSubstr("CELL_RSRP = -82"));
+    EXPECT_THAT(result.output, HasSubstr("CELL_RSSIMON = EC25, "));
 }
 
 TEST_F(in_a_terminal, a_real_port_that_hangs_up_is_reported) {
@@ -370,6 +495,72 @@ TEST_F(in_a_terminal, a_silent_port_is_reported_as_no_at_port) {
     EXPECT_THAT(result.output, HasSubstr(port.device() + " is no AT port"));
     EXPECT_THAT(result.output, HasSubstr("try the next one"));
     EXPECT_THAT(result.output, Not(HasSubstr("cycle")));
+}
+
+// --- Which port ---
+
+const std::map<std::string, std::string> REGISTERED_EC25{
+    {"at", "OK"},
+    {"ati", "Maker\r\nEC25\r\nRevision: EC25EFAR06A01M4G\r\n\r\nOK"},
+    {"at+cgmm", "EC25\r\n\r\nOK"},
+    {"at+cpin?", "+CPIN: READY\r\n\r\nOK"},
+    {"at+creg?", "+CREG: 0,2\r\n\r\nOK"},
+    {"at+cereg?", "+CEREG: 0,5\r\n\r\nOK"},
+};
+
+TEST_F(in_a_terminal, probing_tells_the_ports_apart_and_how_to_go_on) {
+    scripted_module module(by_table(REGISTERED_EC25));
+    scripted_module mute(stay_silent);
+    scripted_module positions([](scripted_module &receiver) {
+        while (!receiver.rest(std::chrono::milliseconds(100))) {
+            receiver.say("$GPGGA,120000.00,,,,,0,,,,,,,,*66\r\n");
+        }
+    });
+    for (scripted_module *port : {&module, &mute, &positions}) {
+        port->let_go();
+    }
+    const std::string ports =
+        mute.device() + " " + positions.device() + " " + module.device() + " /dev/no_such_port /dev/null";
+    const shell_outcome result = run_in_shell(ZELT_SIM " probe " + ports);
+    EXPECT_EQ(result.status, 0) << result.output;
+    EXPECT_EQ(result.output.substr(0, result.output.find("/dev/no_such_port")),
+              mute.device() + "  does not answer AT\n" + positions.device() +
+                  "  sends NMEA: positions of a satellite receiver, no AT port\n" + module.device() +
+                  "  answers AT: EC25, SIM ready, registered, roaming\n    Maker, EC25, Revision: EC25EFAR06A01M4G\n"
+                  "    go on with: ./run --module " +
+                  module.device() + " --model EC25\n");
+    EXPECT_THAT(result.output, HasSubstr("/dev/no_such_port  No such file or directory. Is the module plugged in?"));
+    EXPECT_THAT(result.output, HasSubstr("/dev/null is no serial port"));
+}
+
+TEST_F(in_a_terminal, probing_asks_no_port_that_another_program_has_open) {
+    const scripted_module held(by_table(REGISTERED_EC25));  // by this test
+    const shell_outcome result = run_in_shell(ZELT_SIM " probe " + held.device() + " < /dev/null");
+    EXPECT_EQ(result.status, 1) << result.output;
+    EXPECT_THAT(result.output,
+                HasSubstr("in use by zelt_sim_termin (process " + std::to_string(getpid()) + "); left alone"));
+    terminal no(ZELT_SIM " probe " + held.device());
+    ASSERT_TRUE(no.shows("[y/N] "));
+    no.type("\n");
+    EXPECT_EQ(no.end(), 1);
+    EXPECT_THAT(no.output(), HasSubstr("left alone"));
+    terminal yes(ZELT_SIM " probe " + held.device());
+    ASSERT_TRUE(yes.shows("[y/N] "));
+    yes.type("y\n");
+    EXPECT_EQ(yes.end(), 0);
+    EXPECT_THAT(yes.output(), HasSubstr("go on with: ./run"));
+}
+
+TEST_F(in_a_terminal, probing_names_what_is_missing_behind_a_port_that_answers) {
+    scripted_module bare(by_table({{"at", "OK"},
+                                   {"at+cgmm", "+CGMM: XY7; reboot\r\n\r\nOK"},
+                                   {"at+cpin?", "+CME ERROR: 10"},
+                                   {"at+creg?", "+CREG: 0,0\r\n\r\nOK"}}));
+    bare.let_go();
+    const shell_outcome result = run_in_shell(ZELT_SIM " probe " + bare.device());
+    EXPECT_EQ(result.status, 1) << result.output;
+    EXPECT_THAT(result.output, HasSubstr("answers AT: XY7; reboot, no SIM, not registered\n"));
+    EXPECT_THAT(result.output, Not(HasSubstr("go on with")));
 }
 
 TEST_F(in_a_terminal, what_is_no_port_is_reported) {

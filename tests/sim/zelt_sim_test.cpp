@@ -85,6 +85,20 @@ TEST_F(box, a_daemon_that_dies_is_a_failure) {
     EXPECT_THAT(result.output, HasSubstr("the daemon ended with exit status 7"));
 }
 
+TEST_F(box, a_daemon_that_is_killed_is_told_with_the_signal) {
+    const shell_outcome result = run("at 10s\nend\n", "kill -SEGV $$\n", "--quiet");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.output, HasSubstr("the daemon ended by signal SEGV"));
+    EXPECT_EQ(run("after exit SEGV\n", "kill -SEGV $$\n", "--quiet").status, 0);
+}
+
+TEST_F(box, a_box_that_is_killed_is_told_with_the_signal) {
+    // The daemon's parent is the box's inner half.
+    const shell_outcome result = run("at 10s\nend\n", "kill -KILL $PPID\nsleep 10\n", "--quiet");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.output, HasSubstr("zelt-sim: the box was ended by signal KILL"));
+}
+
 TEST_F(box, a_daemon_that_ends_without_being_told_is_a_failure) {
     EXPECT_EQ(run("at 10s\nend\n", "exit 0\n").status, 1);
 }
@@ -342,6 +356,16 @@ TEST_F(box, keys_of_other_programs_are_set_with_their_type) {
     EXPECT_EQ(result.status, 0) << result.output;
 }
 
+TEST_F(box, another_program_tells_the_modules_name_before_the_daemon_starts) {
+    const std::string named = "module EC25-AF\nat 100ms\nexpect-key CELL_MODEL string EC25-AF\nend\n";
+    EXPECT_EQ(run(named, OBEDIENT).status, 0);
+    const std::string set = "module EC25\nset CELL CELL_MODEL string mine\nat 100ms\nexpect-key CELL_MODEL string "
+                            "mine\nend\n";
+    EXPECT_EQ(run(set, OBEDIENT).status, 0);
+    const std::string none = "module none\nat 100ms\nexpect-absent CELL_MODEL\nend\n";
+    EXPECT_EQ(run(none, OBEDIENT).status, 0);
+}
+
 TEST_F(box, wwan0_gets_and_loses_an_address) {
     const std::string daemon = "while :; do sleep 0.05; ip -4 -o address show dev wwan0 | "
                                "awk '{ print $4 }' > /tmp/now; cp /tmp/now /tmp/address; done\n";
@@ -364,6 +388,69 @@ TEST_F(box, a_repeated_table_starts_from_the_top) {
     EXPECT_THAT(result.output, testing::ContainsRegex("first[^~]*second[^~]*first[^~]*second"));
 }
 
+// --- Into a running box ---
+
+class attached : public box {
+protected:
+    // Runs the lines where no other box is seen. $sim is zelt-sim, $box starts a box, ready() waits until it stands.
+    shell_outcome alone(const std::string &lines, const std::string &daemon = OBEDIENT) {
+        const std::string script =
+            "sim=" ZELT_SIM "\n"
+            "box() { " +
+            run_line("at 100s\nend\n", "touch /tmp/in_the_box\n" + daemon, "--quiet") +
+            "; }\n"
+            "ready() { for i in $(seq 200); do $sim attach -- test -e /tmp/in_the_box 2> /dev/null && return; "
+            "sleep 0.05; done; }\n" +
+            lines;
+        return run_in_shell("unshare --user --map-root-user --pid --fork --kill-child --mount-proc sh " +
+                            folder_.write("script", script));
+    }
+};
+
+TEST_F(attached, a_command_sees_the_box_and_ends_with_its_own_status) {
+    const shell_outcome result =
+        alone("box & ready\n$sim attach -- ls /tmp/zstats.running /dev/ttyQSB3; $sim attach -- sh -c 'exit 7'\n"
+              "echo status $?; kill $!; wait $!; echo box $?\n");
+    EXPECT_EQ(result.output, "/dev/ttyQSB3\n/tmp/zstats.running\nstatus 7\nbox 0\n");
+}
+
+TEST_F(attached, tools_are_found_by_name_and_a_shell_is_the_default) {
+    const shell_outcome result =
+        alone("box & ready\necho 'command -v zelt-sim; echo $ZELT_CONFIG; exit 4' | $sim attach\n"
+              "echo status $?; kill $!; wait $!; echo box $?\n");
+    EXPECT_EQ(result.output, ZELT_SIM "\n/run/zelt/config.json\nstatus 4\nbox 0\n");
+}
+
+TEST_F(attached, the_end_of_the_box_ends_the_command) {
+    const shell_outcome result =
+        alone("box & ready\n(sleep 0.3; kill $!) &\n$sim attach -- sleep 1000; echo status $?\n");
+    EXPECT_EQ(result.output, "zelt-sim: the box has ended, and the command with it\nstatus 3\n");
+}
+
+TEST_F(attached, a_command_that_is_missing_or_killed_is_told_as_a_shell_does) {
+    const shell_outcome result = alone("box & ready\n$sim attach -- no-such-program; echo status $?\n"
+                                       "$sim attach -- sh -c 'kill -TERM $$'; echo status $?\nkill $!; wait $!\n");
+    EXPECT_EQ(result.output, "zelt-sim: no-such-program: No such file or directory\nstatus 127\nstatus 143\n");
+}
+
+TEST_F(attached, without_a_box_it_says_how_to_start_one) {
+    const shell_outcome result =
+        alone("$sim attach -- true; echo status $?; $sim attach --box 1 -- true; echo status $?\n");
+    EXPECT_EQ(result.output,
+              "zelt-sim: no box of yours runs; start one with ./run, zelt-sim run or zelt-sim module\nstatus 2\n"
+              "zelt-sim: no box has the process number 1\nstatus 2\n");
+}
+
+TEST_F(attached, of_several_boxes_one_is_chosen) {
+    const shell_outcome result = alone(
+        "box & first=$!; ready\nbox & sleep 0.5\n$sim attach -- true 2> $0.seen; echo status $?\ncat $0.seen\n"
+        "for one in $(sed -n 's/.*--box \\([0-9]*\\) .*/\\1/p' $0.seen); do $sim attach --box $one -- echo in; done\n"
+        "kill $first $!; wait\n");
+    EXPECT_THAT(result.output, testing::ContainsRegex(
+                                   "^status 2\nzelt-sim: several boxes run; say which one:\n"
+                                   "  --box [0-9]+  [^ ]*test.scenario\n  --box [0-9]+  [^ ]*test.scenario\nin\nin\n"));
+}
+
 // --- Beside the box ---
 
 TEST_F(box, list_prints_names_and_first_comments) {
@@ -384,6 +471,36 @@ TEST_F(box, check_reads_every_file) {
     EXPECT_EQ(result.status, 2);
     EXPECT_THAT(result.output, HasSubstr("bad.scenario:1: expected"));
     EXPECT_THAT(result.output, HasSubstr("worse.scenario:2: expected"));
+}
+
+TEST_F(box, check_takes_what_run_takes) {
+    EXPECT_EQ(run_in_shell(ZELT_SIM " check drive").status, 0);
+    const std::pair<std::string, const char *> rows[] = {
+        {folder_.path(), ": is a folder; `zelt-sim list "},
+        {"no-such-drive", "no-such-drive: cannot be read"},
+        {"\"\"", "\"\": cannot be read"},
+        {"--loud", "did not expect \"--loud\""},
+    };
+    for (const auto &[word, expected] : rows) {
+        for (const char *how : {" run ", " check drive "}) {
+            const shell_outcome result = run_in_shell(ZELT_SIM + std::string(how) + word);
+            EXPECT_EQ(result.status, 2) << how << word;
+            EXPECT_THAT(result.output,
+                        testing::AnyOf(HasSubstr(expected), HasSubstr("expected a scenario behind run")));
+        }
+    }
+}
+
+TEST_F(box, output_that_cannot_be_written_is_an_error) {
+    for (const char *arguments : {" list", " --help"}) {
+        const shell_outcome result = run_in_shell(ZELT_SIM + std::string(arguments) + " > /dev/full");
+        EXPECT_EQ(result.status, 1) << arguments;
+        EXPECT_EQ(result.output, "zelt-sim: cannot write: No space left on device\n");
+    }
+    const shell_outcome played = run_in_shell(run_line("at 100s\nend\n", OBEDIENT, "") + " > /dev/full");
+    EXPECT_EQ(played.status, 1);
+    EXPECT_THAT(played.output, HasSubstr("the journal cannot be written: No space left on device"));
+    EXPECT_EQ(run_in_shell("{ " ZELT_SIM " list; echo $? >&2; } | true").output, "0\n") << "nobody wanted more";
 }
 
 TEST_F(box, help_is_printed_on_request) {

@@ -54,6 +54,7 @@ public:
     void type(const std::string &keys) const {
         EXPECT_EQ(write(master_.get(), keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
     }
+    void let_go() { slave_.close(); }  // nobody but who comes has it open
     void hang_up() { master_.close(); }
 
     // What has been written there and not read yet; when there is nothing, what comes within this time.

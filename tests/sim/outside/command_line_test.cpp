@@ -61,6 +61,24 @@ TEST(command_line, a_shell_without_a_scenario_plays_the_drive) {
     EXPECT_EQ(read_shell_request({"mine"}).scenario, "mine");
 }
 
+TEST(command_line, attaching_takes_a_box_and_a_command) {
+    EXPECT_EQ(read_attach_request({}).box, 0);
+    EXPECT_TRUE(read_attach_request({}).command.empty());
+    EXPECT_EQ(read_attach_request({"--box", "12"}).box, 12);
+    EXPECT_EQ(read_attach_request({"--box", "12", "--", "ls", "--", "-l"}).command, (words{"ls", "--", "-l"}));
+    const words wrong[] = {{"ls"}, {"--"}, {"--box"}, {"--box", "x"}, {"--box", "0"}, {"--box", "1", "2"}};
+    for (const words &arguments : wrong) {
+        EXPECT_THROW(read_attach_request(arguments), request_error) << arguments.back();
+    }
+}
+
+TEST(command_line, ports_are_named_in_full) {
+    EXPECT_EQ(read_ports({"/dev/ttyUSB2", "/dev/x"}), (words{"/dev/ttyUSB2", "/dev/x"}));
+    EXPECT_TRUE(read_ports({}).empty());
+    EXPECT_THROW(read_ports({"ttyUSB2"}), request_error);
+    EXPECT_THROW(read_ports({"/dev/ttyUSB2", "--loud"}), request_error);
+}
+
 TEST(command_line, models_are_known_as_the_daemon_knows_them) {
     for (const char *model : {"EC21", "EC25", "EC25-AF", "BG96", "RM500Q", "RM520N"}) {
         EXPECT_EQ(read_module_request({"/dev/x", "--model", model}).model, model);

@@ -116,6 +116,27 @@ TEST(scenario, an_unknown_statement_is_told_the_known_ones) {
     }
 }
 
+TEST(scenario, errors_say_what_may_stand_there) {
+    const std::pair<const char *, const char *> rows[] = {
+        {"vanish now", "before \"now\"; written so: vanish"},
+        {"set CELL A float 1",
+         "int -95 (32 bits), real -999.0 (with a point) or string and any text, found \"A float 1\""},
+        {"at 1s\nexpect-log local0.panic\n| x",
+         "found \"local0.panic\"; behind the point stands emerg, alert, crit, err, "
+         "warning, notice, info, debug"},
+        {"after exit SIGKILL", "such as TERM, KILL, SEGV or ABRT, found \"SIGKILL\""},
+        {"at 1s\nsignal HUP", "TERM, INT, QUIT, KILL, STOP or CONT, found \"HUP\""},
+    };
+    for (const auto &[text, expected] : rows) {
+        try {
+            parse_scenario(text, "file");
+            ADD_FAILURE() << "accepted: " << text;
+        } catch (const scenario_error &e) {
+            EXPECT_THAT(e.what(), testing::HasSubstr(expected));
+        }
+    }
+}
+
 struct error_row {
     const char *why;
     const char *text;
