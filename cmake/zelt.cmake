@@ -24,6 +24,11 @@ pkg_check_modules(jsoncpp REQUIRED IMPORTED_TARGET jsoncpp)
 add_library(zelt_core STATIC)
 target_link_libraries(zelt_core PUBLIC zelt_flags PkgConfig::jsoncpp)
 
+# The one version number of all programs is that of project(): ZELT_VERSION in what tells it.
+function(zelt_tell_version TARGET)
+  target_compile_definitions(${TARGET} PRIVATE ZELT_VERSION="${PROJECT_VERSION}")
+endfunction()
+
 # zelt_add_test(NAME x SOURCES a.cpp ... LIBRARIES l ... [LABELS ...]): a GoogleTest program. Each case is a ctest entry
 # with a process of its own, so `ctest -R` finds it and nothing of another case can help or hinder it.
 function(zelt_add_test)
@@ -48,6 +53,7 @@ endfunction()
 # The shipped binary: the process entry, the core, and one implementation of platform/.
 function(zelt_add_daemon)
   add_executable(zelt-stats ${PROJECT_SOURCE_DIR}/daemon/main.cpp)
+  zelt_tell_version(zelt-stats)
   if(ZELT_PLATFORM STREQUAL "device")
     target_link_libraries(zelt-stats PRIVATE zelt_core ${ZELT_DEVICE_LIBRARIES})
   else()

@@ -13,6 +13,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include "host/port_record.h"
 #include "host/say_once.h"
 #include "host/stop.h"
 #include "platform/module_access.h"
@@ -23,11 +24,11 @@ using clock_type = std::chrono::steady_clock;
 using moment = clock_type::time_point;
 using std::chrono::milliseconds;
 
-// Shared by all descriptors: a late answer does not care which one is open. Written by ask_module alone.
+// Shared by all descriptors: a late answer does not care which one is open. Written by exchanges alone.
 struct {
     bool out_of_step = false;      // a command was sent, its final result was not seen
     bool mark_unanswered = false;  // so was a mark: the next answer to one may be its answer
-} port_state;
+} step;
 
 const std::string mark = "at+cmee?\r";
 
@@ -136,7 +137,7 @@ void keep(at_lines &lines, const std::string &line) {
 // Drops everything up to the answer to the mark. True when nothing old can follow. A stop or a closed port is left
 // for the command to find.
 bool get_in_step(port_stream &port, const at_limits &limits, moment deadline) {
-    const bool earlier_unanswered = std::exchange(port_state.mark_unanswered, true);
+    const bool earlier_unanswered = std::exchange(step.mark_unanswered, true);
     moment until = std::min(deadline, clock_type::now() + limits.mark);
     if (port.write_all(mark, until) != port_stream::event::written) {
         return false;
@@ -149,7 +150,7 @@ bool get_in_step(port_stream &port, const at_limits &limits, moment deadline) {
             silence = NO_SILENCE;
             until = deadline;  // its final result follows, and must not be taken for the command's
         } else if (is_final_result(port.line()) && seen) {
-            port_state.mark_unanswered = earlier_unanswered;
+            step.mark_unanswered = earlier_unanswered;
             return !earlier_unanswered;
         } else if (is_final_result(port.line())) {
             silence = limits.silence;  // of a late answer, or of a module that does not know the mark
@@ -222,6 +223,7 @@ std::string advice_for(int error) {
     case ENOENT:
     case ENODEV:
     case ENXIO:
+    case EIO:
         return "plug in the module, or check that its driver is loaded";
     case EACCES:
     case EPERM:
@@ -274,21 +276,43 @@ void copy_text(std::string_view text, char *buffer, unsigned int buffer_size) {
     }
 }
 
-}  // namespace
-
-at_answer ask_module(int fd, const std::string &command, const std::string &wanted_prefix, const at_limits &limits) {
+at_answer exchange(int fd, const std::string &command, const std::string &wanted_prefix, const at_limits &limits) {
     const moment deadline = clock_type::now() + limits.total;
     port_stream port(fd);
     tcflush(fd, TCIFLUSH);  // unsolicited lines since the last exchange
-    const bool in_doubt = port_state.out_of_step && !get_in_step(port, limits, deadline);
-    port_state.out_of_step = true;
+    const bool in_doubt = step.out_of_step && !get_in_step(port, limits, deadline);
+    step.out_of_step = true;
     if (const port_stream::event event = port.write_all(command, deadline); event != port_stream::event::written) {
         return broken_off(event);
     }
     at_answer answer = in_doubt ? read_answer_in_doubt(port, command, limits, deadline)
                                 : read_answer_in_step(port, command, wanted_prefix, limits, deadline);
     if (answer.is_complete()) {
-        port_state = {};
+        step = {};
+    }
+    return answer;
+}
+
+// The wanted line is an answer too, though no final result follows it. A stop tells nothing of the port.
+void record_outcome(const at_answer &answer, const std::string &wanted_prefix) {
+    const bool has_wanted_line = !wanted_prefix.empty() && std::ranges::any_of(answer.lines, [&](const auto &line) {
+        return line.starts_with(wanted_prefix);
+    });
+    if (answer.is_complete() || has_wanted_line) {
+        record_port(port_state::answers);
+    } else if (answer.ending == at_ending::port_closed) {
+        record_port(port_state::hung_up);
+    } else if (!stop_requested()) {
+        record_port(port_state::no_answer);
+    }
+}
+
+}  // namespace
+
+at_answer ask_module(int fd, const std::string &command, const std::string &wanted_prefix, const at_limits &limits) {
+    at_answer answer = exchange(fd, command, wanted_prefix, limits);
+    if (fd >= 0) {
+        record_outcome(answer, wanted_prefix);
     }
     return answer;
 }
@@ -303,6 +327,8 @@ int ser_open(const char *device) {
     }
     const int error = errno;
     ser_close(fd);
+    const std::string reason = std::string(std::strerror(error)) + ": " + advice_for(error);
+    record_port(port_state::cannot_be_opened, reason);
     say_once("Cannot use \"" + path + "\" as the AT port (" + std::strerror(error) + "): " + advice_for(error));
     return -1;
 }

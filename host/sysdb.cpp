@@ -10,9 +10,12 @@
 #include <cerrno>
 #include <cstring>
 #include <exception>
+#include <optional>
 #include <string>
+#include <utility>
 #include <variant>
 
+#include "host/port_record.h"
 #include "host/say_once.h"
 #include "store/environment.h"
 
@@ -25,6 +28,7 @@ struct shared_state {
     std::string folder;
     sysdb_access access = sysdb_access::read;  // of the environment, decided by the outermost session
     int sessions = 0;
+    bool has_written = false;  // in the transaction
 };
 
 shared_state &shared() {
@@ -86,7 +90,37 @@ sysdb_transaction *transaction_of(const sysdb_handle *handle) {
 
 int write_value(const sysdb_handle *handle, const char *key, const sysdb_value &value) {
     sysdb_transaction *transaction = transaction_of(handle);
-    return transaction == nullptr ? -1 : told(transaction->put(key, value));
+    if (transaction == nullptr) {
+        return -1;
+    }
+    const int result = transaction->put(key, value);
+    shared().has_written |= result == 0;
+    return told(result);
+}
+
+void put_if_new(sysdb_transaction &transaction, const char *key, const sysdb_value &value) {
+    sysdb_value stored;
+    if (transaction.get(key, &stored) != 0 || stored != value) {
+        transaction.put(key, value);
+    }
+}
+
+// What the platform itself has to tell rides along with the commits that are made anyway: an exchange with the module
+// costs no commit. Compared with what is stored, so that it is there in a folder made anew too. A fault breaks the
+// transaction, and shows as it ends.
+void add_port_record(sysdb_transaction &transaction) {
+    const std::optional<port_record> &record = recorded_port();
+    if (!record || transaction.use(PLATFORM_DATABASE, sysdb_access::create) != 0) {
+        return;
+    }
+    put_if_new(transaction, "PORT_STATE", std::string(port_state_name(record->state)));
+    put_if_new(transaction, "PORT_STATE_SINCE", record->since);
+    put_if_new(transaction, "PORT_REASON", record->reason);
+    if (record->last_answer) {
+        put_if_new(transaction, "PORT_LAST_ANSWER", *record->last_answer);
+    } else {
+        transaction.remove("PORT_LAST_ANSWER");
+    }
 }
 
 int read_value(const sysdb_handle *handle, const char *key, sysdb_value &value) {
@@ -151,7 +185,10 @@ int sysdb_txn_start(sysdb_handle *handle, const char *named_database, int flags)
         const sysdb_access access = access_of(flags);
         const bool may = access == sysdb_access::read || access_of(handle->flags) != sysdb_access::read;
         const int result = may ? state.transaction.begin(state.environment, named_database, access) : EACCES;
-        handle->transaction = result == 0 ? &state.transaction : handle->transaction;
+        if (result == 0) {
+            handle->transaction = &state.transaction;
+            state.has_written = false;
+        }
         return told(result);
     });
 }
@@ -161,7 +198,13 @@ int sysdb_txn_end(sysdb_handle *handle) {
         return -1;
     }
     handle->transaction = nullptr;
-    return guarded([] { return told(shared().transaction.commit()); });
+    return guarded([] {
+        shared_state &state = shared();
+        if (std::exchange(state.has_written, false)) {
+            add_port_record(state.transaction);
+        }
+        return told(state.transaction.commit());
+    });
 }
 
 int sysdb_write_int(sysdb_handle *handle, const char *key, int value, int) {
@@ -183,6 +226,7 @@ int sysdb_del(sysdb_handle *handle, const char *key) {
             return -1;
         }
         const int result = transaction->remove(key);
+        shared().has_written |= result == 0;
         return result == SYSDB_MISSING ? 0 : told(result);
     });
 }

@@ -1,5 +1,7 @@
 #include "sim/database.h"
 
+#include <ctime>
+
 #include "sim/scenario/line_text.h"
 #include "store/value_text.h"
 
@@ -36,6 +38,13 @@ const cell_values &box_database::cell() {
 const sysdb_values &box_database::stored() {
     cell();
     return stored_;
+}
+
+view::port_report box_database::port() {
+    cell();
+    timespec now{};
+    clock_gettime(CLOCK_BOOTTIME, &now);
+    return view::read_port(reader_.values_beside(), static_cast<double>(now.tv_sec));
 }
 
 std::string box_database::write(const set_key &what) {

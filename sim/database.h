@@ -5,6 +5,7 @@
 
 #include "sim/scenario/router.h"
 #include "store/reader.h"
+#include "view/port.h"
 
 typed_value to_typed_value(const sysdb_value &value);
 
@@ -16,11 +17,14 @@ public:
     // The same with the types and values of the database.
     const sysdb_values &stored();
 
+    // How the daemon's platform says that the module's port fares.
+    view::port_report port();
+
     // Another program writes one key. Empty on success, else what went wrong.
     std::string write(const set_key &what);
 
 private:
-    sysdb_reader reader_{sysdb_folder(), "CELL"};
+    sysdb_reader reader_{sysdb_folder(), "CELL", view::PLATFORM_DATABASE};
     cell_values values_;
     sysdb_values stored_;
 };

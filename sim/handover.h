@@ -57,6 +57,9 @@ inline constexpr char BOX_HAS_STOPPED = 's';
 // The module's port in the box.
 inline constexpr const char *MODULE_PORT = "/dev/ttyQSB3";
 
+// Tells the live view that the module is a real one, whose data link is not the box's.
+inline constexpr const char *MODULE_IN_BOX = "/run/zelt-sim.module";
+
 // The router's configuration in the box.
 inline constexpr const char *BOX_CONFIG = "/run/zelt/config.json";
 

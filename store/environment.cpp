@@ -316,15 +316,25 @@ int sysdb_transaction::begin(const sysdb_environment &environment, const char *n
         return result;
     }
     commit_read_ = mdb_txn_id(txn_);
-    result = mdb_dbi_open(txn_, named_database, access == sysdb_access::create ? MDB_CREATE : 0U, &database_);
-    unsigned int flags = 0;
-    if (result == 0 && mdb_dbi_flags(txn_, database_, &flags) == 0 && flags != 0) {
-        result =
-            MDB_INCOMPATIBLE;  // LMDB would keep its promises to whoever made it: several values a key, other orders
-    }
+    result = use(named_database, access);
     if (result != 0) {
         drop();
     }
+    return result;
+}
+
+int sysdb_transaction::use(const char *named_database, sysdb_access access) {
+    if (const int result = check_name(named_database); result != 0) {
+        return result;
+    }
+    unsigned int database = 0;
+    int result = mdb_dbi_open(txn_, named_database, access == sysdb_access::create ? MDB_CREATE : 0U, &database);
+    unsigned int flags = 0;
+    if (result == 0 && mdb_dbi_flags(txn_, database, &flags) == 0 && flags != 0) {
+        result =
+            MDB_INCOMPATIBLE;  // LMDB would keep its promises to whoever made it: several values a key, other orders
+    }
+    database_ = result == 0 ? database : database_;
     return result;
 }
 

@@ -89,6 +89,10 @@ public:
     int begin(const sysdb_environment &environment, const char *named_database, sysdb_access access);
     bool is_open() const { return txn_ != nullptr; }
 
+    // Of an open transaction: from here on it reads and writes another named database, as of the same commit. On a
+    // failure the one of before stays.
+    int use(const char *named_database, sysdb_access access);
+
     // What change_counter() said when what is read here was committed. Also known when begin() met no such named
     // database. The counter may be ahead: a commit shows there a moment before it can be read.
     std::size_t commit_read() const { return commit_read_; }

@@ -84,6 +84,7 @@ int sysdb_reader::open_latest() {
 }
 
 int sysdb_reader::read(sysdb_values *values, std::vector<std::string> *foreign_keys) {
+    values_beside_.clear();
     const bool is_another = environment_.is_stale();
     if (is_another || is_shaken_ || !environment_.is_open()) {
         if (const int result = open_latest(); result != 0) {
@@ -97,7 +98,19 @@ int sysdb_reader::read(sysdb_values *values, std::vector<std::string> *foreign_k
         const std::size_t before = std::exchange(commit_read_, transaction.commit_read());
         changes_ += is_another || before != commit_read_ ? 1 : 0;
     }
+    if (result == 0 && !beside_.empty()) {
+        read_beside(transaction);
+        transaction.use(named_database_.c_str(), sysdb_access::read);
+    }
     return result != 0 ? result : transaction.list(values, foreign_keys);
+}
+
+// Whatever is wrong with it: the first database is what counts.
+void sysdb_reader::read_beside(sysdb_transaction &transaction) {
+    std::vector<std::string> foreign_keys;
+    if (transaction.use(beside_.c_str(), sysdb_access::read) == 0) {
+        transaction.list(&values_beside_, &foreign_keys);
+    }
 }
 
 int sysdb_reader::list(sysdb_values *values, std::vector<std::string> *foreign_keys) {

@@ -18,12 +18,16 @@ struct sysdb_wait {
 
 class sysdb_reader {
 public:
-    sysdb_reader(std::string folder, std::string named_database)
-        : folder_(std::move(folder)), named_database_(std::move(named_database)) {}
+    // beside: a second named database that is read along; empty: none.
+    sysdb_reader(std::string folder, std::string named_database, std::string beside = "")
+        : folder_(std::move(folder)), named_database_(std::move(named_database)), beside_(std::move(beside)) {}
 
     // All keys as of one commit, the names of those with a foreign value set apart. Results are those of the
     // environment: sysdb_is_absent() tells whether there is just nothing yet. An output is only set on 0.
     int list(sysdb_values *values, std::vector<std::string> *foreign_keys);
+
+    // What the second database held at the same commit; empty while there is none.
+    const sysdb_values &values_beside() const { return values_beside_; }
 
     // Whether list() could tell something else than the last time; always, while there is no database. Takes away what
     // made the descriptor readable.
@@ -45,10 +49,13 @@ private:
     bool watch_files();
     int open_latest();
     int read(sysdb_values *values, std::vector<std::string> *foreign_keys);
+    void read_beside(sysdb_transaction &transaction);
     bool is_outdated() const;
 
     std::string folder_;
     std::string named_database_;
+    std::string beside_;
+    sysdb_values values_beside_;
     sysdb_environment environment_;
     std::size_t commit_read_ = 0;
     std::size_t changes_ = 0;

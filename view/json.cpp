@@ -3,15 +3,20 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 
 #include <json/json.h>
 
 #include "view/characters.h"
+#include "view/utc_time.h"
 #include "view/words.h"
 
 namespace view {
 
 namespace {
+
+// Of docs/zelt-top.schema.json. A member that is new keeps it; one that goes or means something else raises it.
+constexpr int SCHEMA = 1;
 
 Json::Value json(double number) {
     // JSON knows no infinity; whole numbers are written as such.
@@ -50,9 +55,29 @@ Json::Value json_as_stored(const any_value &stored) {
     return integer != nullptr ? Json::Value(*integer) : json(std::get<double>(stored));
 }
 
+Json::Value json(bound limit) {
+    return limit == bound::none ? Json::Value() : limit == bound::at_most ? "at most" : "at least";
+}
+
+// A quantity that is stored as a text is a number all the same.
+Json::Value json(const fact &one) {
+    const auto *text = std::get_if<phrase>(&one.value);
+    if (text == nullptr || *one.unit == '\0') {
+        return std::visit([](const auto &stored) { return json(stored); }, one.value);
+    }
+    char *end = nullptr;
+    const double parsed = std::strtod(text->value.c_str(), &end);
+    return text->known() && *end == '\0' ? json(parsed) : Json::Value();
+}
+
 void put_facts(Json::Value &object, const std::vector<fact> &facts) {
     for (const fact &one : facts) {
-        object[one.name] = std::visit([](const auto &stored) { return json(stored); }, one.value);
+        object[one.name] = json(one);
+        if (one.plan != band_plan::none) {
+            const band *place = find_band(one.plan, std::get<number>(one.value).value);
+            object["band_mhz"] = place != nullptr ? Json::Value(place->megahertz) : Json::Value();
+            object["band_duplex"] = place != nullptr ? Json::Value(word(place->shared)) : Json::Value();
+        }
     }
 }
 
@@ -61,6 +86,10 @@ Json::Value json(const signal_value &one) {
     object["value"] = json(one.value);
     object["unit"] = scale_of(one.what).unit;
     object["rating"] = rating_word(one);
+    if (one.derived) {
+        object["derived_from"] = scale_of(quantity::sqi).name;
+        object["bound"] = json(one.limit);
+    }
     return object;
 }
 
@@ -95,6 +124,10 @@ Json::Value json_cell(const picture &known) {
         std::snprintf(hexadecimal.data(), hexadecimal.size(), "%llX", static_cast<unsigned long long>(id.asInt64()));
         cell["id_hex"] = hexadecimal.data();
     }
+    if (known.lte_station) {
+        cell["enodeb"] = known.lte_station->enodeb;
+        cell["sector"] = known.lte_station->sector;
+    }
     return cell;
 }
 
@@ -113,10 +146,13 @@ Json::Value json_other(const picture &known) {
 
 std::string to_json(const picture &known, const reading &database) {
     Json::Value object;
+    object["schema"] = SCHEMA;
+    object["time"] = database.taken_at ? Json::Value(utc_text(*database.taken_at)) : Json::Value();
     object["database"] = harmless(database.folder);
     object["state"] = name_of(known.state);
     object["sentence"] = known.sentence;
     object["technology"] = known.technology.empty() ? Json::Value() : Json::Value(known.technology);
+    object["model"] = json(known.model);
     object["operator"] = json(known.carrier_name);
     object["registered"] = json(known.registered);
     object["roaming"] = json(known.roaming);
@@ -132,10 +168,17 @@ std::string to_json(const picture &known, const reading &database) {
     }
     object["link"]["up"] = json(known.link_up);
     object["link"]["ipv4"] = json(known.address);
+    object["link"]["gateway"] = json(known.gateway);
+    object["link"]["primary_dns"] = json(known.primary_dns);
+    object["link"]["secondary_dns"] = json(known.secondary_dns);
     object["link"]["seconds_since_change"] = json(known.age.link);
-    object["seconds_since_update"] = json(known.age.written);
+    object["seconds_since_update"] = json(known.updated);
     object["seconds_since_change"] = json(known.age.changed);
     object["summary"] = json(known.summary);
+    if (known.owner) {
+        object["subscriber"]["imsi"] = json(known.owner->imsi);
+        object["subscriber"]["directory_number"] = json(known.owner->directory_number);
+    }
     object["other"] = json_other(known);
 
     Json::StreamWriterBuilder builder;

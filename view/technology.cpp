@@ -16,7 +16,10 @@ constexpr fact_key TAC{"tac", "TAC", "CELL_TAC"};
 constexpr fact_key LAC{"lac", "LAC", "CELL_LAC"};
 constexpr fact_key RAC{"rac", "RAC", "CELL_RAC"};
 constexpr fact_key BSIC{"bsic", "BSIC", "CELL_BSIC"};
-constexpr fact_key BAND{"band", "band", "CELL_BAND", showing::always};
+constexpr fact_key band_in(band_plan plan, const char *key = "CELL_BAND", showing shown = showing::always) {
+    return {"band", "band", key, shown, "", "", plan};
+}
+
 constexpr fact_key DOWN{"bandwidth_down_mhz", "down", "CELL_CHAN_BW_DL", showing::in_full, "MHz"};
 constexpr fact_key UP{"bandwidth_up_mhz", "up", "CELL_CHAN_BW_UL", showing::in_full, "MHz"};
 constexpr fact_key TX_LEVEL{"tx_level", "TX level", "CELL_TXP"};
@@ -26,7 +29,8 @@ constexpr fact_key channel(const char *numbering, const char *label = "channel")
 }
 
 constexpr std::array LTE_CELL{ID, PCI, TAC};
-constexpr std::array LTE_RADIO{BAND, channel("EARFCN"), DOWN, UP};
+constexpr fact_key LTE_BAND = band_in(band_plan::lte);
+constexpr std::array LTE_RADIO{LTE_BAND, channel("EARFCN"), DOWN, UP};
 constexpr std::array<signal_key, 5> LTE_SIGNALS{{
     {quantity::rsrp, "CELL_RSRP"},
     {quantity::rsrq, "CELL_RSRQ"},
@@ -35,14 +39,14 @@ constexpr std::array<signal_key, 5> LTE_SIGNALS{{
     {quantity::sqi, "CELL_SQI"},
 }};
 constexpr std::array<leg_keys, 1> LTE_LEGS{{{"LTE", "", {}, LTE_SIGNALS}}};
-constexpr std::array LTE_CARRIER{BAND, channel("EARFCN"), DOWN};
+constexpr std::array LTE_CARRIER{LTE_BAND, channel("EARFCN"), DOWN};
 // Every quantity but the index, which no secondary carrier has.
 constexpr carrier_keys LTE_PRIMARY{LTE_CARRIER, std::span(LTE_SIGNALS).first<4>()};
 
 // Band and PCI stand with the legs; identity, channel and bandwidth are the anchor's.
 constexpr std::array NSA_CELL{ID, TAC};
 constexpr std::array NSA_RADIO{channel("EARFCN", "LTE channel"), DOWN, UP};
-constexpr fact_key ANCHOR_BAND{"band", "band", "CELL_LTE_BAND", showing::always};
+constexpr fact_key ANCHOR_BAND = band_in(band_plan::lte, "CELL_LTE_BAND");
 constexpr std::array ANCHOR_FACTS{ANCHOR_BAND};
 constexpr std::array<signal_key, 5> ANCHOR_SIGNALS{{
     {quantity::rsrp, "CELL_LTE_RSRP"},
@@ -58,7 +62,8 @@ constexpr std::array<signal_key, 4> NR_SIGNALS{{
     {quantity::sinr, "CELL_NR5G_SINR"},
     {quantity::sqi, "CELL_NR5G_SQI"},
 }};
-constexpr std::array NR_LEG_FACTS{fact_key{"band", "band", "CELL_NR5G_BAND", showing::always}, PCI};
+constexpr fact_key NR_BAND = band_in(band_plan::nr, "CELL_NR5G_BAND");
+constexpr std::array NR_LEG_FACTS{NR_BAND, PCI};
 constexpr std::array<leg_keys, 2> NSA_LEGS{{
     {"LTE", "LTE anchor", ANCHOR_FACTS, ANCHOR_SIGNALS},
     {"NR", "NR leg", NR_LEG_FACTS, NR_SIGNALS},
@@ -66,15 +71,15 @@ constexpr std::array<leg_keys, 2> NSA_LEGS{{
 constexpr std::array ANCHOR_CARRIER{ANCHOR_BAND, channel("EARFCN"), DOWN};
 constexpr carrier_keys ANCHOR_PRIMARY{ANCHOR_CARRIER, std::span(ANCHOR_SIGNALS).first<4>()};
 
-// Everything else in the database is an older LTE cell's.
+// Everything else in the database is an older LTE cell's, the generic band too where the line was cut short.
 constexpr std::array SA_CELL{PCI};
-constexpr std::array SA_RADIO{BAND};
+constexpr std::array SA_RADIO{NR_BAND};
 constexpr std::array<leg_keys, 1> SA_LEGS{{{"NR", "", {}, NR_SIGNALS}}};
 
 constexpr std::array WCDMA_CELL{ID, LAC, RAC};
-constexpr std::array WCDMA_RADIO{BAND, channel("UARFCN")};
+constexpr std::array WCDMA_RADIO{band_in(band_plan::none), channel("UARFCN")};
 constexpr std::array<signal_key, 3> WCDMA_SIGNALS{{
-    {quantity::rscp, "CELL_RSCP", showing::when_there},
+    {quantity::rscp, "CELL_RSCP", showing::when_there, "CELL_SQI"},
     {quantity::ecio, "CELL_ECIO"},
     {quantity::sqi, "CELL_SQI"},
 }};
@@ -82,7 +87,7 @@ constexpr std::array<leg_keys, 1> WCDMA_LEGS{{{"WCDMA", "", {}, WCDMA_SIGNALS}}}
 
 constexpr std::array GSM_CELL{ID, LAC, BSIC};
 // The module numbers GSM's bands in its own way, from 0: no news for a short line.
-constexpr std::array GSM_RADIO{fact_key{"band", "band", "CELL_BAND"}, channel("ARFCN"), TX_LEVEL};
+constexpr std::array GSM_RADIO{band_in(band_plan::none, "CELL_BAND", showing::in_full), channel("ARFCN"), TX_LEVEL};
 constexpr std::array<signal_key, 3> GSM_SIGNALS{{
     {quantity::gsm_rssi, "CELL_RSSI"},
     {quantity::rxlev, "CELL_RXLEV", showing::in_full},
@@ -99,12 +104,12 @@ constexpr std::array<technology, 6> TECHNOLOGIES{{
     {"5G SA", 30, SA_CELL, SA_RADIO, SA_LEGS},
 }};
 
-constexpr std::array UNFAMILIAR_RADIO{BAND, channel(""), DOWN, UP};
+constexpr std::array UNFAMILIAR_RADIO{band_in(band_plan::none), channel(""), DOWN, UP};
 constexpr std::array<leg_keys, 1> UNFAMILIAR_LEGS{{{"cell", "", {}, LTE_SIGNALS}}};
 constexpr technology UNFAMILIAR{"", 0, LTE_CELL, UNFAMILIAR_RADIO, UNFAMILIAR_LEGS};
 
 constexpr std::array<fact_key, 3> SECONDARY_FACTS{{
-    {"band", "band", "CELL_BAND_SCC_"},
+    band_in(band_plan::lte, "CELL_BAND_SCC_", showing::in_full),
     {"channel", "channel", "CELL_CHANNEL_SCC_", showing::in_full, "", "EARFCN"},
     {"bandwidth_down_mhz", "down", "CELL_CHAN_BW_DL_SCC_", showing::in_full, "MHz"},
 }};

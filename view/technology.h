@@ -5,6 +5,7 @@
 #include <span>
 #include <string_view>
 
+#include "view/band.h"
 #include "view/quantity.h"
 
 namespace view {
@@ -21,13 +22,15 @@ struct fact_key {
     const char *key;    // of a secondary carrier: without its number, as in each *_key
     showing shown = showing::in_full;
     const char *unit = "";
-    const char *numbering = "";  // which one a channel's number belongs to
+    const char *numbering = "";        // which one a channel's number belongs to
+    band_plan plan = band_plan::none;  // which one a band's number belongs to
 };
 
 struct signal_key {
     quantity what;
     const char *key;
     showing shown = showing::always;
+    const char *index_key = "";  // the quality index that it can be worked out from where nobody publishes it
 };
 
 // One radio connection: alone, or the LTE anchor and the NR leg of a non-standalone 5G connection.

@@ -25,6 +25,16 @@ std::string with_unit(const std::string &text, const char *unit) {
     return *unit == '\0' ? text : text + ' ' + unit;
 }
 
+std::string words_of_band(band_plan plan, double number, band_form form) {
+    std::string text = (plan == band_plan::nr ? "n" : "") + digits(number);
+    const band *known = find_band(plan, number);
+    if (known == nullptr || form == band_form::bare) {
+        return text;
+    }
+    const std::string shared = form == band_form::full ? std::string(", ") + word(known->shared) : "";
+    return text + " (" + std::to_string(known->megahertz) + " MHz" + shared + ")";
+}
+
 }  // namespace
 
 std::string digits(double value) {
@@ -46,12 +56,32 @@ std::string words(const phrase &stored) {
 }
 
 std::string words(const fact &one) {
+    return words(one, band_form::full);
+}
+
+std::string words(const fact &one, band_form form) {
+    if (one.plan != band_plan::none && one.known()) {
+        return words_of_band(one.plan, std::get<number>(one.value).value, form);
+    }
     const std::string text = std::visit([](const auto &stored) { return words(stored); }, one.value);
     return one.known() ? with_unit(text + in_hexadecimal(one), one.unit) : text;
 }
 
 std::string words(const signal_value &one) {
-    return one.value.known() ? with_unit(digits(one.value.value), scale_of(one.what).unit) : word(one.value.state);
+    if (!one.value.known()) {
+        return word(one.value.state);
+    }
+    return with_unit(word(one.limit) + digits(one.value.value), scale_of(one.what).unit) +
+           (one.derived ? " (from SQI)" : "");
+}
+
+std::string words(const station &one) {
+    return std::to_string(one.enodeb) + '/' + std::to_string(one.sector);
+}
+
+const char *word(bound limit) {
+    constexpr std::array<const char *, 3> WORDS{"", "<= ", ">= "};
+    return WORDS.at(static_cast<std::size_t>(limit));
 }
 
 const char *rating_word(const signal_value &one) {

@@ -14,9 +14,20 @@ std::string digits(double value);
 std::string words(const number &stored);
 std::string words(const phrase &stored);
 
-// With the unit; a cell's identity in hexadecimal too.
+// With the unit; a cell's identity in hexadecimal too, a band with its place: "3 (1800 MHz, FDD)", "n78 (3500 MHz,
+// TDD)".
 std::string words(const fact &one);
-std::string words(const signal_value &one);
+std::string words(const signal_value &one);  // "<= -120 dBm (from SQI)"
+
+// Shorter forms of a band for narrow places; of another fact the words.
+enum class band_form { bare, frequency, full };
+std::string words(const fact &one, band_form form);
+
+// "107216/0"
+std::string words(const station &one);
+
+// "<= ", ">= " or nothing
+const char *word(bound limit);
 
 // "good", or which kind of missing it is.
 const char *rating_word(const signal_value &one);

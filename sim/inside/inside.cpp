@@ -117,6 +117,7 @@ int inside(const words &arguments) try {
         if (const std::string wrong = why_no_module(MODULE_PORT, request.port); !wrong.empty()) {
             return refuse(wrong);
         }
+        touch_file(MODULE_IN_BOX);
     }
     return play_beside(story, request);
 } catch (const std::system_error &e) {

@@ -487,6 +487,9 @@ void player::handle_log_line(const log_line &line) {
 void player::end_cycle() {
     ++cycles_;
     journal_.story("cycle", std::to_string(cycles_) + "  " + view::line_of(database_.stored()));
+    if (const std::string trouble = trouble_of(database_.port()); !trouble.empty()) {
+        journal_.story("module", trouble);
+    }
     show_changes();
 }
 

@@ -32,6 +32,7 @@ constexpr const char *USAGE =
        zelt-sim attach [--box PID] [-- COMMAND...]
        zelt-sim list [FOLDER]
        zelt-sim check SCENARIO...
+       zelt-sim --help | --version
 
 The router in a box: runs the daemon with a simulated module, in a "/dev", "/tmp", "/run" and network of its own.
 
@@ -202,6 +203,10 @@ int outside(const words &all) {
     }
     if (subcommand == "--help" || subcommand == "-h") {
         std::fputs(USAGE, stdout);
+        return 0;
+    }
+    if (subcommand == "--version") {
+        std::puts("zelt-sim " ZELT_VERSION);
         return 0;
     }
     return refuse("expected run, shell, module, probe, attach, list or check; see zelt-sim --help");

@@ -475,6 +475,19 @@ TEST_F(in_a_terminal, a_real_port_is_the_modules_port_in_the_box) {
     EXPECT_THAT(result.output, HasSubstr("CELL_RSSIMON = EC25, "));
 }
 
+TEST_F(in_a_terminal, a_real_port_that_hangs_up_is_reported) {
+    const scripted_module port([](scripted_module &module) {
+        for (int answers = 0; answers < 4; ++answers) {  // the check before the start, and some of the first cycle
+            module.say(module.hear() == "at" ? "\r\nOK\r\n" : "\r\nERROR\r\n");
+        }
+        module.hear();
+        module.vanish();
+    });
+    const shell_outcome result =
+        run_in_shell(ZELT_SIM " module " + port.device() + " --model EC25 --seconds 2 < /dev/null");
+    EXPECT_THAT(result.output, HasSubstr("module The module's port has not opened for "));
+}
+
 TEST_F(in_a_terminal, a_silent_port_is_reported_as_no_at_port) {
     const scripted_module port(stay_silent);
     const shell_outcome result = run_in_shell(module_line(port.device()));

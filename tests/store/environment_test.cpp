@@ -55,6 +55,28 @@ TEST_F(environment, a_transaction_reads_one_commit_whatever_comes_after_it) {
     EXPECT_EQ(missing.commit_read(), first + 1) << "known although there is nothing to read";
 }
 
+TEST_F(environment, a_transaction_uses_several_databases_at_once) {
+    ASSERT_EQ(put({{"K", 1}}), 0);
+    {
+        sysdb_environment opened;
+        sysdb_transaction transaction;
+        ASSERT_EQ(opened.open(directory_, sysdb_access::create), 0);
+        const std::size_t before = opened.change_counter();
+        ASSERT_EQ(transaction.begin(opened, "CELL", sysdb_access::create), 0);
+        EXPECT_EQ(transaction.use("BESIDE", sysdb_access::modify), SYSDB_MISSING) << "it is not there yet";
+        EXPECT_EQ(transaction.put("K", 2), 0) << "still in the first one";
+        EXPECT_EQ(transaction.use("BESIDE", sysdb_access::create), 0);
+        EXPECT_EQ(transaction.put("K", 3), 0);
+        ASSERT_EQ(transaction.commit(), 0);
+        EXPECT_EQ(opened.change_counter(), before + 1);
+        sysdb_value value;
+        ASSERT_EQ(transaction.begin(opened, "BESIDE", sysdb_access::read), 0);
+        EXPECT_EQ(transaction.get("K", &value), 0);
+        EXPECT_EQ(value, sysdb_value(3));
+    }
+    EXPECT_EQ(raw("K"), std::string("i\x02\0\0\0", 5));
+}
+
 TEST_F(environment, is_for_other_programs_whatever_the_umask) {
     namespace fs = std::filesystem;
     for (const mode_t mask : {0077U, 0000U}) {

@@ -56,6 +56,21 @@ TEST_F(reader, lists_all_keys_and_names_those_with_a_foreign_value) {
     EXPECT_EQ(foreign_keys_, std::vector<std::string>{"ODD"});
 }
 
+TEST_F(reader, reads_a_second_database_along_and_misses_none) {
+    sysdb_reader both(directory_, "CELL", "BESIDE");
+    other_puts({{"K", 1}});
+    ASSERT_EQ(both.list(&values_, &foreign_keys_), 0);
+    EXPECT_EQ(both.values_beside(), sysdb_values());
+    other_puts({{"B", 2}}, "BESIDE");
+    EXPECT_TRUE(both.has_changed());
+    ASSERT_EQ(both.list(&values_, &foreign_keys_), 0);
+    EXPECT_EQ(values_, (sysdb_values{{"K", 1}}));
+    EXPECT_EQ(both.values_beside(), (sysdb_values{{"B", 2}}));
+    std::filesystem::remove_all(directory_);
+    EXPECT_TRUE(sysdb_is_absent(both.list(&values_, &foreign_keys_)));
+    EXPECT_EQ(both.values_beside(), sysdb_values());
+}
+
 TEST_F(reader, has_changed_after_each_commit_until_it_lists) {
     other_puts({{"K", 1}});
     EXPECT_TRUE(reader_.has_changed()) << "nothing was read yet";

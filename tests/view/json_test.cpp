@@ -33,19 +33,29 @@ Json::Value object_of(const snapshot &cell) {
 
 TEST(json, lte) {
     const Json::Value expected = parse(R"({
+        "schema": 1, "time": "2026-01-31T12:00:00.250Z", "model": "EC25",
         "database": "/run/sysdb", "state": "well", "sentence": "Registered at home.",
         "technology": "LTE", "operator": "Example Net", "registered": true, "roaming": false,
-        "cell": {"mcc": "262", "mnc": "01", "id": 27447296, "id_hex": "1A2D000", "pci": 123, "tac": 12345},
-        "radio": {"band": 3, "channel": 1300, "bandwidth_down_mhz": "20", "bandwidth_up_mhz": "10"},
+        "cell": {"mcc": "262", "mnc": "01", "id": 27447296, "id_hex": "1A2D000", "enodeb": 107216, "sector": 0,
+                 "pci": 123, "tac": 12345},
+        "radio": {"band": 3, "band_mhz": 1800, "band_duplex": "FDD", "channel": 1300, "bandwidth_down_mhz": 20,
+                  "bandwidth_up_mhz": 1.4},
         "legs": [{"name": "LTE", "signals": {
             "rsrp": {"value": -95, "unit": "dBm", "rating": "fair"},
             "rsrq": {"value": -11, "unit": "dB", "rating": "fair"},
             "sinr": {"value": 12.4, "unit": "dB", "rating": "fair"},
             "rssi": {"value": -65, "unit": "dBm", "rating": "good"},
             "sqi": {"value": 60, "unit": "%", "rating": "fair"}}}],
-        "carriers": [], "link": {"up": true, "ipv4": "10.64.12.7", "seconds_since_change": 3725},
+        "carriers": [], "link": {"up": true, "ipv4": "10.64.12.7", "gateway": "10.64.12.1", "primary_dns": "10.64.0.53",
+                                 "secondary_dns": null, "seconds_since_change": 3725},
         "seconds_since_update": 2, "seconds_since_change": 2, "summary": null, "other": {}})");
-    EXPECT_EQ(object_of(samples::lte()), expected);
+    reading database = samples::read_from(samples::lte() + snapshot{{"CELL_MODEL", std::string("EC25")},
+                                                                    {"CELL_GATEWAY", std::string("10.64.12.1")},
+                                                                    {"CELL_PRIMARY_DNS", std::string("10.64.0.53")},
+                                                                    {"CELL_SECONDARY_DNS", std::string("0.0.0.0")},
+                                                                    {"CELL_CHAN_BW_UL", std::string("1.4")}});
+    database.taken_at = 1769860800.25;  // noon of the last day of January 2026
+    EXPECT_EQ(parse(to_json(build_picture(database, {}, {2.0, 2.0, 3725.0}), database)), expected);
 }
 
 TEST(json, legs_of_nsa) {
@@ -69,6 +79,10 @@ TEST(json, other_technologies) {
     EXPECT_EQ(wcdma["cell"]["lac"], 11101);
     EXPECT_EQ(wcdma["legs"][0]["signals"]["ecio"]["value"], -15);
     EXPECT_FALSE(wcdma["legs"][0]["signals"].isMember("rsrp"));
+    EXPECT_EQ(wcdma["legs"][0]["signals"]["rscp"], parse(R"({"value": -95, "unit": "dBm", "rating": "fair",
+                                                             "derived_from": "sqi", "bound": null})"));
+    EXPECT_EQ(sa["radio"]["band_mhz"], 3500);
+    EXPECT_FALSE(sa["cell"].isMember("enodeb"));
     const Json::Value gsm = object_of(samples::gsm());
     EXPECT_EQ(gsm["cell"]["bsic"], 26);
     EXPECT_EQ(gsm["radio"]["tx_level"], 5);
@@ -80,7 +94,8 @@ TEST(json, carriers) {
     const Json::Value carriers =
         object_of(samples::lte() + samples::secondary(1, "-999", 3050, 7, -101, -999, -70, 8))["carriers"];
     ASSERT_EQ(carriers.size(), 2U);
-    EXPECT_EQ(carriers[1], parse(R"({"name": "SCC 1", "band": 7, "channel": 3050, "bandwidth_down_mhz": null,
+    EXPECT_EQ(carriers[1], parse(R"({"name": "SCC 1", "band": 7, "band_mhz": 2600, "band_duplex": "FDD",
+                                     "channel": 3050, "bandwidth_down_mhz": null,
                                      "rsrp": -101, "rsrq": null, "rssi": -70, "sinr": 8})"));
 }
 
@@ -102,6 +117,25 @@ TEST(json, other_keys_are_listed_but_never_a_mark) {
                                          {"CELL_RSRP", std::string("-95")}})["other"];
     EXPECT_EQ(other, parse(R"({"CELL_NEW": 7, "CELL_REAL": 1.5, "CELL_MARK": null, "CELL_MARK_TEXT": null,
                                "CELL_RSRP": "-95"})"));
+}
+
+TEST(json, subscriber_is_told_to_those_who_ask) {
+    const std::vector<snapshot> cells{
+        samples::lte() + snapshot{{"CELL_IMSI", std::string("001010123456789")}, {"CELL_MDN", std::string("15550100")}},
+        samples::lte() + snapshot{{"CELL_IMSI", 1010123456}, {"CELL_MDN", 15550100.0}}};
+    for (const snapshot &cell : cells) {
+        EXPECT_THAT(text_of(cell), Not(testing::AnyOf(HasSubstr("10101234"), HasSubstr("15550100")))) << "in any form";
+    }
+    const reading database = samples::read_from(cells.front());
+    picture known = samples::picture_of(cells.front());
+    known.owner = find_subscriber(database);
+    EXPECT_EQ(parse(to_json(known, database))["subscriber"],
+              parse(R"({"imsi": "001010123456789", "directory_number": "15550100"})"));
+}
+
+TEST(json, bandwidth_that_is_no_number_is_null) {
+    const Json::Value object = object_of(samples::lte() + snapshot{{"CELL_CHAN_BW_DL", std::string("20MHz")}});
+    EXPECT_TRUE(object["radio"]["bandwidth_down_mhz"].isNull());
 }
 
 TEST(json, keys_of_a_foreign_type_are_named) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/view/samples.h"
+#include "view/words.h"
 
 namespace {
 
@@ -58,7 +59,7 @@ TEST(picture, each_technology_has_the_values_that_its_decoder_writes) {
          samples::wcdma(),
          {"id", "lac", "rac"},
          {"band", "channel"},
-         {{"Ec/Io", "SQI"}}},
+         {{"RSCP", "Ec/Io", "SQI"}}},
         {"GSM", samples::gsm(), {"id", "lac", "bsic"}, {"band", "channel", "tx_level"}, {{"RSSI", "RXLEV", "SQI"}}},
         {"an empty database has nothing to show", {}, {}, {}, {{}}},
     };
@@ -92,6 +93,50 @@ TEST(picture, nr_leg_without_values_does_not_show_those_of_lte) {
 TEST(picture, rscp_shows_when_another_program_publishes_it) {
     const picture known = picture_of(samples::wcdma() + snapshot{{"CELL_RSCP", -95}});
     EXPECT_THAT(signals_of(known.legs[0]), ElementsAre("RSCP", "Ec/Io", "SQI"));
+    EXPECT_FALSE(known.legs[0].signals[0].derived);
+}
+
+TEST(picture, rscp_is_worked_out_from_the_quality_index) {
+    struct row {
+        const char *why;
+        int index;
+        const char *expected;
+    };
+    const row rows[] = {
+        {"the index of RSCP -98", 44, "-98 dBm (from SQI)"},
+        {"the weakest that has an index of its own", 2, "-119 dBm (from SQI)"},
+        {"the index ends here: so weak or weaker", 0, "<= -120 dBm (from SQI)"},
+        {"and here: so strong or stronger", 100, ">= -70 dBm (from SQI)"},
+    };
+    for (const row &one : rows) {
+        const picture known = picture_of(samples::wcdma() + snapshot{{"CELL_SQI", one.index}});
+        EXPECT_EQ(words(known.legs[0].signals[0]), one.expected) << one.why;
+    }
+    const picture without = picture_of(samples::wcdma() + snapshot{{"CELL_SQI", -999}});
+    EXPECT_THAT(signals_of(without.legs[0]), ElementsAre("Ec/Io", "SQI"));
+}
+
+TEST(picture, station_and_sector_come_from_an_lte_identity) {
+    struct row {
+        const char *why;
+        snapshot cell;
+        std::string expected;  // empty: none
+    };
+    const row rows[] = {
+        {"0x1A2D000", samples::lte(), "107216/0"},
+        {"0x1A2E103", samples::lte() + snapshot{{"CELL_CID", 27451651}}, "107233/3"},
+        {"all 28 bits", samples::lte() + snapshot{{"CELL_CID", 268435455}}, "1048575/255"},
+        {"29 bits are no LTE identity", samples::lte() + snapshot{{"CELL_CID", 268435456}}, ""},
+        {"not reported", samples::lte() + snapshot{{"CELL_CID", -999}}, ""},
+        {"LTE-M has LTE's identities", samples::cat_m(), "107216/0"},
+        {"the anchor of a 5G connection too", samples::nsa(), "107216/0"},
+        {"SA: an older LTE cell's", samples::sa(), ""},
+        {"WCDMA splits its identities in another way", samples::wcdma(), ""},
+    };
+    for (const row &one : rows) {
+        const picture known = picture_of(one.cell);
+        EXPECT_EQ(known.lte_station ? words(*known.lte_station) : "", one.expected) << one.why;
+    }
 }
 
 TEST(picture, tells_missing_from_not_reported) {

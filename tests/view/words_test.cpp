@@ -51,6 +51,20 @@ TEST(words, identity_is_in_hexadecimal_too) {
     EXPECT_EQ(words(fact{id, number{presence::not_reported, 0}}), "not reported");
 }
 
+TEST(words, band_has_its_frequency_and_duplex) {
+    fact one{{"band", "band", "CELL_BAND", showing::always, "", "", band_plan::lte}, number{presence::known, 3}};
+    EXPECT_EQ(words(one), "3 (1800 MHz, FDD)");
+    EXPECT_EQ(words(one, band_form::frequency), "3 (1800 MHz)");
+    EXPECT_EQ(words(one, band_form::bare), "3");
+    one.value = number{presence::known, 255};
+    EXPECT_EQ(words(one), "255") << "no band of the table";
+    one.value = number{presence::not_reported, 0};
+    EXPECT_EQ(words(one), "not reported");
+    one.plan = band_plan::nr;
+    one.value = number{presence::known, 78};
+    EXPECT_EQ(words(one), "n78 (3500 MHz, TDD)");
+}
+
 TEST(words, durations_are_in_the_unit_that_matters) {
     struct row {
         const char *why;

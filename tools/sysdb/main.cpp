@@ -30,6 +30,7 @@ constexpr char HELP[] = R"(Reads and writes the router's system database.
                                 a deleted key as KEY<TAB>deleted<TAB>; waits for a database that is not there yet;
                                 with --time the time in UTC stands in front: 2026-01-31T12:00:00.000Z<TAB>KEY...
   sysdb --help                  this text
+  sysdb --version               which version this is
 
 TYPE is int (32 bits, decimal), real (such as -3.5, 1e6, inf, nan) or string.
 In KEY and VALUE a tab, line feed, carriage return or backslash is printed as \t, \n, \r or \\, each byte of another
@@ -193,6 +194,9 @@ int run_set(const sysdb_request &request) {
 int run(const sysdb_request &request) {
     if (request.command == "help") {
         return output(HELP);
+    }
+    if (request.command == "version") {
+        return output("sysdb " ZELT_VERSION "\n");
     }
     if (request.command == "databases") {
         return databases();

@@ -40,6 +40,7 @@ struct command_line {
     bool json = false;
     bool time = false;
     bool help = false;
+    bool version = false;
 };
 
 void take_option(int letter, const char *as_written, command_line &line) {
@@ -53,6 +54,9 @@ void take_option(int letter, const char *as_written, command_line &line) {
     case 'h':
         line.help = true;
         break;
+    case 'v':
+        line.version = true;
+        break;
     default:
         throw request_error{"unknown option \"" + escaped(as_written) + "\""};
     }
@@ -64,6 +68,7 @@ command_line read_words(int argc, char **argv) {
         {"json", no_argument, nullptr, 'j'},
         {"time", no_argument, nullptr, 't'},
         {"help", no_argument, nullptr, 'h'},
+        {"version", no_argument, nullptr, 'v'},
         {nullptr, 0, nullptr, 0},
     };
     // clang-format on
@@ -114,6 +119,9 @@ sysdb_request read_request(int argc, char **argv) {
     command_line line = read_words(argc, argv);
     if (line.help) {
         return {.command = "help"};
+    }
+    if (line.version) {
+        return {.command = "version"};
     }
     const command_form &form = command_of(line.words);
     if (line.words.size() != 1 + form.words || (line.json && !form.may_json) || (line.time && !form.may_time)) {

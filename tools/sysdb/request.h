@@ -5,7 +5,7 @@
 #include <vector>
 
 struct sysdb_request {
-    std::string command;  // one of those of `sysdb --help`, or "help"
+    std::string command;  // one of those of `sysdb --help`, or "help" or "version"
     std::string database{};
     std::string key{};
     std::string type{};

@@ -1,4 +1,5 @@
-// Reads the "CELL" database, and nothing else in it. Never writes a value, never logs, never waits for a writer.
+// Reads the "CELL" database, and what the platform records beside it. Never writes a value, never logs, never waits for
+// a writer.
 #pragma once
 
 #include <string>
@@ -11,7 +12,8 @@ namespace zelt_top {
 
 class database {
 public:
-    explicit database(std::string folder) : folder_(folder), reader_(std::move(folder), "CELL") {}
+    explicit database(std::string folder)
+        : folder_(folder), reader_(std::move(folder), "CELL", view::PLATFORM_DATABASE) {}
 
     // All keys as of one commit. Finds the database again when its folder was made anew.
     view::reading read();

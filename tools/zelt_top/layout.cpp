@@ -24,10 +24,18 @@ std::string shown(const std::string &text, const page &on) {
     return on.utf8 ? text : ascii_only(text);
 }
 
-// Without colour when the value is an old one.
-style look_of(view::rating grade, bool current) {
+style look_of(view::rating grade) {
     constexpr std::array<style, 4> looks{style::bad, style::weak, style::fair, style::good};
-    return current ? looks.at(static_cast<std::size_t>(grade)) : style::dim;
+    return looks.at(static_cast<std::size_t>(grade));
+}
+
+// Old values: whatever they are, without colour and without weight.
+void dim(std::vector<line> &lines) {
+    for (line &one : lines) {
+        for (span &part : one.spans) {
+            part.look = style::dim;
+        }
+    }
 }
 
 // Facts one after the other; a new line where the next one does not fit.
@@ -82,10 +90,17 @@ line title_line(const view::picture &known, const page &on) {
     return title.add(" " + pad_right(title_text(known, on), room), style::title).add(keys, style::title);
 }
 
+// The sentence itself says how old all is.
+bool says_its_age(view::condition state) {
+    using view::condition;
+    return state == condition::no_database || state == condition::stale || state == condition::hung_up ||
+           state == condition::no_port || state == condition::no_answer;
+}
+
 std::vector<line> state_lines(const view::picture &known, const page &on) {
     std::string sentence = known.sentence;
-    if (known.age.written && known.state != view::condition::stale && known.state != view::condition::no_database) {
-        sentence += " Updated " + view::duration(*known.age.written) + " ago.";
+    if (known.updated && !says_its_age(known.state)) {
+        sentence += " Updated " + view::duration(*known.updated) + " ago.";
     }
     std::vector<line> lines;
     for (const std::string &part : wrap(shown(sentence, on), on.width - 2)) {
@@ -108,15 +123,26 @@ std::vector<line> fact_lines(const view::picture &known, const page &on) {
              network_known ? shown(words(known.mcc) + "-" + words(known.mnc), on) : view::word(known.mcc.state),
              network_known ? style::plain : style::dim);
     add_facts(cell, known.cell, on);
+    if (known.lte_station) {
+        cell.add("eNodeB", words(*known.lte_station));
+    }
 
     flow radio("Radio", on.width);
     add_facts(radio, known.radio, on);
+    for (const view::leg &of : known.legs) {
+        if (std::ranges::any_of(of.signals, &view::signal_value::derived)) {
+            radio.add("RSCP", "from SQI", style::dim);
+        }
+    }
 
     flow link("Link", on.width);
     const char *state = known.link_up.value ? "up" : "down";
     const style look = known.link_up.value ? style::good : style::bad;
-    link.add("", known.link_up.known() ? state : "unknown",
-             known.link_up.known() && known.current() ? look : style::dim);
+    link.add("",
+             known.link_up.known() ? state
+             : known.link_watched  ? "unknown"
+                                   : "not watched in the box",
+             known.link_up.known() ? look : style::dim);
     if (known.address.known()) {
         link.add("address", shown(known.address.value, on));
     }
@@ -124,9 +150,15 @@ std::vector<line> fact_lines(const view::picture &known, const page &on) {
         link.add("for", view::duration(*known.age.link));
     }
 
+    flow owner("SIM", on.width);
+    if (known.owner) {
+        owner.add("IMSI", shown(words(known.owner->imsi), on));
+        owner.add("number", shown(words(known.owner->directory_number), on));
+    }
+
     std::vector<line> lines;
-    for (flow *part : {&cell, &radio, &link}) {
-        if (part != &radio || !known.radio.empty()) {
+    for (flow *part : {&cell, &radio, &link, &owner}) {
+        if ((part != &radio || !known.radio.empty()) && (part != &owner || known.owner)) {
             std::ranges::move(part->take(), std::back_inserter(lines));
         }
     }
@@ -180,9 +212,16 @@ std::string sparkline(const course &values, view::quantity what, std::size_t cel
     return result;
 }
 
+// No wider than two columns: "<=-120" fills the column of the numbers.
+std::string limit_sign(view::bound limit, const page &on) {
+    return limit == view::bound::none      ? ""
+           : limit == view::bound::at_most ? (on.utf8 ? "≤ " : "<=")
+           : on.utf8                       ? "≥ "
+                                           : ">=";
+}
+
 // "   -95 dBm   ######......  fair  ..--==" in exactly the width; a value that is missing says so instead.
-void add_meter(line &to, const view::signal_value &one, const course &past, std::size_t width, bool current,
-               const page &on) {
+void add_meter(line &to, const view::signal_value &one, const course &past, std::size_t width, const page &on) {
     const std::size_t begin = to.width();
     const std::size_t rest = width - std::min(width, VALUE + 1 + WORD);
     const std::size_t spark = on.history && rest > 6 ? std::min((rest - 2) / 2, memory::LONGEST) : 0;
@@ -192,8 +231,8 @@ void add_meter(line &to, const view::signal_value &one, const course &past, std:
         to.add_to_column(begin + VALUE + bar + 1 + WORD);
     } else {
         const view::rating grade = view::rate(one.what, one.value.value);
-        const style look = look_of(grade, current);
-        to.add(pad_left(view::digits(one.value.value), 6) + " ", current ? style::strong : style::dim);
+        const style look = look_of(grade);
+        to.add(pad_left(limit_sign(one.limit, on) + view::digits(one.value.value), 6) + " ", style::strong);
         to.add(view::scale_of(one.what).unit, style::dim).add_to_column(begin + VALUE);
         add_bar(to, view::fill(one.what, one.value.value), bar, look, on);
         to.add(" ").add(pad_right(view::word(grade), WORD), look);
@@ -204,7 +243,8 @@ void add_meter(line &to, const view::signal_value &one, const course &past, std:
     to.add_to_column(begin + width);
 }
 
-line leg_heads(const view::picture &known, std::size_t each, const page &on) {
+// Nothing where this form of the bands is too long for one of the legs.
+std::optional<line> leg_heads(const view::picture &known, std::size_t each, view::band_form form, const page &on) {
     line heads;
     heads.add_to_column(LABEL);
     for (const view::leg &of : known.legs) {
@@ -212,11 +252,24 @@ line leg_heads(const view::picture &known, std::size_t each, const page &on) {
         heads.add(of.heading, style::strong);
         for (const view::fact &one : of.facts) {
             heads.add("  " + std::string(one.label) + " ", style::dim);
-            heads.add(one.known() ? shown(words(one), on) : "-");
+            heads.add(one.known() ? shown(words(one, form), on) : "-");
+        }
+        const bool last = &of == &known.legs.back();
+        if (form != view::band_form::bare && heads.width() > (last ? on.width : begin + each)) {
+            return std::nullopt;
         }
         heads.add_to_column(begin + each + 1);
     }
     return heads;
+}
+
+line leg_heads(const view::picture &known, std::size_t each, const page &on) {
+    for (const view::band_form form : {view::band_form::full, view::band_form::frequency}) {
+        if (std::optional<line> heads = leg_heads(known, each, form, on)) {
+            return *std::move(heads);
+        }
+    }
+    return *leg_heads(known, each, view::band_form::bare, on);
 }
 
 std::vector<line> signal_lines(const view::picture &known, const memory &past, const page &on) {
@@ -234,7 +287,7 @@ std::vector<line> signal_lines(const view::picture &known, const memory &past, c
             next.add_to_column(begin);
             const auto found = std::ranges::find(of.signals, row.what, &view::signal_value::what);
             if (found != of.signals.end()) {
-                add_meter(next, *found, past.course_of(of, row.what), each, known.current(), on);
+                add_meter(next, *found, past.course_of(of, row.what), each, on);
             }
             begin += each + 1;
         }
@@ -269,15 +322,15 @@ std::vector<std::string> cell_texts(const view::carrier &of) {
     return texts;
 }
 
-void add_carrier_bar(line &row, const view::signal_value &rsrp, std::size_t cells, bool current, const page &on) {
+void add_carrier_bar(line &row, const view::signal_value &rsrp, std::size_t cells, const page &on) {
     row.add("  ");
     if (!rsrp.value.known()) {
         row.add(view::word(rsrp.value.state), style::dim);
         return;
     }
     const view::rating grade = view::rate(rsrp.what, rsrp.value.value);
-    add_bar(row, view::fill(rsrp.what, rsrp.value.value), cells, look_of(grade, current), on);
-    row.add(" ").add(view::word(grade), look_of(grade, current));
+    add_bar(row, view::fill(rsrp.what, rsrp.value.value), cells, look_of(grade), on);
+    row.add(" ").add(view::word(grade), look_of(grade));
 }
 
 std::vector<line> carrier_lines(const view::picture &known, const page &on) {
@@ -306,7 +359,7 @@ std::vector<line> carrier_lines(const view::picture &known, const page &on) {
             row.add(pad_left(shown(texts.at(i), on), COLUMNS.at(i).width));
         }
         if (bar != 0) {
-            add_carrier_bar(row, one.signals.front(), bar, known.current(), on);
+            add_carrier_bar(row, one.signals.front(), bar, on);
         }
         lines.push_back(std::move(row));
     }
@@ -315,8 +368,9 @@ std::vector<line> carrier_lines(const view::picture &known, const page &on) {
 
 // Broken between its fields only.
 std::vector<line> summary_lines(const view::picture &known, const page &on) {
+    // It may hold values of another technology, which the page leaves out.
+    const std::string whole = known.summary.known() ? "As published: " + shown(known.summary.value, on) : "";
     std::vector<std::string> parts;
-    const std::string whole = shown(known.summary.value, on);
     std::string_view rest = whole;
     while (!rest.empty()) {
         const std::size_t end = std::min(rest.find(", "), rest.size());
@@ -387,6 +441,7 @@ std::vector<line> lay_out_small(const view::picture &known, const page &on) {
         lines.emplace_back();
         lines.back().add(view::name_of(known.state), style::warning);
     }
+    std::vector<line> values;
     for (const view::leg &of : known.legs) {
         for (const view::signal_value &one : of.signals) {
             line next;
@@ -395,12 +450,18 @@ std::vector<line> lay_out_small(const view::picture &known, const page &on) {
                 next.add(view::word(one.value.state), style::dim);
             } else {
                 const view::rating grade = view::rate(one.what, one.value.value);
-                next.add(view::digits(one.value.value) + ' ').add(view::scale_of(one.what).unit, style::dim).add(" ");
-                next.add(view::word(grade), look_of(grade, known.current()));
+                next.add(view::word(one.limit) + view::digits(one.value.value) + ' ')
+                    .add(view::scale_of(one.what).unit, style::dim)
+                    .add(" ");
+                next.add(view::word(grade), look_of(grade));
             }
-            lines.push_back(std::move(next));
+            values.push_back(std::move(next));
         }
     }
+    if (!known.current()) {
+        dim(values);
+    }
+    std::ranges::move(values, std::back_inserter(lines));
     return lines;
 }
 
@@ -416,6 +477,9 @@ std::vector<line> lay_out_large(const view::picture &known, const memory &past, 
     blocks.push_back(signal_lines(known, past, on));
     blocks.push_back(carrier_lines(known, on));
     blocks.push_back(summary_lines(known, on));
+    if (!known.current()) {
+        std::for_each(blocks.begin() + 1, blocks.end(), dim);
+    }
     return stack(std::move(blocks), on);
 }
 

@@ -1,5 +1,6 @@
 // zelt-top: the live view of the radio and the link, for people. Reads the database and a few run-time files, never the
 // module's port; writes nothing but its output.
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <clocale>
@@ -8,10 +9,13 @@
 #include <cstdlib>
 #include <exception>
 #include <string>
+#include <string_view>
 
 #include <langinfo.h>
 #include <unistd.h>
 
+#include "tools/zelt_top/check.h"
+#include "tools/zelt_top/csv.h"
 #include "tools/zelt_top/database.h"
 #include "tools/zelt_top/events.h"
 #include "tools/zelt_top/last_resort.h"
@@ -32,14 +36,20 @@ double now_seconds() {
 
 // What one refresh after the other knows.
 struct watch {
+    explicit watch(bool subscriber_too) : with_subscriber(subscriber_too) {}
+
     void refresh() {
         latest = source.read();
-        const view::runtime_state around = read_runtime_state({});
+        const view::runtime_state around = read_runtime_state({}, latest.port.troubled());
         known = view::build_picture(latest, around, past.note(latest, around, now_seconds()));
+        if (with_subscriber) {
+            known.owner = view::find_subscriber(latest);
+        }
         past.note_signals(known);
         ++refreshes;
     }
 
+    bool with_subscriber;
     database source{sysdb_folder()};
     view::reading latest;
     memory past;
@@ -63,6 +73,9 @@ std::string as_text(const watch &of, const options &chosen) {
     if (chosen.json) {
         return view::to_json(of.known, of.latest) + '\n';
     }
+    if (chosen.csv) {
+        return (of.refreshes == 1 ? csv_header(of.with_subscriber) : "") + csv_row(of.known, of.latest);
+    }
     std::string text;
     for (const line &one : lay_out(of.known, of.past, plain_page(of))) {
         text += one.plain_text() + '\n';
@@ -81,7 +94,7 @@ bool print(const std::string &text) {
 }
 
 int run_once(const options &chosen) {
-    watch of;
+    watch of(chosen.show_subscriber);
     of.refresh();
     if (!of.latest.cell) {
         std::fprintf(stderr, "zelt-top: %s\n", of.known.sentence.c_str());
@@ -92,10 +105,10 @@ int run_once(const options &chosen) {
 
 int run_stream(const options &chosen) {
     const events waiting(false);
-    watch of;
+    watch of(chosen.show_subscriber);
     while (true) {
         of.refresh();
-        const std::string gap = chosen.json || of.refreshes == 1 ? "" : "\n";
+        const std::string gap = chosen.json || chosen.csv || of.refreshes == 1 ? "" : "\n";
         if (!print(gap + as_text(of, chosen))) {
             return OUTPUT_LOST;
         }
@@ -126,7 +139,7 @@ void draw(screen &terminal, const watch &of, bool paused, bool help) {
 int run_screen(const options &chosen) {
     const events waiting(true);  // before the screen: the terminal library sets its own handlers where none are set
     screen terminal(wants_colour(chosen));
-    watch of;
+    watch of(chosen.show_subscriber);
     bool paused = false;
     bool help = false;
     double next = now_seconds();
@@ -166,16 +179,35 @@ int run_screen(const options &chosen) {
     }
 }
 
+int answer(const verdict &given) {
+    return print(given.line + '\n') ? given.exit_code() : no_verdict("").exit_code();
+}
+
+int run_check(const options &chosen) {
+    watch of(false);
+    of.refresh();
+    return answer(of.latest.cell ? judge(*chosen.check, of.known) : no_verdict(of.known.sentence));
+}
+
+// A monitoring system would take the exit code of wrong usage for a critical state.
+bool asks_for_check(int argc, char **argv) {
+    return std::any_of(argv, argv + argc, [](const char *word) { return std::string_view(word).starts_with("--ch"); });
+}
+
 int run(int argc, char **argv) {
     int exit_code = 0;
     const std::optional<options> chosen = parse_options(argc, argv, exit_code);
     if (!chosen) {
-        return exit_code;
+        return exit_code == USAGE && asks_for_check(argc, argv) ? answer(no_verdict("wrong usage, see zelt-top --help"))
+                                                                : exit_code;
+    }
+    if (chosen->check) {
+        return run_check(*chosen);
     }
     if (chosen->once) {
         return run_once(*chosen);
     }
-    if (chosen->json) {
+    if (chosen->json || chosen->csv) {
         return run_stream(*chosen);
     }
     const std::string problem = why_no_screen();

@@ -2,17 +2,23 @@
 #pragma once
 
 #include <optional>
+#include <vector>
+
+#include "tools/zelt_top/check.h"
 
 namespace zelt_top {
 
 struct options {
     bool once = false;
     bool json = false;
+    bool csv = false;
+    std::optional<std::vector<check_item>> check;
+    bool show_subscriber = false;
     bool colour = true;
     double interval_seconds = 1;
 };
 
-// Exit codes.
+// Exit codes; a check has those of severity.
 inline constexpr int OUTPUT_LOST = 1;
 inline constexpr int USAGE = 2;
 inline constexpr int NO_DATABASE = 3;

@@ -4,13 +4,22 @@
 #include <csignal>
 #include <cstdint>
 #include <ctime>
+#include <filesystem>
 #include <fstream>
+#include <system_error>
 
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
+
+#include "view/characters.h"
 
 namespace zelt_top {
 
 namespace {
+
+// The daemon's own exchanges hold the lock for less.
+constexpr double OLD_LOCK_SECONDS = 10;
 
 bool exists(const std::string &path) {
     return access(path.c_str(), F_OK) == 0;
@@ -39,11 +48,96 @@ std::optional<double> seconds_since(const std::string &path) {
     return static_cast<double>(now.tv_sec - then);
 }
 
+// By its time of change; nothing when there is none, or when the clock was set since.
+std::optional<double> age_of(const std::string &file) {
+    struct stat status {};
+    timespec now{};
+    if (stat(file.c_str(), &status) != 0 || clock_gettime(CLOCK_REALTIME, &now) != 0 || status.st_mtime > now.tv_sec) {
+        return std::nullopt;
+    }
+    constexpr time_t LONGEST_BELIEVED = time_t{30} * 86400;  // routers start without the time of day
+    const time_t age = now.tv_sec - status.st_mtime;
+    return age < LONGEST_BELIEVED ? std::optional(static_cast<double>(age)) : std::nullopt;
+}
+
+std::string first_word(const std::string &path) {
+    std::string word;
+    std::ifstream(path) >> word;
+    return word;
+}
+
+bool is_number(const std::string &text) {
+    return text.find_first_not_of("0123456789") == std::string::npos;
+}
+
+// The first entry that is asked for; nothing also when the folder goes away meanwhile, as a process's does.
+template <typename Wanted>
+std::optional<std::filesystem::path> find_entry(const std::filesystem::path &folder, Wanted wanted) {
+    std::error_code failed;
+    for (std::filesystem::directory_iterator next(folder, failed), end; !failed && next != end;
+         next.increment(failed)) {
+        if (wanted(next->path())) {
+            return next->path();
+        }
+    }
+    return std::nullopt;
+}
+
+// Each box has pseudo-terminals of its own, numbered from 0: only those of one file system are the same.
+constexpr unsigned int FIRST_PTY_MAJOR = 136;
+constexpr unsigned int LAST_PTY_MAJOR = 143;
+
+struct device {
+    dev_t number;
+    dev_t file_system;  // 0: the number says it all
+    bool operator==(const device &) const = default;
+};
+
+// Looks at what a descriptor refers to without opening it.
+std::optional<device> device_behind(const std::string &path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0 || !S_ISCHR(status.st_mode)) {
+        return std::nullopt;
+    }
+    const unsigned int kind = major(status.st_rdev);
+    const bool is_pty = kind >= FIRST_PTY_MAJOR && kind <= LAST_PTY_MAJOR;
+    return device{status.st_rdev, is_pty ? status.st_dev : 0};
+}
+
+std::string name_of(const std::filesystem::path &process) {
+    std::string name;
+    std::ifstream file(process / "comm");
+    std::getline(file, name);
+    return view::harmless(name);
+}
+
+// "minicom, process 4711"; empty when there is none to be seen. Neither the daemon is meant nor the simulator, which
+// keeps open what it plays the module on.
+std::string find_holder(const std::string &port, const std::string &daemon) {
+    const std::optional<device> wanted = device_behind(port);
+    const auto refers_to_it = [&](const std::filesystem::path &one) { return device_behind(one) == wanted; };
+    const auto has_it_open = [&](const std::filesystem::path &process) {
+        const std::string number = process.filename();
+        return is_number(number) && number != daemon && find_entry(process / "fd", refers_to_it) &&
+               name_of(process) != "zelt-sim";
+    };
+    const auto process = wanted ? find_entry("/proc", has_it_open) : std::nullopt;
+    return process ? name_of(*process) + ", process " + process->filename().string() : "";
+}
+
 }  // namespace
 
-view::runtime_state read_runtime_state(const runtime_files &files) {
-    return {look_for_daemon(files.pid_file), !exists(files.running), exists(files.module_device),
-            seconds_since(files.link_change)};
+view::runtime_state read_runtime_state(const runtime_files &files, bool port_troubled) {
+    view::runtime_state around{look_for_daemon(files.pid_file), !exists(files.running), exists(files.module_device),
+                               seconds_since(files.link_change)};
+    around.module_in_box = exists(files.module_in_box);
+    around.seconds_locked = age_of(files.lock);
+    if (port_troubled || around.seconds_locked.value_or(0) > OLD_LOCK_SECONDS) {
+        around.holder = find_holder(files.module_device, first_word(files.pid_file));
+        // Other users' descriptors are root's to see; the box has process numbers of its own.
+        around.sees_all_programs = geteuid() == 0 && !around.module_in_box;
+    }
+    return around;
 }
 
 }  // namespace zelt_top

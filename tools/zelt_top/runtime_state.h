@@ -1,4 +1,5 @@
-// What the run-time files tell of the daemon and of the module. Reads files only; opens no device; never logs.
+// What the run-time files and the running programs tell of the daemon and of the module. Reads files only; opens no
+// device; never logs.
 #pragma once
 
 #include <string>
@@ -13,8 +14,11 @@ struct runtime_files {
     std::string running = "/tmp/zstats.running";
     std::string link_change = "/tmp/cell_last_connect_changed_time";
     std::string module_device = "/dev/ttyQSB3";
+    std::string lock = "/tmp/zelt.cli";
+    std::string module_in_box = "/run/zelt-sim.module";
 };
 
-view::runtime_state read_runtime_state(const runtime_files &files);
+// Only in trouble, or when the lock is old, it is worth looking through all programs for one that has the port open.
+view::runtime_state read_runtime_state(const runtime_files &files, bool port_troubled);
 
 }  // namespace zelt_top

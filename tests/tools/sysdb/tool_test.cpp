@@ -224,7 +224,7 @@ TEST_F(sysdb_tool, wrong_usage_ends_with_2) {
         {},
         {"list"},
         {"fly", "CELL"},
-        {"--version"},
+        {"--versions"},
         {"list", "CELL", "KEY"},
         {"get", "CELL"},
         {"get", "CELL", "K", "--time"},

@@ -20,11 +20,10 @@ TEST_F(live_database, absent_appearing_later_and_made_anew) {
     database source(directory_);
     const reading absent = source.read();
     EXPECT_FALSE(absent.cell);
-    EXPECT_THAT(absent.problem, HasSubstr("live_database not there yet: " + directory_));
+    EXPECT_THAT(absent.problem, HasSubstr("Database not there yet: " + directory_));
 
     other_puts({{"GPIO_TEMP", 41.5}}, "GPIO");
-    EXPECT_THAT(source.read().problem, HasSubstr("live_database not there yet"))
-        << "without CELL there is nothing to see";
+    EXPECT_THAT(source.read().problem, HasSubstr("Database not there yet")) << "without CELL there is nothing to see";
 
     other_puts({{"CELL_RSRP", -95}});
     const reading there = source.read();
@@ -49,7 +48,7 @@ TEST_F(live_database, foreign_format_is_said_so) {
     std::ofstream(file("data.mdb")) << std::string(20000, 'x');
     const reading foreign = database(directory_).read();
     EXPECT_FALSE(foreign.cell);
-    EXPECT_THAT(foreign.problem, HasSubstr("live_database not readable: " + directory_));
+    EXPECT_THAT(foreign.problem, HasSubstr("Database not readable: " + directory_));
 }
 
 TEST_F(live_database, record_of_a_time_that_cannot_be_is_none) {

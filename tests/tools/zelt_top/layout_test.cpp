@@ -32,7 +32,8 @@ TEST(layout, lte) {
     EXPECT_EQ(page_of(picture_of(samples::lte())),
               " LTE   Example Net\n" + STATE +
                   " Cell    network 262-01   id 27447296 = 0x1A2D000   PCI 123   TAC 12345\n"
-                  " Radio   band 3   channel 1300   down 20 MHz   up 10 MHz\n" +
+                  "         eNodeB 107216/0\n"
+                  " Radio   band 3 (1800 MHz, FDD)   channel 1300   down 20 MHz   up 10 MHz\n" +
                   LINK +
                   "\n"
                   " RSRP       -95 dBm   " +
@@ -73,17 +74,17 @@ TEST(layout, carriers_as_a_table) {
                                " fair\n"
                                " SCC 2       1      300     -      -      -      -      -  not reported\n"
                                "\n"
-                               " EC25, SQI: 60%, no roam\n"));
+                               " As published: EC25, SQI: 60%, no roam\n"));
 }
 
 TEST(layout, nsa_side_by_side) {
     EXPECT_EQ(page_of(picture_of(samples::nsa())),
               " 5G NSA   Example Net\n" + STATE +
-                  " Cell    network 262-01   id 27447296 = 0x1A2D000   TAC 12345\n"
+                  " Cell    network 262-01   id 27447296 = 0x1A2D000   TAC 12345   eNodeB 107216/0\n"
                   " Radio   LTE channel 1300   down 20 MHz   up 10 MHz\n" +
                   LINK +
                   "\n"
-                  "         LTE anchor  band 3                 NR leg  band 78  PCI 501\n"
+                  "         LTE anchor  band 3 (1800 MHz)      NR leg  band n78 (3500 MHz)  PCI 501\n"
                   " RSRP       -95 dBm   " +
                   bar(10, 16) + " fair    -85 dBm   " + bar(12, 16) +
                   " good\n"
@@ -103,7 +104,7 @@ TEST(layout, nsa_side_by_side) {
 TEST(layout, sa) {
     EXPECT_EQ(page_of(picture_of(samples::sa())), " 5G SA   Example Net\n" + STATE +
                                                       " Cell    network 262-01   PCI 501\n"
-                                                      " Radio   band 78\n" +
+                                                      " Radio   band n78 (3500 MHz, TDD)\n" +
                                                       LINK +
                                                       "\n"
                                                       " RSRP       -85 dBm   " +
@@ -123,9 +124,12 @@ TEST(layout, wcdma) {
     EXPECT_EQ(page_of(picture_of(samples::wcdma())),
               " WCDMA   Example Net\n" + STATE +
                   " Cell    network 262-01   id 27440068 = 0x1A2B3C4   LAC 11101   RAC 1\n"
-                  " Radio   band 900   channel 3037\n" +
+                  " Radio   band 900   channel 3037   RSCP from SQI\n" +
                   LINK +
                   "\n"
+                  " RSCP       -95 dBm   " +
+                  bar(26, 52) +
+                  " fair\n"
                   " Ec/Io      -15 dB    " +
                   bar(20, 52) +
                   " weak\n"
@@ -163,6 +167,7 @@ TEST(layout, after_a_clear_nothing_is_a_number_that_was_none) {
                                             " Not registered in a network. Last known values. Updated 2 s ago.\n"
                                             "\n"
                                             " Cell    network 262-01   id 27447296 = 0x1A2D000   PCI 123   TAC 12345\n"
+                                            "         eNodeB 107216/0\n"
                                             " Radio   band not reported   channel 1300   down 20 MHz   up 10 MHz\n"
                                             " Link    down   for 1 h 2 min\n"
                                             "\n"

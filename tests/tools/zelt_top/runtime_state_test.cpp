@@ -1,8 +1,11 @@
 #include "tools/zelt_top/runtime_state.h"
 
+#include <chrono>
 #include <ctime>
+#include <filesystem>
 #include <fstream>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -19,8 +22,8 @@ protected:
     static void write(const std::string &path, const std::string &text) { std::ofstream(path) << text; }
 
     temporary_folder folder_;
-    runtime_files files_ = {folder_.path("pid"), folder_.path("running"), folder_.path("change"),
-                            folder_.path("module")};
+    runtime_files files_ = {folder_.path("pid"),    folder_.path("running"), folder_.path("change"),
+                            folder_.path("module"), folder_.path("lock"),    folder_.path("in_box")};
 };
 
 pid_t process_that_has_gone() {
@@ -31,11 +34,14 @@ pid_t process_that_has_gone() {
 }
 
 TEST_F(files_of_the_daemon, nothing_there) {
-    const runtime_state around = read_runtime_state(files_);
+    const runtime_state around = read_runtime_state(files_, false);
     EXPECT_EQ(around.daemon, runtime_state::process::no_pid_file);
     EXPECT_TRUE(around.paused);
     EXPECT_FALSE(around.module_present);
     EXPECT_FALSE(around.seconds_since_link_change);
+    EXPECT_FALSE(around.seconds_locked);
+    EXPECT_EQ(around.holder, "");
+    EXPECT_FALSE(around.module_in_box);
 }
 
 TEST_F(files_of_the_daemon, everything_there) {
@@ -46,7 +52,7 @@ TEST_F(files_of_the_daemon, everything_there) {
     clock_gettime(CLOCK_BOOTTIME, &now);
     ASSERT_GT(now.tv_sec, 10);
     write(files_.link_change, std::to_string(now.tv_sec - 10));
-    const runtime_state around = read_runtime_state(files_);
+    const runtime_state around = read_runtime_state(files_, false);
     EXPECT_EQ(around.daemon, runtime_state::process::running);
     EXPECT_FALSE(around.paused);
     EXPECT_TRUE(around.module_present);
@@ -69,8 +75,65 @@ TEST_F(files_of_the_daemon, pid_file_that_names_no_process) {
     };
     for (const row &one : rows) {
         write(files_.pid_file, one.content);
-        EXPECT_EQ(read_runtime_state(files_).daemon, runtime_state::process::gone) << one.why;
+        EXPECT_EQ(read_runtime_state(files_, false).daemon, runtime_state::process::gone) << one.why;
     }
+}
+
+TEST_F(files_of_the_daemon, lock_has_the_age_of_its_file) {
+    write(files_.lock, "");
+    const auto now = std::filesystem::file_time_type::clock::now();
+    std::filesystem::last_write_time(files_.lock, now - std::chrono::seconds(120));
+    const std::optional<double> locked = read_runtime_state(files_, false).seconds_locked;
+    ASSERT_TRUE(locked);
+    EXPECT_GE(*locked, 119);
+    EXPECT_LT(*locked, 180);
+    for (const auto shift : {std::chrono::hours(24 * 365), std::chrono::hours(-24 * 365)}) {
+        std::filesystem::last_write_time(files_.lock, now + shift);
+        EXPECT_FALSE(read_runtime_state(files_, false).seconds_locked) << "the clock was set since";
+    }
+}
+
+// A port that this process has open.
+class open_port {
+public:
+    explicit open_port(const std::string &name) : master_(posix_openpt(O_RDWR | O_NOCTTY)) {
+        grantpt(master_);
+        unlockpt(master_);
+        slave_ = open(ptsname(master_), O_RDWR | O_NOCTTY);
+        std::filesystem::create_symlink(ptsname(master_), name);
+    }
+    ~open_port() {
+        close(slave_);
+        close(master_);
+    }
+    open_port(const open_port &) = delete;
+    open_port &operator=(const open_port &) = delete;
+
+private:
+    int master_;
+    int slave_ = -1;
+};
+
+TEST_F(files_of_the_daemon, program_that_has_the_port_open_is_named_in_trouble) {
+    const open_port port(files_.module_device);
+    // The kernel keeps 15 characters of a program's name.
+    const std::string expected = "zelt_top_page_t, process " + std::to_string(getpid());
+    EXPECT_EQ(read_runtime_state(files_, true).holder, expected);
+    EXPECT_EQ(read_runtime_state(files_, false).holder, "") << "nobody asks while all is well";
+
+    write(files_.lock, "");
+    EXPECT_EQ(read_runtime_state(files_, false).holder, "") << "an exchange of the daemon";
+    std::filesystem::last_write_time(files_.lock,
+                                     std::filesystem::file_time_type::clock::now() - std::chrono::seconds(60));
+    EXPECT_EQ(read_runtime_state(files_, false).holder, expected);
+
+    write(files_.pid_file, std::to_string(getpid()));
+    EXPECT_EQ(read_runtime_state(files_, true).holder, "") << "the daemon is no other program";
+}
+
+TEST_F(files_of_the_daemon, plain_file_in_the_ports_place_has_no_holder) {
+    write(files_.module_device, "");
+    EXPECT_EQ(read_runtime_state(files_, true).holder, "");
 }
 
 TEST_F(files_of_the_daemon, link_change_that_cannot_be) {
@@ -80,7 +143,7 @@ TEST_F(files_of_the_daemon, link_change_that_cannot_be) {
     };
     for (const row &one : {row{"empty", ""}, row{"no number", "soon"}, row{"of another boot", "4294967295"}}) {
         write(files_.link_change, one.content);
-        EXPECT_FALSE(read_runtime_state(files_).seconds_since_link_change) << one.why;
+        EXPECT_FALSE(read_runtime_state(files_, false).seconds_since_link_change) << one.why;
     }
 }
 

@@ -443,6 +443,57 @@ TEST(plain, once_with_json_is_one_object) {
     EXPECT_EQ(std::ranges::count(once.out, '\n'), 1);
 }
 
+TEST(plain, csv_has_its_header_once) {
+    store database;
+    database.put_lte();
+    const result once = run(database, "--once --csv");
+    EXPECT_EQ(once.exit_code, 0);
+    EXPECT_THAT(once.out, testing::StartsWith("time,state,"));
+    EXPECT_EQ(std::ranges::count(once.out, '\n'), 2);
+    const result stream = run(database, "--csv --interval 0.1", "| head -n 3");
+    EXPECT_EQ(std::ranges::count(stream.out, '\n'), 3);
+    EXPECT_EQ(stream.out.rfind("time,"), 0U);
+}
+
+// Whether the machine has a daemon of its own or not.
+TEST(plain, check_answers_with_a_line_and_its_exit_code) {
+    store database;
+    struct row {
+        const char *why;
+        const char *arguments;
+        int exit_code;
+        const char *begin;
+    };
+    EXPECT_EQ(run(database, "--check link=up").exit_code, 3);
+    EXPECT_THAT(run(database, "--check link=up").out, testing::StartsWith("ZELT UNKNOWN - Database not there yet: "));
+    database.put_lte();
+    for (const row &one : {row{"no value of this technology", "--check rscp=-100", 3, "ZELT UNKNOWN - "},
+                           row{"too old", "--check age=-1", 2, "ZELT CRITICAL - "},
+                           row{"wrong limits are no critical state", "--check rsrp=x", 3, "ZELT UNKNOWN - wrong usage"},
+                           row{"nor are wrong options", "--check link=up --twice", 3, "ZELT UNKNOWN - wrong usage"},
+                           row{"limits missing", "--check", 3, "ZELT UNKNOWN - wrong usage"}}) {
+        const result given = run(database, one.arguments);
+        EXPECT_EQ(given.exit_code, one.exit_code) << one.why;
+        EXPECT_THAT(given.out, testing::StartsWith(one.begin)) << one.why;
+        EXPECT_EQ(std::ranges::count(given.out, '\n'), 1) << one.why;
+    }
+    EXPECT_EQ(run(database, "--check link=up", ">/dev/full").exit_code, 3) << "nobody can read the answer";
+}
+
+TEST(plain, subscriber_is_shown_on_request_only) {
+    store database;
+    database.put_lte();
+    database.put({{"CELL_IMSI", std::string("001010123456789")}, {"CELL_MDN", std::string("15550100")}});
+    for (const char *arguments : {"--once", "--once --json", "--once --csv"}) {
+        const result usual = run(database, arguments);
+        EXPECT_THAT(usual.out, Not(testing::AnyOf(HasSubstr("001010123456789"), HasSubstr("15550100")))) << arguments;
+        const result asked = run(database, arguments + std::string(" --private"));
+        EXPECT_THAT(asked.out, testing::AllOf(HasSubstr("001010123456789"), HasSubstr("15550100"))) << arguments;
+    }
+    EXPECT_THAT(run(database, "--once --private").out,
+                HasSubstr("\n SIM     IMSI 001010123456789   number 15550100\n"));
+}
+
 TEST(plain, once_without_database_fails_and_says_what_to_do) {
     const store database;
     for (const char *arguments : {"--once", "--once --json"}) {
@@ -480,10 +531,10 @@ TEST(plain, wrong_usage) {
         const char *why;
         const char *arguments;
     };
-    for (const row &one :
-         {row{"unknown option", "--twice"}, row{"an argument", "now"}, row{"no number", "--interval x"},
-          row{"no time at all", "--interval 0"}, row{"backwards", "--interval -1"},
-          row{"not a number", "--interval nan"}, row{"number missing", "--interval"}}) {
+    for (const row &one : {row{"unknown option", "--twice"}, row{"an argument", "now"},
+                           row{"no number", "--interval x"}, row{"no time at all", "--interval 0"},
+                           row{"backwards", "--interval -1"}, row{"not a number", "--interval nan"},
+                           row{"number missing", "--interval"}, row{"two forms at once", "--json --csv"}}) {
         const result used = run(database, one.arguments);
         EXPECT_EQ(used.exit_code, 2) << one.why;
         EXPECT_EQ(used.out, "") << one.why;
