@@ -111,6 +111,14 @@ TEST(clearing, dynamic_dns_that_does_not_stop_is_logged_and_the_clearing_complet
     EXPECT_EQ(fake::cell("CELL_RSRP"), "int -999");
 }
 
+// A status that no program can have: the command could not be run at all.
+TEST(clearing, a_command_that_cannot_be_run_is_reported_too) {
+    platform().command_status["/usr/bin/cmd_ddns stop"] = -1;
+    clear_values();
+    EXPECT_THAT(fake::log_lines(),
+                ElementsAre(CLEARING, "notice: Error running cmd_ddns stop:-1", "alert: Cell disconnected"));
+}
+
 TEST(clearing, a_failed_network_reset_is_not_reported) {
     platform().command_status["/usr/bin/cmd_netgen WWAN_RESET"] = 1;
     clear_values();
