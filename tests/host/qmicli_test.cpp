@@ -143,6 +143,14 @@ protected:
     }
 };
 
+// Stands first: the processes below share the descriptor of the stop with this one.
+TEST_F(qmicli_stop, nothing_is_stopped_before_anybody_asks) {
+    pollfd descriptor = {stop_descriptor(), POLLIN, 0};
+    ASSERT_GE(descriptor.fd, 0);
+    EXPECT_EQ(poll(&descriptor, 1, 0), 0);
+    EXPECT_FALSE(stop_requested());
+}
+
 TEST_F(qmicli_stop, a_stop_ends_the_wait_early) {
     other_process process([this] {
         signal(SIGALRM, [](int) { stop_libzelt_funcs(); });
@@ -169,13 +177,6 @@ TEST_F(qmicli_stop, errno_of_the_interrupted_code_survives) {
         return errno == 4711 ? 0 : 1;
     });
     EXPECT_EQ(process.wait(), 0);
-}
-
-TEST_F(qmicli_stop, nothing_is_stopped_before_anybody_asks) {
-    pollfd descriptor = {stop_descriptor(), POLLIN, 0};
-    ASSERT_GE(descriptor.fd, 0);
-    EXPECT_EQ(poll(&descriptor, 1, 0), 0);
-    EXPECT_FALSE(stop_requested());
 }
 
 }  // namespace

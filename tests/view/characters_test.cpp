@@ -26,9 +26,9 @@ TEST(characters, what_a_terminal_could_obey_becomes_a_question_mark) {
         {"Latin-1 is no UTF-8", "T\xfcrk", "T?rk"},
         {"character cut short", "a\xe4\xb8", "a??"},
         {"overlong spelling of a slash", "\xc0\xaf", "??"},
-        {"overlong spelling in three bytes", "\xe0\x80\xaf", "?"},
-        {"surrogate", "\xed\xa0\x80", "?"},
-        {"beyond the last character", "\xf4\x90\x80\x80", "?"},
+        {"overlong spelling in three bytes", "\xe0\x80\xaf", "???"},
+        {"surrogate", "\xed\xa0\x80", "???"},
+        {"beyond the last character", "\xf4\x90\x80\x80", "????"},
         {"direction override turns the rest of the line", std::string("a\xe2\x80") + "\xae" + "b", "a?b"},
         {"zero width space",
          "a\xe2\x80\x8b"

@@ -3,15 +3,14 @@
 #include <algorithm>
 #include <array>
 
+#include "store/utf8.h"
 #include "view/characters.h"
 
 namespace zelt_top {
 
 namespace {
 
-using view::character;
 using view::character_range;
-using view::first_character;
 using view::lies_in;
 
 // The blocks that terminals draw two columns wide; the C library's own table needs a locale.
@@ -42,8 +41,8 @@ std::size_t columns_of(std::uint32_t code) {
 std::string ascii_only(std::string_view text) {
     std::string result;
     while (!text.empty()) {
-        const character next = first_character(text);
-        result += next.code < 0x80 && next.valid ? text.front() : '?';
+        const utf8_character next = first_character(text);
+        result += next.code < 0x80 && next.is_valid ? text.front() : '?';
         text.remove_prefix(next.bytes);
     }
     return result;
@@ -52,7 +51,7 @@ std::string ascii_only(std::string_view text) {
 std::size_t columns(std::string_view text) {
     std::size_t width = 0;
     while (!text.empty()) {
-        const character next = first_character(text);
+        const utf8_character next = first_character(text);
         width += columns_of(next.code);
         text.remove_prefix(next.bytes);
     }
@@ -62,7 +61,7 @@ std::size_t columns(std::string_view text) {
 std::string fit(std::string_view text, std::size_t width) {
     std::string result;
     while (!text.empty()) {
-        const character next = first_character(text);
+        const utf8_character next = first_character(text);
         const std::size_t wide = columns_of(next.code);
         if (wide > width) {
             break;
