@@ -17,13 +17,14 @@ const std::array<std::string, 3> LINE_TEXTS{"+CSQ:", "OK", "ERROR"};
 const std::array<std::string, 2> ENDINGS{"OK", "ERROR"};
 
 class module_access : public contract {
-protected:
+public:
     ~module_access() override {
         if (fd_ >= 0) {
             ser_close(fd_);
         }
     }
 
+protected:
     int opened() { return fd_ = ser_open(world_.device().c_str()); }
 
     // An odd text first: a buffer that nobody ends shows.
