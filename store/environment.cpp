@@ -281,9 +281,11 @@ int sysdb_environment::named_databases(std::vector<std::string> *names) const {
     while (result == 0 && (result = mdb_cursor_get(cursor, &name, nullptr, MDB_NEXT_NODUP)) == 0) {
         MDB_dbi database = 0;
         const std::string text(text_of(name));
-        if (mdb_dbi_open(txn, text.c_str(), 0, &database) == 0) {
+        const int opened = mdb_dbi_open(txn, text.c_str(), 0, &database);
+        if (opened == 0) {
             found.push_back(text);
         }
+        result = opened == MDB_DBS_FULL ? opened : result;
     }
     mdb_txn_abort(txn);  // closes the cursor too: the transaction only reads
     if (result != MDB_NOTFOUND) {

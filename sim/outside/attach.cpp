@@ -11,9 +11,9 @@
 #include <sched.h>
 
 #include <fcntl.h>
+#include <grp.h>
 #include <poll.h>
 #include <sys/prctl.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -22,6 +22,7 @@
 #include "sim/handover.h"
 #include "sim/outside/terminal_guard.h"
 #include "sim/scenario/line_text.h"
+#include "store/value_text.h"
 
 namespace {
 
@@ -31,6 +32,7 @@ using words = std::vector<std::string>;
 struct running_box {
     pid_t pid;  // of its inner half, whose namespaces are the box's
     uid_t user;
+    gid_t group;
     std::string folder;  // of its programs
     std::string plays;   // the scenario, or the real module's port
 };
@@ -44,18 +46,30 @@ words command_line(const fs::path &process) {
     return found;
 }
 
+// "Uid:	1000	1000 ...": the first is the process's own. Who owns its folder in /proc is root for many.
+std::optional<id_t> owner_of(const fs::path &process, const std::string &which) {
+    std::ifstream file(process / "status");
+    for (std::string word; file >> word;) {
+        if (word == which) {
+            id_t owner = 0;
+            return file >> owner ? std::optional(owner) : std::nullopt;
+        }
+    }
+    return std::nullopt;
+}
+
 // A box leaves no record that could outlive it: its inner half is known by its command line.
 std::optional<running_box> box_of(const fs::path &process) {
     const auto pid = to_number<pid_t>(process.filename().string());
     const words line = pid ? command_line(process) : words{};
-    struct stat owner {};
-    if (line.size() < 3 || fs::path(line[0]).filename() != "zelt-sim" || line[1] != INSIDE ||
-        stat(process.c_str(), &owner) != 0) {
+    const auto user = owner_of(process, "Uid:");
+    const auto group = owner_of(process, "Gid:");
+    if (line.size() < 3 || fs::path(line[0]).filename() != "zelt-sim" || line[1] != INSIDE || !user || !group) {
         return std::nullopt;
     }
     try {
         const play_request request = from_words({line.begin() + 2, line.end()});
-        return running_box{*pid, owner.st_uid, fs::path(line[0]).parent_path(),
+        return running_box{*pid, *user, *group, fs::path(line[0]).parent_path(),
                            request.port.empty() ? request.scenario : request.port};
     } catch (const request_error &) {
         return std::nullopt;  // of another version
@@ -80,7 +94,7 @@ running_box choose(int wanted) {
         if (wanted != 0 ? box.pid == wanted : box.user == geteuid()) {
             own.push_back(box);
         } else {
-            others += "\n  " + std::to_string(box.pid) + "  " + box.plays +
+            others += "\n  " + std::to_string(box.pid) + "  " + escaped(box.plays) +
                       (box.user == geteuid() ? "" : "  (of user " + std::to_string(box.user) + ")");
         }
     }
@@ -95,9 +109,15 @@ running_box choose(int wanted) {
     }
     std::string all;
     for (const running_box &box : own) {
-        all += "\n  --box " + std::to_string(box.pid) + "  " + box.plays;
+        all += "\n  --box " + std::to_string(box.pid) + "  " + escaped(box.plays);
     }
     throw request_error{"several boxes run; say which one:" + all};
+}
+
+// Joining keeps the user: root would run what the box's owner has put there.
+bool become_user(const running_box &box) {
+    return box.user == geteuid() || (setgroups(0, nullptr) == 0 && setresgid(box.group, box.group, box.group) == 0 &&
+                                     setresuid(box.user, box.user, box.user) == 0);
 }
 
 // All at once: the box's other namespaces belong to its user namespace.
@@ -149,9 +169,9 @@ int wait_for_command(pid_t pid, const descriptor &box) {
 
 // Enters the box with this process: it is of no other use then.
 int run_inside(const running_box &chosen, const words &command) {
-    const descriptor box = end_of_process(chosen.pid);
     const terminal_guard terminal;
-    if (!box.is_open() || !enter(box)) {
+    const descriptor box = end_of_process(chosen.pid);
+    if (!box.is_open() || !become_user(chosen) || !enter(box)) {
         return refuse("cannot join the box " + std::to_string(chosen.pid) + ": " + std::strerror(errno) +
                           (chosen.user == geteuid() ? "" : "; it belongs to another user, try sudo"),
                       EXIT_NO_BOX);

@@ -5,6 +5,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include "posix/descriptor.h"
@@ -31,6 +32,12 @@ std::string why_no_port(const std::string &host_name) {
     if (!port.is_open()) {
         return host_name + ": " + std::strerror(errno) + ".\nIf another program is using it, `sudo fuser -v " +
                host_name + "` names it.";
+    }
+    // A modem line that drops as the port is closed makes modules end the data call.
+    termios settings{};
+    if (tcgetattr(port.get(), &settings) == 0) {
+        settings.c_cflag &= ~static_cast<tcflag_t>(HUPCL);
+        tcsetattr(port.get(), TCSANOW, &settings);
     }
     if (!S_ISCHR(found.st_mode) || isatty(port.get()) == 0) {
         return host_name + " is no serial port.\n" + WHERE_TO_LOOK;

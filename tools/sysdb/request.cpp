@@ -80,7 +80,8 @@ command_line read_words(int argc, char **argv) {
             take_option(letter, as_written, line);
             continue;
         }
-        if (optind == argc) {  // that was "--"
+        if (std::string_view(as_written) == "--") {
+            line.words.insert(line.words.end(), argv + optind, argv + argc);
             break;
         }
         line.words.emplace_back(argv[optind++]);

@@ -128,10 +128,10 @@ finding judge_signal(const check_item &item, const view::picture &known, bool cu
 }
 
 finding judge_age(const check_item &item, const view::picture &known) {
-    if (!known.age.written) {
+    if (!known.updated) {
         return {severity::unknown, "age unknown"};
     }
-    const double seconds = std::floor(*known.age.written);
+    const double seconds = std::floor(*known.updated);
     return judge_number(item, seconds, "age " + as_written(seconds) + " s", "s");
 }
 
@@ -149,11 +149,12 @@ finding judge_state(const check_item &item, const view::picture &known, bool cur
 
 // Of the whole, before any item: where nothing current is known, no item can make it right.
 severity judge_condition(const view::picture &known, bool age_decides) {
-    if (known.current() || (known.state == view::condition::stale && age_decides)) {
-        return severity::ok;
+    const bool late = known.state == view::condition::stale || known.state == view::condition::no_answer;
+    const bool counts = known.current() || known.state == view::condition::not_registered || (late && age_decides);
+    if (!counts || !known.registered.known()) {
+        return severity::unknown;
     }
-    const bool told = known.state == view::condition::not_registered && known.registered.known();
-    return told ? severity::critical : severity::unknown;
+    return known.registered.value ? severity::ok : severity::critical;
 }
 
 std::string radio_text(const view::picture &known) {

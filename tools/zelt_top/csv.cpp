@@ -71,7 +71,7 @@ constexpr auto COLUMNS = std::to_array<column>({
     {"time", [](const source &from,
                 const char *) { return from.database.taken_at ? view::utc_text(*from.database.taken_at) : ""; }},
     {"state", [](const source &from, const char *) { return std::string(view::name_of(from.known.state)); }},
-    {"seconds_since_update", [](const source &from, const char *) { return text_of(from.known.age.written); }},
+    {"seconds_since_update", [](const source &from, const char *) { return text_of(from.known.updated); }},
     {"model", [](const source &from, const char *) { return text_of(from.known.model); }},
     {"technology", [](const source &from, const char *) { return from.known.technology; }},
     {"operator", [](const source &from, const char *) { return text_of(from.known.carrier_name); }},

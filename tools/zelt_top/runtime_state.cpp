@@ -1,17 +1,21 @@
 #include "tools/zelt_top/runtime_state.h"
 
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <system_error>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include "posix/descriptor.h"
 #include "view/characters.h"
 
 namespace zelt_top {
@@ -25,24 +29,36 @@ bool exists(const std::string &path) {
     return access(path.c_str(), F_OK) == 0;
 }
 
+// The text that a file begins with; nothing when it cannot be opened. "/tmp" belongs to everybody: a link is not
+// followed, and a FIFO at whose other end nobody is not waited for.
+std::optional<std::istringstream> beginning_of(const std::string &path) {
+    const descriptor file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (!file.is_open()) {
+        return std::nullopt;
+    }
+    std::array<char, 64> text{};
+    const ssize_t size = read(file.get(), text.data(), text.size());
+    return std::istringstream(std::string(text.data(), static_cast<std::size_t>(size > 0 ? size : 0)));
+}
+
 view::runtime_state::process look_for_daemon(const std::string &pid_file) {
-    std::ifstream file(pid_file);
+    auto file = beginning_of(pid_file);
     if (!file) {
         return view::runtime_state::process::no_pid_file;
     }
     pid_t pid = 0;
-    file >> pid;
+    *file >> pid;
     // 0 and negative numbers would ask for whole process groups. A process of another user refuses, and lives.
-    const bool lives = file && pid > 0 && (kill(pid, 0) == 0 || errno == EPERM);
+    const bool lives = *file && pid > 0 && (kill(pid, 0) == 0 || errno == EPERM);
     return lives ? view::runtime_state::process::running : view::runtime_state::process::gone;
 }
 
 // The daemon writes whole seconds since boot, 32 bits.
 std::optional<double> seconds_since(const std::string &path) {
-    std::ifstream file(path);
+    auto file = beginning_of(path);
     std::uint32_t then = 0;
     timespec now{};
-    if (!(file >> then) || clock_gettime(CLOCK_BOOTTIME, &now) != 0 || then > now.tv_sec) {
+    if (!file || !(*file >> then) || clock_gettime(CLOCK_BOOTTIME, &now) != 0 || then > now.tv_sec) {
         return std::nullopt;  // a time still to come was left by another boot
     }
     return static_cast<double>(now.tv_sec - then);
@@ -62,7 +78,9 @@ std::optional<double> age_of(const std::string &file) {
 
 std::string first_word(const std::string &path) {
     std::string word;
-    std::ifstream(path) >> word;
+    if (auto file = beginning_of(path)) {
+        *file >> word;
+    }
     return word;
 }
 

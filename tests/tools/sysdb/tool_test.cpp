@@ -286,6 +286,9 @@ TEST_F(sysdb_tool, options_may_stand_anywhere_but_behind_set) {
     EXPECT_EQ(out_, "\"--json\"\n");
     EXPECT_EQ(run({"get", "CELL", "--", "K"}), 0);
     EXPECT_EQ(out_, "--json\n");
+    ASSERT_EQ(sysdb_namedb_write_int(nullptr, "CELL", "-X", 7, 0), 0);
+    EXPECT_EQ(run({"get", "--", "CELL", "-X"}), 0);
+    EXPECT_EQ(out_, "7\n");
 }
 
 TEST_F(sysdb_tool, databases_names_each_in_the_order_of_the_bytes) {

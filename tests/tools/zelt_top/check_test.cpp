@@ -26,6 +26,14 @@ verdict judged(const std::string &limits, const picture &known) {
     return judge(items.value_or(std::vector<zelt_top::check_item>{}), known);
 }
 
+// The last commit is 2 s old, the module's last answer so many seconds.
+picture answered_before(double seconds, port_report::state is = port_report::state::answers) {
+    reading database = samples::read_from(samples::lte());
+    database.port.is = is;
+    database.port.seconds_silent = seconds;
+    return build_picture(database, {}, {2.0, {}, {}});
+}
+
 TEST(check, answers_as_plug_ins_do) {
     const verdict given = judged("rsrp=-100:-110,age=30,link=up", samples::picture_of(samples::lte()));
     EXPECT_EQ(given.line, "ZELT OK - LTE band 3 (1800 MHz, FDD), RSRP -95 dBm, age 2 s, link up"
@@ -93,6 +101,11 @@ TEST(check, values_that_are_missing_or_old_are_never_ok) {
         {"no age", "age=30", samples::picture_of(samples::lte(), {}, {}), UNKNOWN},
         {"not registered", "age=30", samples::picture_of(samples::lte() + snapshot{{"CELL_REGISTERED", 0}}), CRITICAL},
         {"registration not known yet", "age=30", samples::picture_of({}), UNKNOWN},
+        {"not registered, and stale", "age=30",
+         samples::picture_of(samples::lte() + snapshot{{"CELL_REGISTERED", 0}}, {}, {20.0, {}, {}}), CRITICAL},
+        {"commits of others do not make old answers young", "age=30", answered_before(300), CRITICAL},
+        {"silent, but young enough", "age=30", answered_before(20, port_report::state::no_answer), OK},
+        {"silent, and no age was given", "rsrp=-110", answered_before(20, port_report::state::no_answer), UNKNOWN},
     };
     for (const row &one : rows) {
         EXPECT_EQ(judged(one.limits, one.known).exit_code(), one.exit_code) << one.why;

@@ -7,6 +7,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "tests/support/other_process.h"
@@ -77,6 +78,16 @@ TEST_F(files_of_the_daemon, pid_file_that_names_no_process) {
         write(files_.pid_file, one.content);
         EXPECT_EQ(read_runtime_state(files_, false).daemon, runtime_state::process::gone) << one.why;
     }
+}
+
+// "/tmp" belongs to everybody. Waited for, it would hang: the time limit of the test is the judge.
+TEST_F(files_of_the_daemon, fifo_in_their_place_is_not_waited_for) {
+    for (const std::string &file : {files_.pid_file, files_.link_change}) {
+        ASSERT_EQ(mkfifo(file.c_str(), 0666), 0);
+    }
+    const runtime_state state = read_runtime_state(files_, false);
+    EXPECT_EQ(state.daemon, runtime_state::process::gone);
+    EXPECT_FALSE(state.seconds_since_link_change);
 }
 
 TEST_F(files_of_the_daemon, lock_has_the_age_of_its_file) {
