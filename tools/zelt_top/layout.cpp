@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <numeric>
 
 #include "tools/zelt_top/columns.h"
 #include "view/duration.h"
@@ -187,29 +188,45 @@ void add_bar(line &to, double share, std::size_t cells, style look, const page &
     to.add(filled, look).add(rest, style::dim);
 }
 
+struct range {
+    double low = std::numeric_limits<double>::infinity();
+    double high = -std::numeric_limits<double>::infinity();
+    bool is_empty() const { return low > high; }
+};
+
+range range_of_last(const course &values, std::size_t count) {
+    range seen;
+    for (std::size_t i = values.size() - std::min(count, values.size()); i < values.size(); ++i) {
+        if (!std::isnan(values.at(i))) {
+            seen.low = std::min(seen.low, values.at(i));
+            seen.high = std::max(seen.high, values.at(i));
+        }
+    }
+    return seen;
+}
+
 // The last values as a line. Its range is what was seen, but never so small that a mere decibel looks like a fall.
 std::string sparkline(const course &values, view::quantity what, std::size_t cells, const page &on) {
     constexpr std::array<const char *, 8> BLOCKS{"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
     constexpr std::array<const char *, 8> SIGNS{"_", ".", "-", "~", "=", "+", "*", "#"};
     const std::size_t count = std::min(cells, values.size());
-    double low = std::numeric_limits<double>::infinity();
-    double high = -low;
-    for (std::size_t i = values.size() - count; i < values.size(); ++i) {
-        if (!std::isnan(values.at(i))) {
-            low = std::min(low, values.at(i));
-            high = std::max(high, values.at(i));
-        }
-    }
+    const range seen = range_of_last(values, count);
     const double least = (view::scale_of(what).full - view::scale_of(what).empty) / 4;
-    const double middle = (low + high) / 2;
-    const double range = std::max(high - low, least);
+    const double middle = (seen.low + seen.high) / 2;
+    const double height = std::max(seen.high - seen.low, least);
     std::string result(cells - count, ' ');
     for (std::size_t i = values.size() - count; i < values.size(); ++i) {
-        const double share = (values.at(i) - middle) / range + 0.5;
+        const double share = (values.at(i) - middle) / height + 0.5;
         const auto step = static_cast<std::size_t>(std::isnan(share) ? 0 : std::clamp(share * 8, 0.0, 7.0));
         result += std::isnan(share) ? " " : (on.utf8 ? BLOCKS : SIGNS).at(step);
     }
     return result;
+}
+
+// Of a meter in this width; 0: there is no room for one, or nothing to show.
+std::size_t sparkline_cells(std::size_t width, const page &on) {
+    const std::size_t rest = width - std::min(width, VALUE + 1 + WORD);
+    return on.history && rest > 6 ? std::min((rest - 2) / 2, memory::LONGEST) : 0;
 }
 
 // No wider than two columns: "<=-120" fills the column of the numbers.
@@ -224,7 +241,7 @@ std::string limit_sign(view::bound limit, const page &on) {
 void add_meter(line &to, const view::signal_value &one, const course &past, std::size_t width, const page &on) {
     const std::size_t begin = to.width();
     const std::size_t rest = width - std::min(width, VALUE + 1 + WORD);
-    const std::size_t spark = on.history && rest > 6 ? std::min((rest - 2) / 2, memory::LONGEST) : 0;
+    const std::size_t spark = sparkline_cells(width, on);
     const std::size_t bar = std::min<std::size_t>(spark == 0 ? rest : rest - spark - 2, 60);
     if (!one.value.known()) {
         to.add(view::word(one.value.state), style::dim);
@@ -272,8 +289,41 @@ line leg_heads(const view::picture &known, std::size_t each, const page &on) {
     return *leg_heads(known, each, view::band_form::bare, on);
 }
 
+std::size_t width_of_leg(const view::picture &known, const page &on) {
+    return (on.width - LABEL) / known.legs.size() - 1;
+}
+
+// "last 5 min 20 s: RSRP -103 to -91   RSRQ ...": the scale of the sparklines above, as far as it fits.
+std::string scale_text(const view::leg &of, const memory &past, std::size_t width, const page &on) {
+    const std::size_t cells = sparkline_cells(width, on);
+    const std::size_t points = std::min(cells, past.course_of(of, of.signals.front().what).size());
+    std::string text = "last " + view::duration(past.seconds_of_last(points)) + ":";
+    const std::size_t bare = text.size();
+    for (const view::signal_value &one : of.signals) {
+        const range seen = range_of_last(past.course_of(of, one.what), cells);
+        const std::string next = (text.size() == bare ? " " : "   ") + std::string(view::scale_of(one.what).label) +
+                                 ' ' + view::digits(seen.low) + " to " + view::digits(seen.high);
+        if (!seen.is_empty() && text.size() + next.size() <= width) {
+            text += next;
+        }
+    }
+    return points < 2 || text.size() == bare ? "" : text;
+}
+
+std::optional<line> scale_line(const view::picture &known, const memory &past, const page &on) {
+    const std::size_t each = width_of_leg(known, on);
+    line scales;
+    for (std::size_t i = 0; i < known.legs.size(); ++i) {
+        if (!known.legs[i].signals.empty()) {
+            const std::string text = scale_text(known.legs[i], past, each, on);
+            scales.add_to_column(LABEL + i * (each + 1)).add(text, style::dim);
+        }
+    }
+    return scales.plain_text().empty() ? std::nullopt : std::optional(scales);
+}
+
 std::vector<line> signal_lines(const view::picture &known, const memory &past, const page &on) {
-    const std::size_t each = (on.width - LABEL) / known.legs.size() - 1;
+    const std::size_t each = width_of_leg(known, on);
     std::vector<line> lines;
     if (known.legs.size() > 1) {
         lines.push_back(leg_heads(known, each, on));
@@ -391,13 +441,21 @@ std::vector<line> summary_lines(const view::picture &known, const page &on) {
     return lines;
 }
 
+std::size_t lines_in(const std::vector<std::vector<line>> &blocks) {
+    return std::accumulate(blocks.begin(), blocks.end(), std::size_t{0},
+                           [](std::size_t sum, const std::vector<line> &block) { return sum + block.size(); });
+}
+
+// With all blank lines between the blocks, too.
+bool has_room_for_one_more(const std::vector<std::vector<line>> &blocks, const page &on) {
+    const auto empty = static_cast<std::size_t>(std::ranges::count_if(blocks, &std::vector<line>::empty));
+    return on.height == 0 || lines_in(blocks) + blocks.size() - empty <= on.height;
+}
+
 // Blank lines between the blocks as long as there is room for them; then the end is cut, and says so.
 std::vector<line> stack(std::vector<std::vector<line>> blocks, const page &on) {
     std::erase_if(blocks, [](const std::vector<line> &block) { return block.empty(); });
-    std::size_t total = 0;
-    for (const std::vector<line> &block : blocks) {
-        total += block.size();
-    }
+    const std::size_t total = lines_in(blocks);
     std::size_t blanks = blocks.size() - 1;
     if (on.height != 0) {
         blanks = std::min(blanks, on.height - std::min(on.height, total));
@@ -477,6 +535,9 @@ std::vector<line> lay_out_large(const view::picture &known, const memory &past, 
     blocks.push_back(signal_lines(known, past, on));
     blocks.push_back(carrier_lines(known, on));
     blocks.push_back(summary_lines(known, on));
+    if (std::optional<line> scales = scale_line(known, past, on); scales && has_room_for_one_more(blocks, on)) {
+        blocks[2].push_back(*std::move(scales));
+    }
     if (!known.current()) {
         std::for_each(blocks.begin() + 1, blocks.end(), dim);
     }
@@ -548,7 +609,7 @@ std::vector<line> lay_out_help(const page &on) {
         lines.back().add(std::string("   ") + one.meaning + (one.what == view::quantity::gsm_rssi ? " (GSM)" : ""));
     }
     lines.emplace_back();
-    say("At least so much; below weak it is bad. The line at the right shows the last refreshes.");
+    say("At least so much; below weak it is bad. The line at the right shows the last cycles of the daemon.");
     say("not reported: the module does not tell; a dash in the table of carriers. unknown: nobody has published it "
         "yet. "
         "Dimmed values without colour are old: the second line of the view says why.");

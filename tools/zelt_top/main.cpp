@@ -41,11 +41,12 @@ struct watch {
     void refresh() {
         latest = source.read();
         const view::runtime_state around = read_runtime_state({}, latest.port.troubled());
-        known = view::build_picture(latest, around, past.note(latest, around, now_seconds()));
+        const double now = now_seconds();
+        known = view::build_picture(latest, around, past.note(latest, around, now));
         if (with_subscriber) {
             known.owner = view::find_subscriber(latest);
         }
-        past.note_signals(known);
+        past.note_signals(known, latest, now);
         ++refreshes;
     }
 
@@ -157,7 +158,10 @@ int run_screen(const options &chosen) {
                 if (key == 'q' || key == 'Q') {
                     return 0;
                 }
-                paused = paused != (key == 'p' || key == 'P' || key == ' ');
+                if (key == 'p' || key == 'P' || key == ' ') {
+                    paused = !paused;
+                    of.past.leave_gap(now_seconds());
+                }
                 help = help != (key == 'h' || key == 'H' || key == '?');
             }
             break;
@@ -169,6 +173,7 @@ int run_screen(const options &chosen) {
             break;
         case event::resume:
             terminal.resume();
+            of.past.leave_gap(now_seconds());
             break;
         case event::stop:
         case event::input_lost:

@@ -233,11 +233,41 @@ TEST(layout, utf8_bars_have_eighths) {
     EXPECT_THAT(page, Not(HasSubstr("#")));
 }
 
-TEST(layout, history_is_drawn_low_to_high_with_gaps) {
+// One value of RSRP every 5 s.
+memory memory_of(const std::vector<int> &rsrps, const snapshot &cell = samples::lte()) {
     memory past;
-    for (const int rsrp : {-133, -69, -999, -133}) {
-        past.note_signals(picture_of(samples::lte() + snapshot{{"CELL_RSRP", rsrp}}));
+    double now = 100;
+    for (const int rsrp : rsrps) {
+        reading database = samples::read_from(cell + snapshot{{"CELL_RSRP", rsrp}, {"CELL_NR5G_RSRP", rsrp}});
+        database.commits = static_cast<std::size_t>(now);
+        past.note_signals(build_picture(database, {}, {2.0, 2.0, {}}), database, now);
+        now += 5;
     }
+    return past;
+}
+
+TEST(layout, history_has_its_scale_where_there_is_room) {
+    const memory past = memory_of({-103, -95, -91, -95});
+    page on;
+    on.history = true;
+    const std::string scale = "         last 15 s: RSRP -103 to -91   RSRQ -11 to -11   SINR 12.4 to 12.4\n";
+    EXPECT_THAT(text_of(lay_out(picture_of(samples::lte()), past, on)), EndsWith("\n" + scale));
+    on.height = 14;  // title, state, four lines of facts, five values, two blanks, the scale
+    EXPECT_THAT(text_of(lay_out(picture_of(samples::lte()), past, on)), HasSubstr(scale));
+    on.height = 13;
+    EXPECT_THAT(text_of(lay_out(picture_of(samples::lte()), past, on)), Not(HasSubstr("last ")));
+}
+
+TEST(layout, each_leg_has_a_scale_of_its_own) {
+    const memory past = memory_of({-85, -80}, samples::nsa());
+    page on;
+    on.history = true;
+    EXPECT_THAT(text_of(lay_out(picture_of(samples::nsa()), past, on)),
+                EndsWith("\n         last 5 s: RSRP -95 to -95          last 5 s: RSRP -85 to -80\n"));
+}
+
+TEST(layout, history_is_drawn_low_to_high_with_gaps) {
+    const memory past = memory_of({-133, -69, -999, -133});
     page on;
     on.history = true;
     EXPECT_THAT(text_of(lay_out(picture_of(samples::lte()), past, on)),
