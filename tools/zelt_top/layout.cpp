@@ -25,20 +25,6 @@ std::string shown(const std::string &text, const page &on) {
     return on.utf8 ? text : ascii_only(text);
 }
 
-style look_of(view::rating grade) {
-    constexpr std::array<style, 4> looks{style::bad, style::weak, style::fair, style::good};
-    return looks.at(static_cast<std::size_t>(grade));
-}
-
-// Old values: whatever they are, without colour and without weight.
-void dim(std::vector<line> &lines) {
-    for (line &one : lines) {
-        for (span &part : one.spans) {
-            part.look = style::dim;
-        }
-    }
-}
-
 // Facts one after the other; a new line where the next one does not fit.
 class flow {
 public:
@@ -82,7 +68,10 @@ std::string title_text(const view::picture &known, const page &on) {
 }
 
 line title_line(const view::picture &known, const page &on) {
-    const std::string keys = !on.keys ? "" : on.paused ? "paused: p goes on  q quit " : "h help  p pause  q quit ";
+    const std::string keys = !on.keys     ? ""
+                             : on.paused  ? "paused: p goes on  q quit "
+                             : on.antenna ? "a back  p pause  q quit "
+                                          : "a antenna  h help  p pause  q quit ";
     line title;
     const std::size_t room = on.width - std::min(on.width, columns(keys) + 1);
     if (!on.keys) {
@@ -477,13 +466,6 @@ std::vector<line> stack(std::vector<std::vector<line>> blocks, const page &on) {
     return lines;
 }
 
-void cut_to(line &one, std::size_t width) {
-    for (span &part : one.spans) {
-        part.text = fit(part.text, width);
-        width -= columns(part.text);
-    }
-}
-
 // One value a line, without bars: what a very small window can hold.
 std::vector<line> lay_out_small(const view::picture &known, const page &on) {
     std::vector<line> lines(1);
@@ -525,9 +507,7 @@ std::vector<line> lay_out_small(const view::picture &known, const page &on) {
 
 std::vector<line> lay_out_large(const view::picture &known, const memory &past, const page &on) {
     std::vector<std::vector<line>> blocks;
-    std::vector<line> head{title_line(known, on)};
-    std::ranges::move(state_lines(known, on), std::back_inserter(head));
-    blocks.push_back(std::move(head));
+    blocks.push_back(lay_out_head(known, on));
     if (known.state == view::condition::no_database) {
         return stack(std::move(blocks), on);
     }
@@ -573,15 +553,42 @@ std::string line::plain_text() const {
     return result.substr(0, result.find_last_not_of(' ') + 1);
 }
 
-std::vector<line> lay_out(const view::picture &known, const memory &past, const page &on) {
-    const bool small = on.width < NARROWEST || (on.height != 0 && on.height < LOWEST);
-    std::vector<line> lines = small ? lay_out_small(known, on) : lay_out_large(known, past, on);
+style look_of(view::rating grade) {
+    constexpr std::array<style, 4> looks{style::bad, style::weak, style::fair, style::good};
+    return looks.at(static_cast<std::size_t>(grade));
+}
+
+void dim(std::vector<line> &lines) {
+    for (line &one : lines) {
+        for (span &part : one.spans) {
+            part.look = style::dim;
+        }
+    }
+}
+
+void cut_to(std::vector<line> &lines, const page &on) {
     if (on.height != 0 && lines.size() > on.height) {
         lines.resize(on.height);
     }
     for (line &one : lines) {
-        cut_to(one, on.width);
+        std::size_t room = on.width;
+        for (span &part : one.spans) {
+            part.text = fit(part.text, room);
+            room -= columns(part.text);
+        }
     }
+}
+
+std::vector<line> lay_out_head(const view::picture &known, const page &on) {
+    std::vector<line> head{title_line(known, on)};
+    std::ranges::move(state_lines(known, on), std::back_inserter(head));
+    return head;
+}
+
+std::vector<line> lay_out(const view::picture &known, const memory &past, const page &on) {
+    const bool small = on.width < NARROWEST || (on.height != 0 && on.height < LOWEST);
+    std::vector<line> lines = small ? lay_out_small(known, on) : lay_out_large(known, past, on);
+    cut_to(lines, on);
     return lines;
 }
 
@@ -594,7 +601,7 @@ std::vector<line> lay_out_help(const page &on) {
             lines.back().add(" ").add(part, look);
         }
     };
-    say("q quit     p or space: hold the picture     h or ?: this page, and back", style::strong);
+    say("q quit   p or space: hold the picture   a: antenna, and back   h or ?: this page, and back", style::strong);
     lines.emplace_back();
     lines.emplace_back();
     lines.back().add(" Value   Unit    good    fair    weak   What it is", style::dim);
@@ -609,16 +616,12 @@ std::vector<line> lay_out_help(const page &on) {
         lines.back().add(std::string("   ") + one.meaning + (one.what == view::quantity::gsm_rssi ? " (GSM)" : ""));
     }
     lines.emplace_back();
-    say("At least so much; below weak it is bad. The line at the right shows the last cycles of the daemon.");
+    say("At least so much; below weak it is bad. The line at the right shows the last cycles of the daemon. "
+        "Antenna: large values, in brackets the difference to the best; a bell for a better one.");
     say("not reported: the module does not tell; a dash in the table of carriers. unknown: nobody has published it "
         "yet. "
         "Dimmed values without colour are old: the second line of the view says why.");
-    if (on.height != 0 && lines.size() > on.height) {
-        lines.resize(on.height);
-    }
-    for (line &one : lines) {
-        cut_to(one, on.width);
-    }
+    cut_to(lines, on);
     return lines;
 }
 

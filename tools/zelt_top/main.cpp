@@ -8,12 +8,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include <langinfo.h>
 #include <unistd.h>
 
+#include "tools/zelt_top/antenna.h"
 #include "tools/zelt_top/check.h"
 #include "tools/zelt_top/csv.h"
 #include "tools/zelt_top/database.h"
@@ -126,43 +128,82 @@ int run_stream(const options &chosen) {
     }
 }
 
-void draw(screen &terminal, const watch &of, bool paused, bool help) {
+// What the person chose to see.
+struct view_mode {
+    bool paused = false;
+    bool help = false;
+    std::optional<best_signals> antenna = {};  // from when its page was opened
+};
+
+void draw(screen &terminal, const watch &of, const view_mode &mode) {
     page on;
     on.width = terminal.width();
     on.height = terminal.height();
     on.utf8 = terminal_shows_utf8();
     on.keys = true;
     on.history = true;
-    on.paused = paused;
-    terminal.draw(help ? lay_out_help(on) : lay_out(of.known, of.past, on));
+    on.paused = mode.paused;
+    on.antenna = mode.antenna.has_value();
+    terminal.draw(mode.help      ? lay_out_help(on)
+                  : mode.antenna ? lay_out_antenna(of.known, *mode.antenna, on)
+                                 : lay_out(of.known, of.past, on));
+}
+
+void take_key(int key, view_mode &mode, watch &of) {
+    constexpr int ESCAPE = 27;
+    switch (key) {
+    case 'p':
+    case 'P':
+    case ' ':
+        mode.paused = !mode.paused;
+        of.past.leave_gap(now_seconds());
+        break;
+    case 'h':
+    case 'H':
+    case '?':
+        mode.help = !mode.help;
+        break;
+    case 'a':
+    case 'A':
+        if (mode.antenna) {
+            mode.antenna.reset();
+        } else {
+            mode.antenna.emplace().note(of.known);
+        }
+        mode.help = false;
+        break;
+    case ESCAPE:
+        mode.antenna.reset();
+        break;
+    default:
+        break;
+    }
 }
 
 int run_screen(const options &chosen) {
     const events waiting(true);  // before the screen: the terminal library sets its own handlers where none are set
     screen terminal(wants_colour(chosen));
     watch of(chosen.show_subscriber);
-    bool paused = false;
-    bool help = false;
+    view_mode mode;
     double next = now_seconds();
     while (true) {
         if (now_seconds() >= next) {
-            if (!paused) {
+            if (!mode.paused) {
                 of.refresh();
+                if (mode.antenna && mode.antenna->note(of.known)) {
+                    terminal.ring();
+                }
             }
             next = now_seconds() + chosen.interval_seconds;
         }
-        draw(terminal, of, paused, help);
+        draw(terminal, of, mode);
         switch (waiting.wait(next - now_seconds())) {
         case event::key:
             for (int key = 0; (key = terminal.key()) != -1;) {
                 if (key == 'q' || key == 'Q') {
                     return 0;
                 }
-                if (key == 'p' || key == 'P' || key == ' ') {
-                    paused = !paused;
-                    of.past.leave_gap(now_seconds());
-                }
-                help = help != (key == 'h' || key == 'H' || key == '?');
+                take_key(key, mode, of);
             }
             break;
         case event::resize:

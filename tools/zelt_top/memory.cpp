@@ -34,11 +34,11 @@ std::optional<double> mark_of(const view::reading &database) {
                                  : static_cast<double>(database.commits);
 }
 
+}  // namespace
+
 std::string course_key(const view::leg &of, view::quantity what) {
     return std::string(of.name) + '/' + view::scale_of(what).name;
 }
-
-}  // namespace
 
 view::ages memory::note(const view::reading &database, const view::runtime_state &around, double now) {
     if (database.cell) {

@@ -15,6 +15,9 @@ namespace zelt_top {
 // One value a cycle of the daemon, the latest at the end; a missing one is "not a number".
 using course = std::deque<double>;
 
+// The same for a leg and a quantity whenever they are there.
+std::string course_key(const view::leg &of, view::quantity what);
+
 class memory {
 public:
     // Takes a new reading; now is in seconds and never steps back.

@@ -103,8 +103,9 @@ TEST(memory, course_has_a_gap_where_nothing_usable_was) {
 
 TEST(memory, course_has_one_point_a_cycle_however_often_one_looks) {
     follower view;
-    for (int tenths = 0; tenths < 150; ++tenths) {  // a cycle of 5 s
-        view.note(100 + tenths / 10.0, static_cast<std::size_t>(1 + tenths / 50), with_rsrp(-95 - tenths / 50));
+    for (int tenths = 0; tenths < 150; ++tenths) {
+        const int cycle = tenths / 50;  // one every 5 s
+        view.note(100 + tenths / 10.0, static_cast<std::size_t>(cycle), with_rsrp(-95 - cycle));
     }
     EXPECT_THAT(view.rsrp(), ElementsAre(-95.0, -96.0, -97.0));
 }
@@ -144,7 +145,7 @@ TEST(memory, silence_leaves_a_gap) {
 TEST(memory, rare_looks_leave_no_gap) {
     follower view;
     for (const int minute : {0, 1, 2}) {
-        view.note(100 + 60 * minute, static_cast<std::size_t>(12 * minute), with_rsrp(-95 - minute));
+        view.note(100 + 60 * minute, static_cast<std::size_t>(minute), with_rsrp(-95 - minute));
     }
     EXPECT_THAT(view.rsrp(), ElementsAre(-95.0, -96.0, -97.0));
 }
