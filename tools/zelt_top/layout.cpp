@@ -67,17 +67,35 @@ std::string title_text(const view::picture &known, const page &on) {
     return shown(title, on);
 }
 
-line title_line(const view::picture &known, const page &on) {
-    const std::string keys = !on.keys     ? ""
-                             : on.paused  ? "paused: p goes on  q quit "
-                             : on.antenna ? "a back  p pause  q quit "
-                                          : "a antenna  h help  p pause  q quit ";
-    line title;
-    const std::size_t room = on.width - std::min(on.width, columns(keys) + 1);
-    if (!on.keys) {
-        return title.add(" " + fit(title_text(known, on), on.width - 1), style::strong);
+// The longest that leaves half of the line to the title; empty when there is none.
+std::string keys_text(const page &on) {
+    using forms = std::array<const char *, 2>;
+    constexpr forms USUAL{"a antenna  h help  p pause  q quit ", "h help  q quit "};
+    constexpr forms PAUSED{"paused: p goes on  q quit ", "paused: p "};
+    constexpr forms ANTENNA{"a back  p pause  q quit ", "a back  q quit "};
+    for (std::string keys : on.paused ? PAUSED : on.antenna ? ANTENNA : USUAL) {
+        if (on.keys && columns(keys) * 2 <= on.width) {
+            return keys;
+        }
     }
-    return title.add(" " + pad_right(title_text(known, on), room), style::title).add(keys, style::title);
+    return {};
+}
+
+// Says so where it is cut.
+std::string shortened(const std::string &text, std::size_t width) {
+    return columns(text) <= width || width < 4 ? fit(text, width) : fit(text, width - 3) + "...";
+}
+
+line title_line(const view::picture &known, const page &on) {
+    constexpr std::size_t APART = 2;
+    const std::string keys = keys_text(on);
+    const std::size_t room = on.width - std::min(on.width, columns(keys));
+    const std::string title = " " + shortened(title_text(known, on), room - std::min(room, 1 + APART));
+    line result;
+    if (!on.keys) {
+        return result.add(title, style::strong);
+    }
+    return result.add(pad_right(title, room), style::title).add(keys, style::title);
 }
 
 // The sentence itself says how old all is.
@@ -87,15 +105,24 @@ bool says_its_age(view::condition state) {
            state == condition::no_port || state == condition::no_answer;
 }
 
-std::vector<line> state_lines(const view::picture &known, const page &on) {
+std::string state_text(const view::picture &known, const page &on) {
     std::string sentence = known.sentence;
     if (known.updated && !says_its_age(known.state)) {
         sentence += " Updated " + view::duration(*known.updated) + " ago.";
     }
+    return shown(sentence, on);
+}
+
+// What may cost money is to be seen.
+style look_of_state(const view::picture &known) {
+    return !known.current() || known.roaming.value ? style::warning : style::plain;
+}
+
+std::vector<line> state_lines(const view::picture &known, const page &on) {
     std::vector<line> lines;
-    for (const std::string &part : wrap(shown(sentence, on), on.width - 2)) {
+    for (const std::string &part : wrap(state_text(known, on), on.width - std::min<std::size_t>(on.width, 2))) {
         lines.emplace_back();
-        lines.back().add(" ").add(part, known.current() ? style::plain : style::warning);
+        lines.back().add(" ").add(part, look_of_state(known));
     }
     return lines;
 }
@@ -466,21 +493,8 @@ std::vector<line> stack(std::vector<std::vector<line>> blocks, const page &on) {
     return lines;
 }
 
-// One value a line, without bars: what a very small window can hold.
-std::vector<line> lay_out_small(const view::picture &known, const page &on) {
-    std::vector<line> lines(1);
-    lines.front().add(title_text(known, on), style::strong);
-    if (known.state == view::condition::no_database) {
-        for (const std::string &part : wrap(shown(known.sentence, on), on.width)) {
-            lines.emplace_back();
-            lines.back().add(part, style::warning);
-        }
-        return lines;
-    }
-    if (!known.current()) {
-        lines.emplace_back();
-        lines.back().add(view::name_of(known.state), style::warning);
-    }
+// Without bars: one value a line.
+std::vector<line> small_values(const view::picture &known) {
     std::vector<line> values;
     for (const view::leg &of : known.legs) {
         for (const view::signal_value &one : of.signals) {
@@ -500,6 +514,27 @@ std::vector<line> lay_out_small(const view::picture &known, const page &on) {
     }
     if (!known.current()) {
         dim(values);
+    }
+    return values;
+}
+
+// All of the state where that takes no line from the values, else what fits into one.
+std::vector<std::string> small_state(const view::picture &known, std::size_t values, const page &on) {
+    std::vector<std::string> all = wrap(state_text(known, on), on.width);
+    if (known.state == view::condition::no_database || on.height == 0 || 1 + all.size() + values <= on.height) {
+        return all;
+    }
+    return {known.current() ? shown(known.sentence, on) : view::name_of(known.state)};
+}
+
+// What a very small window can hold.
+std::vector<line> lay_out_small(const view::picture &known, const page &on) {
+    std::vector<line> lines(1);
+    lines.front().add(shortened(title_text(known, on), on.width), style::strong);
+    std::vector<line> values = known.state == view::condition::no_database ? std::vector<line>() : small_values(known);
+    for (const std::string &part : small_state(known, values.size(), on)) {
+        lines.emplace_back();
+        lines.back().add(part, look_of_state(known));
     }
     std::ranges::move(values, std::back_inserter(lines));
     return lines;
@@ -592,6 +627,21 @@ std::vector<line> lay_out(const view::picture &known, const memory &past, const 
     return lines;
 }
 
+namespace {
+
+void say_that_it_is_cut(std::vector<line> &lines, const page &on) {
+    const bool too_wide = std::ranges::any_of(lines, [&on](const line &one) { return one.width() > on.width; });
+    if (on.height != 0 && (lines.size() > on.height || (too_wide && lines.size() == on.height))) {
+        lines.resize(on.height - 1);
+    } else if (!too_wide) {
+        return;
+    }
+    lines.emplace_back();
+    lines.back().add(" ... more in a larger window", style::dim);
+}
+
+}  // namespace
+
 std::vector<line> lay_out_help(const page &on) {
     std::vector<line> lines(1);
     lines.front().add(pad_right(" zelt-top: the radio and the link at a glance", on.width), style::title);
@@ -621,6 +671,7 @@ std::vector<line> lay_out_help(const page &on) {
     say("not reported: the module does not tell; a dash in the table of carriers. unknown: nobody has published it "
         "yet. "
         "Dimmed values without colour are old: the second line of the view says why.");
+    say_that_it_is_cut(lines, on);
     cut_to(lines, on);
     return lines;
 }

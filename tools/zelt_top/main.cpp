@@ -1,22 +1,26 @@
 // zelt-top: the live view of the radio and the link, for people. Reads the database and a few run-time files, never the
 // module's port; writes nothing but its output.
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <clocale>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <exception>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <langinfo.h>
 #include <unistd.h>
 
 #include "tools/zelt_top/antenna.h"
 #include "tools/zelt_top/check.h"
+#include "tools/zelt_top/columns.h"
 #include "tools/zelt_top/csv.h"
 #include "tools/zelt_top/database.h"
 #include "tools/zelt_top/events.h"
@@ -27,6 +31,7 @@
 #include "tools/zelt_top/screen.h"
 #include "tools/zelt_top/terminal.h"
 #include "view/json.h"
+#include "view/line.h"
 
 namespace zelt_top {
 namespace {
@@ -106,13 +111,39 @@ int run_once(const options &chosen) {
     return print(as_text(of, chosen)) ? 0 : OUTPUT_LOST;
 }
 
+// After the first page only lines: a new one where there is more to say than that time went by.
+class change_log {
+public:
+    std::string next(const watch &of, const options &chosen) {
+        const std::string values = of.known.current() ? view::line_of(*of.latest.cell) : view::name_of(of.known.state);
+        if (std::exchange(last_, values) == values) {
+            return {};
+        }
+        const std::string text = of.known.current() ? values : of.known.sentence;
+        return of.refreshes == 1 ? as_text(of, chosen)
+                                 : clock_time() + ' ' + (plain_page(of).utf8 ? text : ascii_only(text)) + '\n';
+    }
+
+private:
+    static std::string clock_time() {
+        const std::time_t now = std::time(nullptr);
+        std::tm parts{};
+        std::array<char, 16> text{};
+        return localtime_r(&now, &parts) != nullptr && std::strftime(text.data(), text.size(), "%H:%M:%S", &parts) != 0
+                   ? text.data()
+                   : "";
+    }
+
+    std::string last_;
+};
+
 int run_stream(const options &chosen) {
     const events waiting(false);
     watch of(chosen.show_subscriber);
+    change_log changes;
     while (true) {
         of.refresh();
-        const std::string gap = chosen.json || chosen.csv || of.refreshes == 1 ? "" : "\n";
-        if (!print(gap + as_text(of, chosen))) {
+        if (!print(chosen.json || chosen.csv ? as_text(of, chosen) : changes.next(of, chosen))) {
             return OUTPUT_LOST;
         }
         const double next = now_seconds() + chosen.interval_seconds;
@@ -260,7 +291,7 @@ int run(int argc, char **argv) {
     if (problem.empty()) {
         return run_screen(*chosen);
     }
-    std::fprintf(stderr, "zelt-top: plain text, one block a refresh: %s\n", problem.c_str());
+    std::fprintf(stderr, "zelt-top: plain text, a line a change: %s\n", problem.c_str());
     return run_stream(*chosen);
 }
 

@@ -315,10 +315,63 @@ TEST(layout, window_of_twenty_by_five_shows_the_signal) {
     on.width = 20;
     on.height = 5;
     EXPECT_EQ(page_of(picture_of(samples::lte()), on), "LTE   Example Net\n"
+                                                       "Registered at home.\n"
                                                        "RSRP  -95 dBm fair\n"
                                                        "RSRQ  -11 dB fair\n"
-                                                       "SINR  12.4 dB fair\n"
-                                                       "RSSI  -65 dBm good\n");
+                                                       "SINR  12.4 dB fair\n");
+}
+
+TEST(layout, window_of_forty_by_ten_keeps_all_of_the_state) {
+    page on;
+    on.width = 40;
+    on.height = 10;
+    EXPECT_EQ(page_of(picture_of(samples::lte() + snapshot{{"CELL_ROAMING", 1}}), on),
+              "LTE   Example Net\n"
+              "Registered, roaming. Updated 2 s ago.\n"
+              "RSRP  -95 dBm fair\n"
+              "RSRQ  -11 dB fair\n"
+              "SINR  12.4 dB fair\n"
+              "RSSI  -65 dBm good\n"
+              "SQI   60 % fair\n");
+}
+
+TEST(layout, roaming_stands_out) {
+    const auto looks_of_state = [](int roaming, std::size_t width) {
+        page on;
+        on.width = width;
+        const picture known = picture_of(samples::lte() + snapshot{{"CELL_ROAMING", roaming}});
+        return lay_out(known, memory(), on)[1].spans.back().look;
+    };
+    for (const std::size_t width : {20U, 80U}) {
+        EXPECT_EQ(looks_of_state(0, width), style::plain) << width;
+        EXPECT_EQ(looks_of_state(1, width), style::warning) << width;
+    }
+}
+
+TEST(layout, long_name_is_cut_before_the_keys) {
+    const picture known = picture_of(samples::lte() + snapshot{{"CELL_CARRIER", std::string(80, 'x')}});
+    page on;
+    on.keys = true;
+    // 80 columns: a blank, "LTE", three blanks, 33 letters and the dots, two blanks, 35 for the keys.
+    EXPECT_THAT(page_of(known, on),
+                testing::StartsWith(" LTE   " + std::string(33, 'x') + "...  a antenna  h help  p pause  q quit\n"));
+    on.width = 56;
+    EXPECT_THAT(page_of(known, on), HasSubstr("xx...  h help  q quit\n"));
+    on.width = 20;
+    EXPECT_THAT(page_of(known, on), testing::StartsWith("LTE   xxxxxxxxxxx...\n"));
+}
+
+TEST(layout, help_says_that_it_is_cut) {
+    const auto help = [](std::size_t width, std::size_t height) {
+        page on;
+        on.width = width;
+        on.height = height;
+        return text_of(lay_out_help(on));
+    };
+    EXPECT_THAT(help(80, 24), Not(HasSubstr("more in a larger window")));
+    EXPECT_THAT(help(80, 12), EndsWith("\n ... more in a larger window\n"));
+    EXPECT_THAT(help(40, 10), EndsWith("\n ... more in a larger window\n"));
+    EXPECT_THAT(help(40, 60), EndsWith("\n ... more in a larger window\n"));
 }
 
 TEST(layout, window_of_twenty_by_five_says_what_is_wrong) {

@@ -490,6 +490,23 @@ TEST(screen, terminal_that_cannot_place_its_cursor_gets_plain_lines) {
     }
 }
 
+TEST(screen, plain_lines_tell_of_changes_only) {
+    store database;
+    database.put_lte();
+    program_on_terminal top(database, "dumb", {}, {"--interval", "0.1"}, 120, 60, beside_a_daemon(database));
+    ASSERT_TRUE(top.shows("SQI         60 %"));
+    database.put_lte();  // time goes by, and nothing else
+    database.put({{"CELL_RSRP", -101}});
+    ASSERT_TRUE(top.shows(" RSRP -101 dBm "));
+    database.put({{"CELL_ROAMING", 1}});
+    ASSERT_TRUE(top.shows("registered, roaming"));
+    EXPECT_THAT(top.bytes(), HasSubstr("a line a change"));
+    const std::string page = top.model().page();
+    EXPECT_EQ(page.find("RSRP       -95"), page.rfind("RSRP       -95")) << page;
+    EXPECT_EQ(page.find("Example Net"), page.rfind("Example Net")) << page;
+    top.signal(SIGTERM);
+}
+
 TEST(plain, once_is_one_block) {
     store database;
     database.put_lte();
