@@ -45,6 +45,7 @@ port_report read_port(const snapshot &platform, double seconds_since_boot) {
     port_report port;
     port.is = state_of(find<std::string>(platform, "PORT_STATE").value_or(""));
     port.reason = harmless(find<std::string>(platform, "PORT_REASON").value_or(""));
+    port.answered_at = find<std::int32_t>(platform, "PORT_LAST_ANSWER");
     port.seconds_silent = platform.contains("PORT_LAST_ANSWER") ? age("PORT_LAST_ANSWER") : age("PORT_STATE_SINCE");
     return port;
 }

@@ -15,6 +15,7 @@ struct port_report {
     state is = state::unknown;             // unknown: this platform records nothing
     std::string reason;                    // why it cannot be opened; harmless
     std::optional<double> seconds_silent;  // since the last complete answer; without one, in this state
+    std::optional<int> answered_at = {};   // the last complete answer, in seconds since boot
     bool knows() const { return is != state::unknown; }
     bool troubled() const { return knows() && is != state::answers; }
 };

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <numeric>
 
 #include "tools/zelt_top/columns.h"
 #include "view/duration.h"
@@ -22,20 +23,6 @@ constexpr std::size_t LOWEST = 12;     // title, state, three lines of facts, th
 
 std::string shown(const std::string &text, const page &on) {
     return on.utf8 ? text : ascii_only(text);
-}
-
-style look_of(view::rating grade) {
-    constexpr std::array<style, 4> looks{style::bad, style::weak, style::fair, style::good};
-    return looks.at(static_cast<std::size_t>(grade));
-}
-
-// Old values: whatever they are, without colour and without weight.
-void dim(std::vector<line> &lines) {
-    for (line &one : lines) {
-        for (span &part : one.spans) {
-            part.look = style::dim;
-        }
-    }
 }
 
 // Facts one after the other; a new line where the next one does not fit.
@@ -80,14 +67,35 @@ std::string title_text(const view::picture &known, const page &on) {
     return shown(title, on);
 }
 
-line title_line(const view::picture &known, const page &on) {
-    const std::string keys = !on.keys ? "" : on.paused ? "paused: p goes on  q quit " : "h help  p pause  q quit ";
-    line title;
-    const std::size_t room = on.width - std::min(on.width, columns(keys) + 1);
-    if (!on.keys) {
-        return title.add(" " + fit(title_text(known, on), on.width - 1), style::strong);
+// The longest that leaves half of the line to the title; empty when there is none.
+std::string keys_text(const page &on) {
+    using forms = std::array<const char *, 2>;
+    constexpr forms USUAL{"a antenna  h help  p pause  q quit ", "h help  q quit "};
+    constexpr forms PAUSED{"paused: p goes on  q quit ", "paused: p "};
+    constexpr forms ANTENNA{"a back  p pause  q quit ", "a back  q quit "};
+    for (std::string keys : on.paused ? PAUSED : on.antenna ? ANTENNA : USUAL) {
+        if (on.keys && columns(keys) * 2 <= on.width) {
+            return keys;
+        }
     }
-    return title.add(" " + pad_right(title_text(known, on), room), style::title).add(keys, style::title);
+    return {};
+}
+
+// Says so where it is cut.
+std::string shortened(const std::string &text, std::size_t width) {
+    return columns(text) <= width || width < 4 ? fit(text, width) : fit(text, width - 3) + "...";
+}
+
+line title_line(const view::picture &known, const page &on) {
+    constexpr std::size_t APART = 2;
+    const std::string keys = keys_text(on);
+    const std::size_t room = on.width - std::min(on.width, columns(keys));
+    const std::string title = " " + shortened(title_text(known, on), room - std::min(room, 1 + APART));
+    line result;
+    if (!on.keys) {
+        return result.add(title, style::strong);
+    }
+    return result.add(pad_right(title, room), style::title).add(keys, style::title);
 }
 
 // The sentence itself says how old all is.
@@ -97,15 +105,24 @@ bool says_its_age(view::condition state) {
            state == condition::no_port || state == condition::no_answer;
 }
 
-std::vector<line> state_lines(const view::picture &known, const page &on) {
+std::string state_text(const view::picture &known, const page &on) {
     std::string sentence = known.sentence;
     if (known.updated && !says_its_age(known.state)) {
         sentence += " Updated " + view::duration(*known.updated) + " ago.";
     }
+    return shown(sentence, on);
+}
+
+// What may cost money is to be seen.
+style look_of_state(const view::picture &known) {
+    return !known.current() || known.roaming.value ? style::warning : style::plain;
+}
+
+std::vector<line> state_lines(const view::picture &known, const page &on) {
     std::vector<line> lines;
-    for (const std::string &part : wrap(shown(sentence, on), on.width - 2)) {
+    for (const std::string &part : wrap(state_text(known, on), on.width - std::min<std::size_t>(on.width, 2))) {
         lines.emplace_back();
-        lines.back().add(" ").add(part, known.current() ? style::plain : style::warning);
+        lines.back().add(" ").add(part, look_of_state(known));
     }
     return lines;
 }
@@ -187,29 +204,45 @@ void add_bar(line &to, double share, std::size_t cells, style look, const page &
     to.add(filled, look).add(rest, style::dim);
 }
 
+struct range {
+    double low = std::numeric_limits<double>::infinity();
+    double high = -std::numeric_limits<double>::infinity();
+    bool is_empty() const { return low > high; }
+};
+
+range range_of_last(const course &values, std::size_t count) {
+    range seen;
+    for (std::size_t i = values.size() - std::min(count, values.size()); i < values.size(); ++i) {
+        if (!std::isnan(values.at(i))) {
+            seen.low = std::min(seen.low, values.at(i));
+            seen.high = std::max(seen.high, values.at(i));
+        }
+    }
+    return seen;
+}
+
 // The last values as a line. Its range is what was seen, but never so small that a mere decibel looks like a fall.
 std::string sparkline(const course &values, view::quantity what, std::size_t cells, const page &on) {
     constexpr std::array<const char *, 8> BLOCKS{"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
     constexpr std::array<const char *, 8> SIGNS{"_", ".", "-", "~", "=", "+", "*", "#"};
     const std::size_t count = std::min(cells, values.size());
-    double low = std::numeric_limits<double>::infinity();
-    double high = -low;
-    for (std::size_t i = values.size() - count; i < values.size(); ++i) {
-        if (!std::isnan(values.at(i))) {
-            low = std::min(low, values.at(i));
-            high = std::max(high, values.at(i));
-        }
-    }
+    const range seen = range_of_last(values, count);
     const double least = (view::scale_of(what).full - view::scale_of(what).empty) / 4;
-    const double middle = (low + high) / 2;
-    const double range = std::max(high - low, least);
+    const double middle = (seen.low + seen.high) / 2;
+    const double height = std::max(seen.high - seen.low, least);
     std::string result(cells - count, ' ');
     for (std::size_t i = values.size() - count; i < values.size(); ++i) {
-        const double share = (values.at(i) - middle) / range + 0.5;
+        const double share = (values.at(i) - middle) / height + 0.5;
         const auto step = static_cast<std::size_t>(std::isnan(share) ? 0 : std::clamp(share * 8, 0.0, 7.0));
         result += std::isnan(share) ? " " : (on.utf8 ? BLOCKS : SIGNS).at(step);
     }
     return result;
+}
+
+// Of a meter in this width; 0: there is no room for one, or nothing to show.
+std::size_t sparkline_cells(std::size_t width, const page &on) {
+    const std::size_t rest = width - std::min(width, VALUE + 1 + WORD);
+    return on.history && rest > 6 ? std::min((rest - 2) / 2, memory::LONGEST) : 0;
 }
 
 // No wider than two columns: "<=-120" fills the column of the numbers.
@@ -224,7 +257,7 @@ std::string limit_sign(view::bound limit, const page &on) {
 void add_meter(line &to, const view::signal_value &one, const course &past, std::size_t width, const page &on) {
     const std::size_t begin = to.width();
     const std::size_t rest = width - std::min(width, VALUE + 1 + WORD);
-    const std::size_t spark = on.history && rest > 6 ? std::min((rest - 2) / 2, memory::LONGEST) : 0;
+    const std::size_t spark = sparkline_cells(width, on);
     const std::size_t bar = std::min<std::size_t>(spark == 0 ? rest : rest - spark - 2, 60);
     if (!one.value.known()) {
         to.add(view::word(one.value.state), style::dim);
@@ -272,8 +305,41 @@ line leg_heads(const view::picture &known, std::size_t each, const page &on) {
     return *leg_heads(known, each, view::band_form::bare, on);
 }
 
+std::size_t width_of_leg(const view::picture &known, const page &on) {
+    return (on.width - LABEL) / known.legs.size() - 1;
+}
+
+// "last 5 min 20 s: RSRP -103 to -91   RSRQ ...": the scale of the sparklines above, as far as it fits.
+std::string scale_text(const view::leg &of, const memory &past, std::size_t width, const page &on) {
+    const std::size_t cells = sparkline_cells(width, on);
+    const std::size_t points = std::min(cells, past.course_of(of, of.signals.front().what).size());
+    std::string text = "last " + view::duration(past.seconds_of_last(points)) + ":";
+    const std::size_t bare = text.size();
+    for (const view::signal_value &one : of.signals) {
+        const range seen = range_of_last(past.course_of(of, one.what), cells);
+        const std::string next = (text.size() == bare ? " " : "   ") + std::string(view::scale_of(one.what).label) +
+                                 ' ' + view::digits(seen.low) + " to " + view::digits(seen.high);
+        if (!seen.is_empty() && text.size() + next.size() <= width) {
+            text += next;
+        }
+    }
+    return points < 2 || text.size() == bare ? "" : text;
+}
+
+std::optional<line> scale_line(const view::picture &known, const memory &past, const page &on) {
+    const std::size_t each = width_of_leg(known, on);
+    line scales;
+    for (std::size_t i = 0; i < known.legs.size(); ++i) {
+        if (!known.legs[i].signals.empty()) {
+            const std::string text = scale_text(known.legs[i], past, each, on);
+            scales.add_to_column(LABEL + i * (each + 1)).add(text, style::dim);
+        }
+    }
+    return scales.plain_text().empty() ? std::nullopt : std::optional(scales);
+}
+
 std::vector<line> signal_lines(const view::picture &known, const memory &past, const page &on) {
-    const std::size_t each = (on.width - LABEL) / known.legs.size() - 1;
+    const std::size_t each = width_of_leg(known, on);
     std::vector<line> lines;
     if (known.legs.size() > 1) {
         lines.push_back(leg_heads(known, each, on));
@@ -391,13 +457,21 @@ std::vector<line> summary_lines(const view::picture &known, const page &on) {
     return lines;
 }
 
+std::size_t lines_in(const std::vector<std::vector<line>> &blocks) {
+    return std::accumulate(blocks.begin(), blocks.end(), std::size_t{0},
+                           [](std::size_t sum, const std::vector<line> &block) { return sum + block.size(); });
+}
+
+// With all blank lines between the blocks, too.
+bool has_room_for_one_more(const std::vector<std::vector<line>> &blocks, const page &on) {
+    const auto empty = static_cast<std::size_t>(std::ranges::count_if(blocks, &std::vector<line>::empty));
+    return on.height == 0 || lines_in(blocks) + blocks.size() - empty <= on.height;
+}
+
 // Blank lines between the blocks as long as there is room for them; then the end is cut, and says so.
 std::vector<line> stack(std::vector<std::vector<line>> blocks, const page &on) {
     std::erase_if(blocks, [](const std::vector<line> &block) { return block.empty(); });
-    std::size_t total = 0;
-    for (const std::vector<line> &block : blocks) {
-        total += block.size();
-    }
+    const std::size_t total = lines_in(blocks);
     std::size_t blanks = blocks.size() - 1;
     if (on.height != 0) {
         blanks = std::min(blanks, on.height - std::min(on.height, total));
@@ -419,28 +493,8 @@ std::vector<line> stack(std::vector<std::vector<line>> blocks, const page &on) {
     return lines;
 }
 
-void cut_to(line &one, std::size_t width) {
-    for (span &part : one.spans) {
-        part.text = fit(part.text, width);
-        width -= columns(part.text);
-    }
-}
-
-// One value a line, without bars: what a very small window can hold.
-std::vector<line> lay_out_small(const view::picture &known, const page &on) {
-    std::vector<line> lines(1);
-    lines.front().add(title_text(known, on), style::strong);
-    if (known.state == view::condition::no_database) {
-        for (const std::string &part : wrap(shown(known.sentence, on), on.width)) {
-            lines.emplace_back();
-            lines.back().add(part, style::warning);
-        }
-        return lines;
-    }
-    if (!known.current()) {
-        lines.emplace_back();
-        lines.back().add(view::name_of(known.state), style::warning);
-    }
+// Without bars: one value a line.
+std::vector<line> small_values(const view::picture &known) {
     std::vector<line> values;
     for (const view::leg &of : known.legs) {
         for (const view::signal_value &one : of.signals) {
@@ -461,15 +515,34 @@ std::vector<line> lay_out_small(const view::picture &known, const page &on) {
     if (!known.current()) {
         dim(values);
     }
+    return values;
+}
+
+// All of the state where that takes no line from the values, else what fits into one.
+std::vector<std::string> small_state(const view::picture &known, std::size_t values, const page &on) {
+    std::vector<std::string> all = wrap(state_text(known, on), on.width);
+    if (known.state == view::condition::no_database || on.height == 0 || 1 + all.size() + values <= on.height) {
+        return all;
+    }
+    return {known.current() ? shown(known.sentence, on) : view::name_of(known.state)};
+}
+
+// What a very small window can hold.
+std::vector<line> lay_out_small(const view::picture &known, const page &on) {
+    std::vector<line> lines(1);
+    lines.front().add(shortened(title_text(known, on), on.width), style::strong);
+    std::vector<line> values = known.state == view::condition::no_database ? std::vector<line>() : small_values(known);
+    for (const std::string &part : small_state(known, values.size(), on)) {
+        lines.emplace_back();
+        lines.back().add(part, look_of_state(known));
+    }
     std::ranges::move(values, std::back_inserter(lines));
     return lines;
 }
 
 std::vector<line> lay_out_large(const view::picture &known, const memory &past, const page &on) {
     std::vector<std::vector<line>> blocks;
-    std::vector<line> head{title_line(known, on)};
-    std::ranges::move(state_lines(known, on), std::back_inserter(head));
-    blocks.push_back(std::move(head));
+    blocks.push_back(lay_out_head(known, on));
     if (known.state == view::condition::no_database) {
         return stack(std::move(blocks), on);
     }
@@ -477,6 +550,9 @@ std::vector<line> lay_out_large(const view::picture &known, const memory &past, 
     blocks.push_back(signal_lines(known, past, on));
     blocks.push_back(carrier_lines(known, on));
     blocks.push_back(summary_lines(known, on));
+    if (std::optional<line> scales = scale_line(known, past, on); scales && has_room_for_one_more(blocks, on)) {
+        blocks[2].push_back(*std::move(scales));
+    }
     if (!known.current()) {
         std::for_each(blocks.begin() + 1, blocks.end(), dim);
     }
@@ -512,17 +588,59 @@ std::string line::plain_text() const {
     return result.substr(0, result.find_last_not_of(' ') + 1);
 }
 
-std::vector<line> lay_out(const view::picture &known, const memory &past, const page &on) {
-    const bool small = on.width < NARROWEST || (on.height != 0 && on.height < LOWEST);
-    std::vector<line> lines = small ? lay_out_small(known, on) : lay_out_large(known, past, on);
+style look_of(view::rating grade) {
+    constexpr std::array<style, 4> looks{style::bad, style::weak, style::fair, style::good};
+    return looks.at(static_cast<std::size_t>(grade));
+}
+
+void dim(std::vector<line> &lines) {
+    for (line &one : lines) {
+        for (span &part : one.spans) {
+            part.look = style::dim;
+        }
+    }
+}
+
+void cut_to(std::vector<line> &lines, const page &on) {
     if (on.height != 0 && lines.size() > on.height) {
         lines.resize(on.height);
     }
     for (line &one : lines) {
-        cut_to(one, on.width);
+        std::size_t room = on.width;
+        for (span &part : one.spans) {
+            part.text = fit(part.text, room);
+            room -= columns(part.text);
+        }
     }
+}
+
+std::vector<line> lay_out_head(const view::picture &known, const page &on) {
+    std::vector<line> head{title_line(known, on)};
+    std::ranges::move(state_lines(known, on), std::back_inserter(head));
+    return head;
+}
+
+std::vector<line> lay_out(const view::picture &known, const memory &past, const page &on) {
+    const bool small = on.width < NARROWEST || (on.height != 0 && on.height < LOWEST);
+    std::vector<line> lines = small ? lay_out_small(known, on) : lay_out_large(known, past, on);
+    cut_to(lines, on);
     return lines;
 }
+
+namespace {
+
+void say_that_it_is_cut(std::vector<line> &lines, const page &on) {
+    const bool too_wide = std::ranges::any_of(lines, [&on](const line &one) { return one.width() > on.width; });
+    if (on.height != 0 && (lines.size() > on.height || (too_wide && lines.size() == on.height))) {
+        lines.resize(on.height - 1);
+    } else if (!too_wide) {
+        return;
+    }
+    lines.emplace_back();
+    lines.back().add(" ... more in a larger window", style::dim);
+}
+
+}  // namespace
 
 std::vector<line> lay_out_help(const page &on) {
     std::vector<line> lines(1);
@@ -533,7 +651,7 @@ std::vector<line> lay_out_help(const page &on) {
             lines.back().add(" ").add(part, look);
         }
     };
-    say("q quit     p or space: hold the picture     h or ?: this page, and back", style::strong);
+    say("q quit   p or space: hold the picture   a: antenna, and back   h or ?: this page, and back", style::strong);
     lines.emplace_back();
     lines.emplace_back();
     lines.back().add(" Value   Unit    good    fair    weak   What it is", style::dim);
@@ -548,16 +666,13 @@ std::vector<line> lay_out_help(const page &on) {
         lines.back().add(std::string("   ") + one.meaning + (one.what == view::quantity::gsm_rssi ? " (GSM)" : ""));
     }
     lines.emplace_back();
-    say("At least so much; below weak it is bad. The line at the right shows the last refreshes.");
+    say("At least so much; below weak it is bad. The line at the right shows the last cycles of the daemon. "
+        "Antenna: large values, in brackets the difference to the best; a bell for a better one.");
     say("not reported: the module does not tell; a dash in the table of carriers. unknown: nobody has published it "
         "yet. "
         "Dimmed values without colour are old: the second line of the view says why.");
-    if (on.height != 0 && lines.size() > on.height) {
-        lines.resize(on.height);
-    }
-    for (line &one : lines) {
-        cut_to(one, on.width);
-    }
+    say_that_it_is_cut(lines, on);
+    cut_to(lines, on);
     return lines;
 }
 

@@ -34,6 +34,7 @@ struct page {
     bool keys = false;     // the title names them
     bool history = false;  // there is more than one refresh to show
     bool paused = false;   // by the person, not the daemon
+    bool antenna = false;  // the page for somebody who turns one
 };
 
 // No line is wider than the page, and there are no more lines than fit. A page too small for everything shows the
@@ -42,5 +43,12 @@ std::vector<line> lay_out(const view::picture &known, const memory &past, const 
 
 // What the values, bars and keys mean.
 std::vector<line> lay_out_help(const page &on);
+
+// What pages have in common: title and state, the look of a value, that of old ones (without colour and without
+// weight), and the limits of the page.
+std::vector<line> lay_out_head(const view::picture &known, const page &on);
+style look_of(view::rating grade);
+void dim(std::vector<line> &lines);
+void cut_to(std::vector<line> &lines, const page &on);
 
 }  // namespace zelt_top

@@ -1,20 +1,26 @@
 // zelt-top: the live view of the radio and the link, for people. Reads the database and a few run-time files, never the
 // module's port; writes nothing but its output.
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <clocale>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <exception>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <langinfo.h>
 #include <unistd.h>
 
+#include "tools/zelt_top/antenna.h"
 #include "tools/zelt_top/check.h"
+#include "tools/zelt_top/columns.h"
 #include "tools/zelt_top/csv.h"
 #include "tools/zelt_top/database.h"
 #include "tools/zelt_top/events.h"
@@ -25,6 +31,7 @@
 #include "tools/zelt_top/screen.h"
 #include "tools/zelt_top/terminal.h"
 #include "view/json.h"
+#include "view/line.h"
 
 namespace zelt_top {
 namespace {
@@ -41,11 +48,12 @@ struct watch {
     void refresh() {
         latest = source.read();
         const view::runtime_state around = read_runtime_state({}, latest.port.troubled());
-        known = view::build_picture(latest, around, past.note(latest, around, now_seconds()));
+        const double now = now_seconds();
+        known = view::build_picture(latest, around, past.note(latest, around, now));
         if (with_subscriber) {
             known.owner = view::find_subscriber(latest);
         }
-        past.note_signals(known);
+        past.note_signals(known, latest, now);
         ++refreshes;
     }
 
@@ -103,13 +111,39 @@ int run_once(const options &chosen) {
     return print(as_text(of, chosen)) ? 0 : OUTPUT_LOST;
 }
 
+// After the first page only lines: a new one where there is more to say than that time went by.
+class change_log {
+public:
+    std::string next(const watch &of, const options &chosen) {
+        const std::string values = of.known.current() ? view::line_of(*of.latest.cell) : view::name_of(of.known.state);
+        if (std::exchange(last_, values) == values) {
+            return {};
+        }
+        const std::string text = of.known.current() ? values : of.known.sentence;
+        return of.refreshes == 1 ? as_text(of, chosen)
+                                 : clock_time() + ' ' + (plain_page(of).utf8 ? text : ascii_only(text)) + '\n';
+    }
+
+private:
+    static std::string clock_time() {
+        const std::time_t now = std::time(nullptr);
+        std::tm parts{};
+        std::array<char, 16> text{};
+        return localtime_r(&now, &parts) != nullptr && std::strftime(text.data(), text.size(), "%H:%M:%S", &parts) != 0
+                   ? text.data()
+                   : "";
+    }
+
+    std::string last_;
+};
+
 int run_stream(const options &chosen) {
     const events waiting(false);
     watch of(chosen.show_subscriber);
+    change_log changes;
     while (true) {
         of.refresh();
-        const std::string gap = chosen.json || chosen.csv || of.refreshes == 1 ? "" : "\n";
-        if (!print(gap + as_text(of, chosen))) {
+        if (!print(chosen.json || chosen.csv ? as_text(of, chosen) : changes.next(of, chosen))) {
             return OUTPUT_LOST;
         }
         const double next = now_seconds() + chosen.interval_seconds;
@@ -125,40 +159,82 @@ int run_stream(const options &chosen) {
     }
 }
 
-void draw(screen &terminal, const watch &of, bool paused, bool help) {
+// What the person chose to see.
+struct view_mode {
+    bool paused = false;
+    bool help = false;
+    std::optional<best_signals> antenna = {};  // from when its page was opened
+};
+
+void draw(screen &terminal, const watch &of, const view_mode &mode) {
     page on;
     on.width = terminal.width();
     on.height = terminal.height();
     on.utf8 = terminal_shows_utf8();
     on.keys = true;
     on.history = true;
-    on.paused = paused;
-    terminal.draw(help ? lay_out_help(on) : lay_out(of.known, of.past, on));
+    on.paused = mode.paused;
+    on.antenna = mode.antenna.has_value();
+    terminal.draw(mode.help      ? lay_out_help(on)
+                  : mode.antenna ? lay_out_antenna(of.known, *mode.antenna, on)
+                                 : lay_out(of.known, of.past, on));
+}
+
+void take_key(int key, view_mode &mode, watch &of) {
+    constexpr int ESCAPE = 27;
+    switch (key) {
+    case 'p':
+    case 'P':
+    case ' ':
+        mode.paused = !mode.paused;
+        of.past.leave_gap(now_seconds());
+        break;
+    case 'h':
+    case 'H':
+    case '?':
+        mode.help = !mode.help;
+        break;
+    case 'a':
+    case 'A':
+        if (mode.antenna) {
+            mode.antenna.reset();
+        } else {
+            mode.antenna.emplace().note(of.known);
+        }
+        mode.help = false;
+        break;
+    case ESCAPE:
+        mode.antenna.reset();
+        break;
+    default:
+        break;
+    }
 }
 
 int run_screen(const options &chosen) {
     const events waiting(true);  // before the screen: the terminal library sets its own handlers where none are set
     screen terminal(wants_colour(chosen));
     watch of(chosen.show_subscriber);
-    bool paused = false;
-    bool help = false;
+    view_mode mode;
     double next = now_seconds();
     while (true) {
         if (now_seconds() >= next) {
-            if (!paused) {
+            if (!mode.paused) {
                 of.refresh();
+                if (mode.antenna && mode.antenna->note(of.known)) {
+                    terminal.ring();
+                }
             }
             next = now_seconds() + chosen.interval_seconds;
         }
-        draw(terminal, of, paused, help);
+        draw(terminal, of, mode);
         switch (waiting.wait(next - now_seconds())) {
         case event::key:
             for (int key = 0; (key = terminal.key()) != -1;) {
                 if (key == 'q' || key == 'Q') {
                     return 0;
                 }
-                paused = paused != (key == 'p' || key == 'P' || key == ' ');
-                help = help != (key == 'h' || key == 'H' || key == '?');
+                take_key(key, mode, of);
             }
             break;
         case event::resize:
@@ -169,6 +245,7 @@ int run_screen(const options &chosen) {
             break;
         case event::resume:
             terminal.resume();
+            of.past.leave_gap(now_seconds());
             break;
         case event::stop:
         case event::input_lost:
@@ -183,10 +260,13 @@ int answer(const verdict &given) {
     return print(given.line + '\n') ? given.exit_code() : no_verdict("").exit_code();
 }
 
-int run_check(const options &chosen) {
+// Whatever fails, a monitoring system must not take it for a warning.
+int run_check(const options &chosen) try {
     watch of(false);
     of.refresh();
     return answer(of.latest.cell ? judge(*chosen.check, of.known) : no_verdict(of.known.sentence));
+} catch (const std::exception &e) {
+    return answer(no_verdict(e.what()));
 }
 
 // A monitoring system would take the exit code of wrong usage for a critical state.
@@ -214,7 +294,7 @@ int run(int argc, char **argv) {
     if (problem.empty()) {
         return run_screen(*chosen);
     }
-    std::fprintf(stderr, "zelt-top: plain text, one block a refresh: %s\n", problem.c_str());
+    std::fprintf(stderr, "zelt-top: plain text, a line a change: %s\n", problem.c_str());
     return run_stream(*chosen);
 }
 

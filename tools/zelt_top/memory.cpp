@@ -1,5 +1,6 @@
 #include "tools/zelt_top/memory.h"
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -22,11 +23,22 @@ bool link_differs(const view::snapshot &before, const view::snapshot &after) {
     return was != nullptr && is != nullptr && *was != *is;
 }
 
-std::string course_key(const view::leg &of, view::quantity what) {
-    return std::string(of.name) + '/' + view::scale_of(what).name;
+constexpr double MISSING = std::numeric_limits<double>::quiet_NaN();
+
+// The commits of one cycle lie closer together, two cycles 4 s and their exchanges apart.
+constexpr double SHORTEST_CYCLE = 3;
+
+// Differs from one cycle of the daemon to the next; without a record of the answers any commit counts.
+std::optional<double> mark_of(const view::reading &database) {
+    return database.port.knows() ? std::optional<double>(database.port.answered_at)
+                                 : static_cast<double>(database.commits);
 }
 
 }  // namespace
+
+std::string course_key(const view::leg &of, view::quantity what) {
+    return std::string(of.name) + '/' + view::scale_of(what).name;
+}
 
 view::ages memory::note(const view::reading &database, const view::runtime_state &around, double now) {
     if (database.cell) {
@@ -51,27 +63,54 @@ view::ages memory::note(const view::reading &database, const view::runtime_state
             around.seconds_since_link_change ? around.seconds_since_link_change : since(link_changed_at_, now)};
 }
 
-void memory::note_signals(const view::picture &known) {
-    const double missing = std::numeric_limits<double>::quiet_NaN();
+void memory::begin_point(double now) {
+    const auto append = [](std::deque<double> &to, double value) {
+        to.push_back(value);
+        if (to.size() > LONGEST) {
+            to.pop_front();
+        }
+    };
+    append(begins_, now);
     // All move on by one, so that the same column is the same moment in each.
     for (auto &[key, values] : courses_) {
-        values.push_back(missing);
-        if (values.size() > LONGEST) {
-            values.pop_front();
-        }
+        append(values, MISSING);
     }
+}
+
+void memory::leave_gap(double now) {
+    last_look_ = now;
+    if (!is_gap_) {
+        begin_point(now);
+        is_gap_ = true;
+    }
+}
+
+void memory::note_signals(const view::picture &known, const view::reading &database, double now) {
+    if (!known.current()) {  // an old value repeated would look like a steady signal
+        leave_gap(now);
+        return;
+    }
+    last_look_ = now;
+    const std::optional<double> mark = mark_of(database);
+    if (is_gap_ || (mark != last_mark_ && now - begins_.back() >= SHORTEST_CYCLE)) {
+        begin_point(now);
+        is_gap_ = false;
+    }
+    last_mark_ = mark;
     for (const view::leg &of : known.legs) {
         for (const view::signal_value &one : of.signals) {
             course &values = courses_[course_key(of, one.what)];
             if (values.empty()) {
-                values.push_back(missing);
+                values.push_back(MISSING);
             }
-            // An old value repeated would look like a steady signal.
-            if (known.current() && one.value.known()) {
-                values.back() = one.value.value;
-            }
+            values.back() = one.value.known() ? one.value.value : MISSING;
         }
     }
+}
+
+double memory::seconds_of_last(std::size_t points) const {
+    const std::size_t count = std::min(points, begins_.size());
+    return count == 0 ? 0 : last_look_ - begins_[begins_.size() - count];
 }
 
 const course &memory::course_of(const view::leg &of, view::quantity what) const {

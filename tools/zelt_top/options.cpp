@@ -30,9 +30,9 @@ constexpr const char *HELP =
     "SIGNAL is rsrp, rsrq, sinr, rssi, sqi, rscp, ecio or rxlev, of the LTE anchor where\n"
     "there is one; nr_rsrp, nr_rsrq, nr_sinr or nr_sqi of the NR leg.\n"
     "\n"
-    "Keys: q quit, p or space hold the picture, h or ? help.\n"
+    "Keys: q quit, p or space hold the picture, a antenna (large values, a bell for a better one), h or ? help.\n"
     "SYSDB_DIR names the folder of the database (default /run/sysdb).\n"
-    "Without a terminal that can place the cursor it prints plain text, one block a refresh.\n"
+    "Without a terminal that can place the cursor it prints plain text, then a line for each change.\n"
     "Exit: 0 done, 1 the output was lost, 2 wrong usage, 3 no database (with --once; otherwise it waits for one).\n"
     "With --check: 0 OK, 1 WARNING, 2 CRITICAL (also: not registered), 3 UNKNOWN.\n";
 

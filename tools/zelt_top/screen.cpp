@@ -115,6 +115,10 @@ void screen::draw(const std::vector<line> &lines) {
     wrefresh(stdscr);
 }
 
+void screen::ring() {
+    beep();
+}
+
 int screen::key() {
     const int key = wgetch(stdscr);
     return key == ERR ? -1 : key;

@@ -19,6 +19,7 @@ public:
     std::size_t width() const;
     std::size_t height() const;
     void draw(const std::vector<line> &lines);
+    void ring();
     int key();  // -1: none waiting
 
     void follow_size();  // the terminal was made larger or smaller

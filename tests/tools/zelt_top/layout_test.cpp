@@ -233,11 +233,41 @@ TEST(layout, utf8_bars_have_eighths) {
     EXPECT_THAT(page, Not(HasSubstr("#")));
 }
 
-TEST(layout, history_is_drawn_low_to_high_with_gaps) {
+// One value of RSRP every 5 s.
+memory memory_of(const std::vector<int> &rsrps, const snapshot &cell = samples::lte()) {
     memory past;
-    for (const int rsrp : {-133, -69, -999, -133}) {
-        past.note_signals(picture_of(samples::lte() + snapshot{{"CELL_RSRP", rsrp}}));
+    double now = 100;
+    for (const int rsrp : rsrps) {
+        reading database = samples::read_from(cell + snapshot{{"CELL_RSRP", rsrp}, {"CELL_NR5G_RSRP", rsrp}});
+        database.commits = static_cast<std::size_t>(now);
+        past.note_signals(build_picture(database, {}, {2.0, 2.0, {}}), database, now);
+        now += 5;
     }
+    return past;
+}
+
+TEST(layout, history_has_its_scale_where_there_is_room) {
+    const memory past = memory_of({-103, -95, -91, -95});
+    page on;
+    on.history = true;
+    const std::string scale = "         last 15 s: RSRP -103 to -91   RSRQ -11 to -11   SINR 12.4 to 12.4\n";
+    EXPECT_THAT(text_of(lay_out(picture_of(samples::lte()), past, on)), EndsWith("\n" + scale));
+    on.height = 14;  // title, state, four lines of facts, five values, two blanks, the scale
+    EXPECT_THAT(text_of(lay_out(picture_of(samples::lte()), past, on)), HasSubstr(scale));
+    on.height = 13;
+    EXPECT_THAT(text_of(lay_out(picture_of(samples::lte()), past, on)), Not(HasSubstr("last ")));
+}
+
+TEST(layout, each_leg_has_a_scale_of_its_own) {
+    const memory past = memory_of({-85, -80}, samples::nsa());
+    page on;
+    on.history = true;
+    EXPECT_THAT(text_of(lay_out(picture_of(samples::nsa()), past, on)),
+                EndsWith("\n         last 5 s: RSRP -95 to -95          last 5 s: RSRP -85 to -80\n"));
+}
+
+TEST(layout, history_is_drawn_low_to_high_with_gaps) {
+    const memory past = memory_of({-133, -69, -999, -133});
     page on;
     on.history = true;
     EXPECT_THAT(text_of(lay_out(picture_of(samples::lte()), past, on)),
@@ -285,10 +315,63 @@ TEST(layout, window_of_twenty_by_five_shows_the_signal) {
     on.width = 20;
     on.height = 5;
     EXPECT_EQ(page_of(picture_of(samples::lte()), on), "LTE   Example Net\n"
+                                                       "Registered at home.\n"
                                                        "RSRP  -95 dBm fair\n"
                                                        "RSRQ  -11 dB fair\n"
-                                                       "SINR  12.4 dB fair\n"
-                                                       "RSSI  -65 dBm good\n");
+                                                       "SINR  12.4 dB fair\n");
+}
+
+TEST(layout, window_of_forty_by_ten_keeps_all_of_the_state) {
+    page on;
+    on.width = 40;
+    on.height = 10;
+    EXPECT_EQ(page_of(picture_of(samples::lte() + snapshot{{"CELL_ROAMING", 1}}), on),
+              "LTE   Example Net\n"
+              "Registered, roaming. Updated 2 s ago.\n"
+              "RSRP  -95 dBm fair\n"
+              "RSRQ  -11 dB fair\n"
+              "SINR  12.4 dB fair\n"
+              "RSSI  -65 dBm good\n"
+              "SQI   60 % fair\n");
+}
+
+TEST(layout, roaming_stands_out) {
+    const auto looks_of_state = [](int roaming, std::size_t width) {
+        page on;
+        on.width = width;
+        const picture known = picture_of(samples::lte() + snapshot{{"CELL_ROAMING", roaming}});
+        return lay_out(known, memory(), on)[1].spans.back().look;
+    };
+    for (const std::size_t width : {20U, 80U}) {
+        EXPECT_EQ(looks_of_state(0, width), style::plain) << width;
+        EXPECT_EQ(looks_of_state(1, width), style::warning) << width;
+    }
+}
+
+TEST(layout, long_name_is_cut_before_the_keys) {
+    const picture known = picture_of(samples::lte() + snapshot{{"CELL_CARRIER", std::string(80, 'x')}});
+    page on;
+    on.keys = true;
+    // 80 columns: a blank, "LTE", three blanks, 33 letters and the dots, two blanks, 35 for the keys.
+    EXPECT_THAT(page_of(known, on),
+                testing::StartsWith(" LTE   " + std::string(33, 'x') + "...  a antenna  h help  p pause  q quit\n"));
+    on.width = 56;
+    EXPECT_THAT(page_of(known, on), HasSubstr("xx...  h help  q quit\n"));
+    on.width = 20;
+    EXPECT_THAT(page_of(known, on), testing::StartsWith("LTE   xxxxxxxxxxx...\n"));
+}
+
+TEST(layout, help_says_that_it_is_cut) {
+    const auto help = [](std::size_t width, std::size_t height) {
+        page on;
+        on.width = width;
+        on.height = height;
+        return text_of(lay_out_help(on));
+    };
+    EXPECT_THAT(help(80, 24), Not(HasSubstr("more in a larger window")));
+    EXPECT_THAT(help(80, 12), EndsWith("\n ... more in a larger window\n"));
+    EXPECT_THAT(help(40, 10), EndsWith("\n ... more in a larger window\n"));
+    EXPECT_THAT(help(40, 60), EndsWith("\n ... more in a larger window\n"));
 }
 
 TEST(layout, window_of_twenty_by_five_says_what_is_wrong) {

@@ -78,7 +78,8 @@ using variables = std::map<std::string, std::string>;
 class program_on_terminal {
 public:
     program_on_terminal(const store &database, const std::string &term, const variables &more_environment = {},
-                        const strings &arguments = {}, unsigned short columns = 80, unsigned short rows = 24)
+                        const strings &arguments = {}, unsigned short columns = 80, unsigned short rows = 24,
+                        const strings &surroundings = {})
         : model_(columns, rows), terminal_(columns, rows), program_(terminal_.run([&] {
               variables environment = more_environment;
               environment.insert({{"SYSDB_DIR", database.folder()}, {"LC_ALL", "C.UTF-8"}});
@@ -89,8 +90,9 @@ public:
               for (const auto &[name, value] : environment) {
                   setenv(name.c_str(), value.c_str(), 1);
               }
-              strings command = arguments;
-              command.insert(command.begin(), ZELT_TOP);
+              strings command = surroundings;
+              command.emplace_back(ZELT_TOP);
+              command.insert(command.end(), arguments.begin(), arguments.end());
               return become(command);
           })) {}
 
@@ -144,6 +146,36 @@ private:
     other_process program_;
     std::string bytes_;
 };
+
+// What begins a command that sees the files of a running daemon and of a module. The process of the pid file is this
+// one.
+strings beside_a_daemon(const store &database) {
+    std::ofstream(database.beside("pid")) << getpid();
+    const std::string folder = database.beside("");
+    return {"bwrap",
+            "--die-with-parent",
+            "--dev-bind",
+            "/",
+            "/",
+            "--dev",
+            "/dev",
+            "--ro-bind",
+            "/dev/null",
+            "/dev/ttyQSB3",
+            "--tmpfs",
+            "/run",
+            "--ro-bind",
+            database.beside("pid"),
+            "/run/zelt-stats.pid",
+            "--tmpfs",
+            "/tmp",
+            "--ro-bind",
+            database.beside("pid"),
+            "/tmp/zstats.running",
+            "--bind",
+            folder,
+            folder};
+}
 
 struct result {
     int exit_code = -1;
@@ -225,6 +257,41 @@ TEST(screen, help_comes_and_goes) {
     EXPECT_TRUE(top.shows("the view says why"));
     top.type("h");
     EXPECT_TRUE(top.shows("-95 dBm"));
+}
+
+TEST(screen, antenna_page_comes_and_goes) {
+    store database;
+    database.put_lte();
+    program_on_terminal top(database, "xterm", {}, {}, 80, 24, beside_a_daemon(database));
+    ASSERT_TRUE(top.shows("a antenna"));
+    for (const char *leave : {"a", "\x1b"}) {
+        top.type("a");
+        EXPECT_TRUE(top.shows("best -95 (0)")) << leave;
+        EXPECT_THAT(top.model().page(), HasSubstr("A new value every 4 to 5 s."));
+        EXPECT_THAT(top.model().row(0), testing::EndsWith("a back  p pause  q quit"));
+        top.type(leave);
+        EXPECT_TRUE(top.shows("SQI         60 %")) << leave;
+    }
+    top.type("aq");
+    EXPECT_EQ(top.exit_code(), 0);
+    EXPECT_TRUE(top.restored());
+}
+
+TEST(screen, bell_rings_for_a_better_signal_on_the_antenna_page_only) {
+    store database;
+    database.put_lte();
+    program_on_terminal top(database, "xterm", {}, {"--interval", "0.1"}, 80, 24, beside_a_daemon(database));
+    ASSERT_TRUE(top.shows("-95 dBm"));
+    database.put({{"CELL_RSRP", -93}});
+    ASSERT_TRUE(top.shows("-93 dBm"));
+    top.type("a");
+    ASSERT_TRUE(top.shows("best -93 (0)"));
+    database.put({{"CELL_RSRP", -96}});
+    ASSERT_TRUE(top.shows("best -93 (-3)"));
+    EXPECT_EQ(std::ranges::count(top.bytes(), '\a'), 0);
+    database.put({{"CELL_RSRP", -90}});
+    ASSERT_TRUE(top.shows("best -90 (0)"));
+    EXPECT_EQ(std::ranges::count(top.bytes(), '\a'), 1);
 }
 
 TEST(screen, other_keys_and_broken_input_do_nothing) {
@@ -421,6 +488,23 @@ TEST(screen, terminal_that_cannot_place_its_cursor_gets_plain_lines) {
         top.signal(SIGTERM);
         EXPECT_EQ(top.exit_code(), 0) << one.why;
     }
+}
+
+TEST(screen, plain_lines_tell_of_changes_only) {
+    store database;
+    database.put_lte();
+    program_on_terminal top(database, "dumb", {}, {"--interval", "0.1"}, 120, 60, beside_a_daemon(database));
+    ASSERT_TRUE(top.shows("SQI         60 %"));
+    database.put_lte();  // time goes by, and nothing else
+    database.put({{"CELL_RSRP", -101}});
+    ASSERT_TRUE(top.shows(" RSRP -101 dBm "));
+    database.put({{"CELL_ROAMING", 1}});
+    ASSERT_TRUE(top.shows("registered, roaming"));
+    EXPECT_THAT(top.bytes(), HasSubstr("a line a change"));
+    const std::string page = top.model().page();
+    EXPECT_EQ(page.find("RSRP       -95"), page.rfind("RSRP       -95")) << page;
+    EXPECT_EQ(page.find("Example Net"), page.rfind("Example Net")) << page;
+    top.signal(SIGTERM);
 }
 
 TEST(plain, once_is_one_block) {

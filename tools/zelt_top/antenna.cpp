@@ -1,0 +1,200 @@
+#include "tools/zelt_top/antenna.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <utility>
+
+#include "tools/zelt_top/columns.h"
+#include "view/words.h"
+
+namespace zelt_top {
+
+namespace {
+
+constexpr std::size_t NARROWEST = 40;  // two panels side by side
+constexpr std::size_t ROWS = 5;        // of a large digit
+constexpr std::size_t PANEL_ROWS = ROWS + 2;
+
+using glyph = std::array<std::string_view, ROWS>;
+
+// Nothing for what is in no usual number.
+const glyph *glyph_of(char sign) {
+    static constexpr std::array<std::pair<char, glyph>, 12> GLYPHS{{
+        {'0', {"###", "# #", "# #", "# #", "###"}},
+        {'1', {"  #", "  #", "  #", "  #", "  #"}},
+        {'2', {"###", "  #", "###", "#  ", "###"}},
+        {'3', {"###", "  #", "###", "  #", "###"}},
+        {'4', {"# #", "# #", "###", "  #", "  #"}},
+        {'5', {"###", "#  ", "###", "  #", "###"}},
+        {'6', {"###", "#  ", "###", "# #", "###"}},
+        {'7', {"###", "  #", "  #", "  #", "  #"}},
+        {'8', {"###", "# #", "###", "# #", "###"}},
+        {'9', {"###", "# #", "###", "  #", "###"}},
+        {'-', {"   ", "   ", "###", "   ", "   "}},
+        {'.', {" ", " ", " ", " ", "#"}},
+    }};
+    const auto *const found = std::ranges::find(GLYPHS, sign, &std::pair<char, glyph>::first);
+    return found == GLYPHS.end() ? nullptr : &found->second;
+}
+
+// A row of the large digits; empty where one of them has no large form.
+std::string large_row(const std::string &number, std::size_t row, const page &on) {
+    std::string text;
+    for (const char sign : number) {
+        const glyph *drawn = glyph_of(sign);
+        if (drawn == nullptr) {
+            return {};
+        }
+        for (const char dot : drawn->at(row)) {
+            text += dot == '#' && on.utf8 ? "█" : std::string(1, dot);
+        }
+        text += ' ';
+    }
+    return text;
+}
+
+// The strength first, then the quality: RSRP and SINR, or what the technology has in their place.
+std::vector<view::signal_value> aims_of(const view::leg &of) {
+    using view::quantity;
+    std::vector<view::signal_value> aims;
+    std::ranges::copy_if(of.signals, std::back_inserter(aims), [](const view::signal_value &one) {
+        return one.what == quantity::rsrp || one.what == quantity::sinr;
+    });
+    return aims.empty() ? std::vector(of.signals.begin(),
+                                      of.signals.begin() + std::min<std::ptrdiff_t>(std::ssize(of.signals), 2))
+                        : aims;
+}
+
+struct panel {
+    std::string leg;  // empty where there is one
+    view::signal_value value;
+    std::optional<double> best;
+};
+
+std::vector<panel> panels_of(const view::picture &known, const best_signals &best) {
+    std::vector<panel> panels;
+    for (const view::leg &of : known.legs) {
+        for (const view::signal_value &one : aims_of(of)) {
+            panels.push_back({of.heading, one, best.of(of, one.what)});
+        }
+    }
+    return panels;
+}
+
+style look_of_value(const view::signal_value &one) {
+    return one.value.known() ? look_of(view::rate(one.what, one.value.value)) : style::dim;
+}
+
+std::string name_of(const panel &one) {
+    return one.leg + (one.leg.empty() ? "" : " ") + view::scale_of(one.value.what).label;
+}
+
+// "best -91 (-12)": in brackets how much the value of the moment differs.
+std::string best_text(const panel &one) {
+    if (!one.best) {
+        return {};
+    }
+    const std::string best = "best " + view::digits(*one.best);
+    return one.value.value.known() ? best + " (" + view::digits(one.value.value.value - *one.best) + ')' : best;
+}
+
+// The first line names it, the last one has the best.
+void add_panel_row(line &to, const panel &one, std::size_t row, const page &on) {
+    if (row == 0) {
+        to.add(name_of(one), style::strong).add(std::string(" ") + view::scale_of(one.value.what).unit, style::dim);
+    } else if (row == PANEL_ROWS - 1) {
+        to.add(best_text(one));
+    } else if (one.value.value.known()) {
+        to.add(large_row(view::digits(one.value.value.value), row - 1, on), look_of_value(one.value));
+    } else if (row == 1 + ROWS / 2) {
+        to.add(view::word(one.value.value.state), style::dim);
+    }
+}
+
+// Nothing when one of them is too wide.
+std::vector<line> large_panels(const std::vector<panel> &panels, const page &on) {
+    const std::size_t abreast = panels.size() > 2 && on.width >= 2 * NARROWEST ? 4 : 2;
+    const std::size_t each = on.width / abreast;
+    std::vector<line> lines;
+    for (std::size_t first = 0; first < panels.size(); first += abreast) {
+        for (std::size_t row = 0; row < PANEL_ROWS; ++row) {
+            line next;
+            for (std::size_t i = first; i < std::min(first + abreast, panels.size()); ++i) {
+                next.add_to_column((i - first) * each + 1);
+                add_panel_row(next, panels[i], row, on);
+                if (next.width() > (i - first + 1) * each) {
+                    return {};
+                }
+            }
+            lines.push_back(std::move(next));
+        }
+    }
+    return lines;
+}
+
+std::vector<line> plain_panels(const std::vector<panel> &panels) {
+    std::vector<line> lines;
+    for (const panel &one : panels) {
+        line next;
+        next.add(' ' + name_of(one) + ' ');
+        if (one.value.value.known()) {
+            next.add(view::digits(one.value.value.value) + ' ', look_of_value(one.value))
+                .add(view::scale_of(one.value.what).unit, style::dim);
+        } else {
+            next.add(view::word(one.value.value.state), style::dim);
+        }
+        lines.push_back(std::move(next.add("  ").add(best_text(one))));
+    }
+    return lines;
+}
+
+}  // namespace
+
+bool best_signals::note(const view::picture &known) {
+    bool is_better = false;
+    for (const view::leg &of : known.legs) {
+        const std::vector<view::signal_value> aims = aims_of(of);
+        for (std::size_t i = 0; known.current() && i < aims.size(); ++i) {
+            const double value = aims[i].value.value;
+            if (!aims[i].value.known()) {
+                continue;
+            }
+            const auto [best, is_first] = best_.try_emplace(course_key(of, aims[i].what), value);
+            is_better = is_better || (i == 0 && !is_first && value > best->second);
+            best->second = std::max(best->second, value);
+        }
+    }
+    return is_better;
+}
+
+std::optional<double> best_signals::of(const view::leg &one, view::quantity what) const {
+    const auto found = best_.find(course_key(one, what));
+    return found == best_.end() ? std::nullopt : std::optional(found->second);
+}
+
+std::vector<line> lay_out_antenna(const view::picture &known, const best_signals &best, const page &on) {
+    const std::vector<panel> panels = panels_of(known, best);
+    std::vector<line> lines = lay_out_head(known, on);
+    std::vector<line> values = on.width >= NARROWEST ? large_panels(panels, on) : std::vector<line>();
+    if (values.empty() || (on.height != 0 && lines.size() + values.size() + 1 > on.height)) {
+        values = plain_panels(panels);
+    }
+    if (panels.empty()) {
+        values.emplace_back();
+        values.back().add(" No signal values yet.", style::dim);
+    }
+    if (!known.current()) {
+        dim(values);
+    }
+    std::ranges::move(values, std::back_inserter(lines));
+    const std::string period = " A new value every 4 to 5 s.";
+    const std::string bell = period + " The bell rings for a better " +
+                             (panels.empty() ? "one" : view::scale_of(panels.front().value.what).label) + ".";
+    lines.emplace_back();
+    lines.back().add(columns(bell) <= on.width ? bell : period, style::dim);
+    cut_to(lines, on);
+    return lines;
+}
+
+}  // namespace zelt_top
