@@ -132,6 +132,9 @@ int brelsys(const char *format, ...) {
 
 std::optional<std::string> collect_output(const std::vector<std::string> &program_and_arguments,
                                           std::chrono::milliseconds deadline, std::size_t size_limit) {
+    if (stop_requested()) {  // a quick program could end before the first look
+        return std::nullopt;
+    }
     const clock_type::time_point give_up = clock_type::now() + deadline;
     pipe_ends output;
     if (!output.read_end.is_open()) {

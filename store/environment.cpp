@@ -287,7 +287,10 @@ int sysdb_environment::named_databases(std::vector<std::string> *names) const {
         }
         result = opened == MDB_DBS_FULL ? opened : result;
     }
-    mdb_txn_abort(txn);  // closes the cursor too: the transaction only reads
+    if (cursor != nullptr) {
+        mdb_cursor_close(cursor);  // a transaction that only reads leaves its cursors
+    }
+    mdb_txn_abort(txn);
     if (result != MDB_NOTFOUND) {
         return result;
     }
