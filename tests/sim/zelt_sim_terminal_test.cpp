@@ -399,9 +399,9 @@ TEST_F(job, stops_with_a_shell_that_joined_a_box) {
 }
 
 TEST_F(job, a_time_table_waits_meanwhile) {
-    const std::string daemon = folder_.write_program("daemon.sh", "trap 'exit 0' TERM\nwhile :; do sleep 0.05; done");
-    start(ZELT_SIM " run " + folder_.write("wait.scenario", "say be gin\nat 4s\nsay too late\nend\n") + " -- " +
-          daemon);
+    const std::string daemon =
+        folder_.write_program("daemon.sh", "trap 'exit 0' TERM\necho be gin\nwhile :; do sleep 0.05; done");
+    start(ZELT_SIM " run " + folder_.write("wait.scenario", "at 4s\nsay too late\nend\n") + " -- " + daemon);
     ASSERT_TRUE(shell_.shows("be gin"));
     shell_.type("\032");
     expect_stopped();

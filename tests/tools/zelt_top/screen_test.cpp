@@ -174,7 +174,10 @@ strings beside_a_daemon(const store &database) {
             "/tmp/zstats.running",
             "--bind",
             folder,
-            folder};
+            folder,
+            "--ro-bind",  // the tree of the sources may lie below /tmp
+            ZELT_TOP,
+            ZELT_TOP};
 }
 
 struct result {
