@@ -34,12 +34,14 @@ snapshot split_off_others(snapshot &cell) {
 
 // A number behind the key is that of a secondary carrier.
 std::vector<fact> find_facts(const snapshot &cell, std::span<const fact_key> keys, const std::string &behind = "") {
-    std::vector<fact> facts;
-    for (const fact_key &one : keys) {
-        const std::string key = one.key + behind;
-        facts.push_back({one, find_number(cell, key)});
+    std::vector<fact> facts(keys.size());
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+        const std::string key = keys[i].key + behind;
+        static_cast<fact_key &>(facts[i]) = keys[i];
         if (kind_of(key) == kind::text) {
-            facts.back().value = find_text(cell, key);
+            facts[i].value = find_text(cell, key);
+        } else {
+            facts[i].value = find_number(cell, key);
         }
     }
     return facts;

@@ -33,7 +33,7 @@ std::string time_now() {
     tm parts = {};
     gmtime_r(&now.tv_sec, &parts);
     std::array<char, 32> date = {};
-    std::array<char, 40> text = {};
+    std::array<char, 48> text = {};
     std::strftime(date.data(), date.size(), "%FT%T", &parts);
     std::snprintf(text.data(), text.size(), "%s.%03ldZ", date.data(), now.tv_nsec / 1'000'000);
     return text.data();

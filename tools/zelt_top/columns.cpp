@@ -89,13 +89,13 @@ std::vector<std::string> wrap(std::string_view text, std::size_t width) {
     while (columns(text) > width) {
         std::string line = fit(text, width);
         if (line.empty()) {  // a wide character in a single column
-            line = "?";
+            line.assign(1, '?');
             text.remove_prefix(first_character(text).bytes);
         } else {
             // A line that ends exactly before a blank needs no shortening.
             const std::size_t blank = text[line.size()] == ' ' ? line.size() : line.rfind(' ');
             if (blank != std::string::npos && blank != 0) {
-                line = line.substr(0, blank);
+                line.resize(blank);
             }
             text.remove_prefix(line.size());
         }
