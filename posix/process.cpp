@@ -52,11 +52,9 @@ int close_descriptors(int failure) {
     return FIRST;
 }
 
-void take_default_signals(int stays_ignored) {
+void take_default_signals() {
     for (int signal_number = 1; signal_number < NSIG; ++signal_number) {
-        if (signal_number != stays_ignored) {
-            std::signal(signal_number, SIG_DFL);
-        }
+        std::signal(signal_number, SIG_DFL);
     }
     sigset_t none = {};
     sigemptyset(&none);
@@ -74,7 +72,7 @@ void take_default_signals(int stays_ignored) {
     }
     if (take_streams(settings) && take_group(settings)) {
         failure = settings.inherits_descriptors ? failure : close_descriptors(failure);
-        take_default_signals(settings.stays_ignored);
+        take_default_signals();
         file != nullptr ? execv(file, command) : execvp(command[0], command);
     }
     const int error = errno;

@@ -44,7 +44,6 @@ struct process_settings {
     bool dies_with_us = false;
 
     bool inherits_descriptors = false;  // those above 2 that are not to be closed on exec; otherwise none
-    int stays_ignored = 0;              // a signal that is ignored there too if it is here
 };
 
 // The file that a command of this name runs: the first program of PATH, but a name with a slash is a file's already.
