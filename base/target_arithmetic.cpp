@@ -14,10 +14,10 @@ using int32_limits = std::numeric_limits<std::int32_t>;
 constexpr const char *BLANKS = " \t\n\v\f\r";  // of the C library, without a locale
 
 // strtoll clamps at 64 bits, far outside 32 bits, so what it yields is still on the right side of both limits.
-std::int32_t hex_int32(const std::string &text, const char *conversion) {
+std::int32_t hex_int32(const char *text, const char *conversion) {
     char *end = nullptr;
-    const long long value = std::strtoll(text.c_str(), &end, 16);
-    if (end == text.c_str()) {
+    const long long value = std::strtoll(text, &end, 16);
+    if (end == text) {
         throw std::invalid_argument(conversion);
     }
     if (value < int32_limits::min() || value > int32_limits::max()) {
@@ -52,11 +52,11 @@ std::optional<std::uint32_t> leading_uint32(const char *text, int base) {
     return negated ? 0 - number : number;
 }
 
-std::int32_t stol_hex(const std::string &text) {
+std::int32_t stol_hex(const char *text) {
     return hex_int32(text, "stol");
 }
 
-std::int32_t stoi_hex(const std::string &text) {
+std::int32_t stoi_hex(const char *text) {
     return hex_int32(text, "stoi");
 }
 

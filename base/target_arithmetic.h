@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <optional>
-#include <string>
 
 // strtol(text, nullptr, 10) of the target: the leading number, 0 without one, clamped to 32 bits signed.
 std::int32_t leading_int32(const char *text);
@@ -14,8 +13,8 @@ std::optional<std::uint32_t> leading_uint32(const char *text, int base = 10);
 
 // std::stol and std::stoi(text, nullptr, 16) of the target. Throw std::invalid_argument without a digit and
 // std::out_of_range beyond 32 bits signed; the message is "stol" or "stoi", for both.
-std::int32_t stol_hex(const std::string &text);
-std::int32_t stoi_hex(const std::string &text);
+std::int32_t stol_hex(const char *text);
+std::int32_t stoi_hex(const char *text);
 
 // Clamps a wide intermediate result, so that a hostile input cannot overflow.
 std::int32_t clamp_int32(std::int64_t value);

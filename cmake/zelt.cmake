@@ -8,14 +8,20 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR})
 
 # Warnings, sanitizers and the include root: "platform/sysdb.h" is written the same everywhere.
+option(ZELT_WERROR "Warnings are errors" ON)
 add_library(zelt_flags INTERFACE)
 target_include_directories(zelt_flags INTERFACE ${PROJECT_SOURCE_DIR})
-target_compile_options(zelt_flags INTERFACE -Wall -Wextra -Wconversion -Wshadow -Werror)
+target_compile_options(zelt_flags INTERFACE -Wall -Wextra -Wconversion -Wshadow $<$<BOOL:${ZELT_WERROR}>:-Werror>)
 if(ZELT_SANITIZE)
   target_compile_options(zelt_flags INTERFACE -fsanitize=${ZELT_SANITIZE} -fno-sanitize-recover=all
                                               -fno-omit-frame-pointer)
   target_link_options(zelt_flags INTERFACE -fsanitize=${ZELT_SANITIZE})
 endif()
+
+# What is installed belongs to one of three components: daemon (with sysdb and zelt-top), sim, dev.
+include(GNUInstallDirs)
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME daemon)
+set(ZELT_DATA_DIR ${CMAKE_INSTALL_DATADIR}/zelt-stats)
 
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(jsoncpp REQUIRED IMPORTED_TARGET jsoncpp)
@@ -23,6 +29,10 @@ pkg_check_modules(jsoncpp REQUIRED IMPORTED_TARGET jsoncpp)
 # The daemon but for its process entry. Each folder adds its own sources with target_sources().
 add_library(zelt_core STATIC)
 target_link_libraries(zelt_core PUBLIC zelt_flags PkgConfig::jsoncpp)
+if(ZELT_COVERAGE)
+  target_compile_options(zelt_core PRIVATE --coverage)
+  target_link_options(zelt_core PUBLIC --coverage)
+endif()
 
 # The one version number of all programs is that of project(): ZELT_VERSION in what tells it.
 function(zelt_tell_version TARGET)
@@ -59,7 +69,7 @@ function(zelt_add_daemon)
   else()
     target_link_libraries(zelt-stats PRIVATE zelt_core zelt_host)
   endif()
-  install(TARGETS zelt-stats)
+  install(TARGETS zelt-stats DESTINATION ${CMAKE_INSTALL_SBINDIR})
 endfunction()
 
 function(zelt_require_device_libraries)

@@ -4,8 +4,8 @@
 #include <unistd.h>
 
 #include "base/run_flag.h"
+#include "daemon/at_queries.h"
 #include "daemon/run_control.h"
-#include "modem/at_queries.h"
 #include "modem/health_check.h"
 #include "modem/registration.h"
 #include "platform/device_utils.h"

@@ -46,7 +46,7 @@ void print_usage(const char *started_as) {
     std::printf("Usage: %s [Options]\n"
                 "Options:\n"
                 " -d, --device=<MODULE_STR>\tOne of EC21, EC25, BG96 (default depends on HW manifest)\n"
-                " -v, --verbose=LEVEL\t\tPrint debug information (default NONE = %d, LOW = %d, HIGH = %d)\n"
+                " -v, --verbose=LEVEL\t\tPrint debug information (default NONE = %u, LOW = %u, HIGH = %u)\n"
                 " -h, --help\t\t\tThis help\n",
                 slash != nullptr ? slash + 1 : started_as, NONE, LOW, HIGH);
 }

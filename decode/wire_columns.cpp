@@ -11,9 +11,7 @@ namespace {
 void write_column(const wire_column &row, const char *field) {
     const std::string value = row.convert(field);
     for (const cell_key key : row.keys) {
-        if (key.name() != nullptr) {
-            update_cell_stat(key, value);
-        }
+        update_cell_stat(key, value);
     }
 }
 

@@ -7,16 +7,15 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
+#include <exception>
 #include <memory>
-#include <system_error>
 
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "host/say_once.h"
 #include "host/stop.h"
 #include "platform/device_utils.h"
 #include "posix/descriptor.h"
@@ -35,6 +34,38 @@ int milliseconds_until(clock_type::time_point moment) {
 // hundred milliseconds.
 constexpr std::chrono::milliseconds BETWEEN_TWO_LOOKS{20};
 
+// Looks only: the status is still there for the reaping, but for a child that the kernel has forgotten.
+bool has_ended(pid_t child) {
+    siginfo_t end = {};
+    return waitid(P_PID, static_cast<id_t>(child), &end, WEXITED | WNOHANG | WNOWAIT) != 0 || end.si_pid == child;
+}
+
+// What all commands of the router together may still take once the stop was requested: enough for the rest of a cycle
+// whose commands work, and below the 5 s in which a stop is to end.
+std::chrono::milliseconds patience_after_stop{3000};
+
+// False when the patience was used up before the child's end.
+bool ends_in_time(pid_t child) {
+    const descriptor end = end_of_process(child);
+    const bool is_told = end.is_open() && stop_descriptor() >= 0;
+    while (!has_ended(child)) {
+        const bool stopping = stop_requested();
+        if (stopping && patience_after_stop.count() <= 0) {
+            return false;
+        }
+        std::array<pollfd, 2> events = {{{end.get(), POLLIN, 0}, {stopping ? -1 : stop_descriptor(), POLLIN, 0}}};
+        const auto longest = stopping ? std::chrono::ceil<std::chrono::milliseconds>(patience_after_stop)
+                                      : std::chrono::milliseconds(-1);
+        const auto wait = is_told ? longest : BETWEEN_TWO_LOOKS;
+        const clock_type::time_point begin = clock_type::now();
+        poll(events.data(), events.size(), static_cast<int>(wait.count()));
+        if (stopping) {
+            patience_after_stop -= std::chrono::ceil<std::chrono::milliseconds>(clock_type::now() - begin);
+        }
+    }
+    return true;
+}
+
 // A program under supervision. Killed with its whole group, and reaped, unless its end was seen.
 class supervised {
 public:
@@ -50,7 +81,7 @@ public:
     // True when the program ended by itself in time, with at most size_limit bytes of output.
     bool follow_to_the_end(clock_type::time_point deadline, std::size_t size_limit) {
         while (text_.size() <= size_limit) {
-            if (has_ended()) {
+            if (has_ended(child_)) {
                 read_what_is_left();
                 ended_ = text_.size() <= size_limit;
                 return ended_;
@@ -71,12 +102,6 @@ public:
     std::string text() && { return std::move(text_); }
 
 private:
-    // Looks only: the status is still there for the reaping.
-    bool has_ended() const {
-        siginfo_t end = {};
-        return waitid(P_PID, static_cast<id_t>(child_), &end, WEXITED | WNOHANG | WNOWAIT) == 0 && end.si_pid == child_;
-    }
-
     void read_some() {
         std::array<char, 4096> piece = {};
         const ssize_t size = read(output_.get(), piece.data(), piece.size());
@@ -117,6 +142,8 @@ private:
 
 }  // namespace
 
+// A network that is half configured is worse than a command that outlives us: none is ever killed. Behind one that
+// hangs at a stop no other is started, since the two would get in each other's way.
 int brelsys(const char *format, ...) {
     char *command_line = nullptr;
     va_list arguments;
@@ -127,7 +154,19 @@ int brelsys(const char *format, ...) {
         return COULD_NOT_BE_RUN;
     }
     const std::unique_ptr<char, decltype(&std::free)> owner(command_line, &std::free);
-    return run_process({"/bin/sh", "-c", command_line});
+    if (stop_requested() && patience_after_stop.count() <= 0) {
+        return COULD_NOT_BE_RUN;
+    }
+    const pid_t child = start_process({"/bin/sh", "-c", command_line});
+    if (child < 0) {
+        return COULD_NOT_BE_RUN;
+    }
+    if (!ends_in_time(child)) {
+        say_once("zelt: stopping without the end of \"" + std::string(command_line) + "\", which goes on as process " +
+                 std::to_string(child));
+        return COULD_NOT_BE_RUN;
+    }
+    return wait_for_end(child);
 }
 
 std::optional<std::string> collect_output(const std::vector<std::string> &program_and_arguments,
@@ -156,13 +195,18 @@ std::optional<std::string> collect_output(const std::vector<std::string> &progra
     return std::move(program).text();
 }
 
-// Not close_range(), which older kernels do not have.
-void keep_descriptors_from_programs() {
-    std::error_code none_to_be_seen;
-    for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd", none_to_be_seen)) {
-        const int fd = std::stoi(entry.path().filename());
-        if (fd > STDERR_FILENO) {
-            fcntl(fd, F_SETFD, FD_CLOEXEC);
-        }
+// The C library's own ignores SIGINT and SIGQUIT in who calls it while the command runs: a stop would be lost. The
+// linker takes this one in its place. The command is waited for however long it takes, after a stop too.
+extern "C" int system(const char *command) try {
+    if (command == nullptr) {
+        return 1;  // there is a shell
     }
+    const pid_t child =
+        start_process({"/bin/sh", "-c", command}, {.streams = {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}});
+    int status = -1;
+    while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return status;
+} catch (const std::exception &) {  // no memory
+    return -1;
 }

@@ -22,7 +22,3 @@
 // when it gains privileges as it starts (set-user-ID): these live on, and lose the pipe that they write to.
 std::optional<std::string> collect_output(const std::vector<std::string> &program_and_arguments,
                                           std::chrono::milliseconds deadline, std::size_t size_limit);
-
-// For programs that are not started here, as by system(): they inherit no descriptor that is open now, but for the
-// standard ones.
-void keep_descriptors_from_programs();

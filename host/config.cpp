@@ -5,7 +5,6 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
@@ -100,7 +99,7 @@ void tell_once(const char *path, const std::string &problem) {
     const std::string news =
         problem.empty() ? "" : "zelt: waiting for the configuration: " + std::string(path) + ": " + problem;
     if (news != last_told && !news.empty()) {
-        std::fprintf(stderr, "%s\n", news.c_str());
+        say(news);
     }
     last_told = news;
 }
@@ -113,8 +112,9 @@ std::optional<Json::Value> read_configuration() {
         if (file.problem.empty()) {
             file.problem = parse_object(file.text, &object);
         }
-    } catch (const Json::RuntimeError &) {
-        file.problem = "values are nested too deep";
+    } catch (const Json::RuntimeError &e) {
+        const bool too_deep = std::string_view(e.what()).starts_with("Exceeded stackLimit");
+        file.problem = too_deep ? "values are nested too deep" : "no memory is left to read it";
     }
     tell_once(path, file.problem);
     return file.problem.empty() ? std::optional(std::move(object)) : std::nullopt;

@@ -1,5 +1,8 @@
-// The typed queries: one AT exchange each, or one for every registration domain. Blocks as the exchange does.
+// The typed queries: one AT exchange each, or one for every registration domain. Blocks as the exchange does. No
+// exception leaves them: without memory a query fails like any other. The health check would keep the port's lock for
+// ever.
 #include <array>
+#include <exception>
 #include <optional>
 #include <string>
 
@@ -11,7 +14,8 @@ namespace {
 
 constexpr int FAILED = -1;
 
-int get_text(int fd, const char *command, std::string (*text_in)(const at_lines &), char *buffer, unsigned int size) {
+int get_text(int fd, const char *command, std::string (*text_in)(const at_lines &), char *buffer,
+             unsigned int size) try {
     if (buffer == nullptr || size == 0) {
         return FAILED;
     }
@@ -23,6 +27,8 @@ int get_text(int fd, const char *command, std::string (*text_in)(const at_lines 
     const std::size_t length = text_in(answer.lines).copy(buffer, size - 1);
     buffer[length] = '\0';
     return static_cast<int>(length);
+} catch (const std::exception &) {
+    return FAILED;
 }
 
 struct registration_domain {
@@ -42,7 +48,7 @@ constexpr std::array<registration_domain, 4> DOMAINS = {{
 
 // Registered is proven by the first domain that says so, the contrary only by all of them: when the port fails
 // before, or a stop comes, the module is not reported as unregistered. Modules without 5G answer ERROR to the last.
-int zelt_at_cmd_get_registration_and_roaming(int fd, bool *registered, bool *roaming) {
+int zelt_at_cmd_get_registration_and_roaming(int fd, bool *registered, bool *roaming) try {
     bool answered = false;
     for (const registration_domain &domain : DOMAINS) {
         const at_answer answer = ask_module(fd, domain.command);
@@ -66,6 +72,8 @@ int zelt_at_cmd_get_registration_and_roaming(int fd, bool *registered, bool *roa
     *registered = false;
     *roaming = false;
     return 0;
+} catch (const std::exception &) {
+    return FAILED;
 }
 
 int zelt_at_cmd_get_carrier_name(int fd, char *buffer, unsigned int size) {
@@ -84,6 +92,8 @@ int zelt_at_cmd_get_cfun(int fd, char *buffer, unsigned int size) {
     return get_text(fd, "at+cfun?\r", functionality_level, buffer, size);
 }
 
-int zelt_at_cmd_restore_factory_settings(int fd) {
+int zelt_at_cmd_restore_factory_settings(int fd) try {
     return ask_module(fd, "at&f\r").ending == at_ending::ok ? 0 : FAILED;
+} catch (const std::exception &) {
+    return FAILED;
 }

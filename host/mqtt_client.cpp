@@ -1,26 +1,28 @@
-// The MQTT client, over libmosquitto without its thread: the daemon is single-threaded, and its sleep() must be the one
+// The MQTT client, over the library's synchronous interface, which has no thread: the daemon's sleep() must be the one
 // that a signal interrupts. The connection is served only inside the two operations, and both are bounded in time.
 // Never logs.
 #include "platform/mqtt_client.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
-#include <optional>
+#include <memory>
 #include <string>
+#include <utility>
 
-#include <mosquitto.h>
+#include <MQTTClient.h>
 
-#include "host/commands.h"
-#include "host/process_start.h"
+#include "host/stop.h"
 
 namespace {
 
 using clock_type = std::chrono::steady_clock;
+using std::chrono::milliseconds;
 
 // The broker is on this machine and answers within milliseconds. The daemon's cycle of 4 s should not grow much when
 // it does not answer at all.
-constexpr std::chrono::seconds CONNECT_LIMIT{2};
-constexpr std::chrono::seconds ACKNOWLEDGE_LIMIT{3};
+constexpr std::chrono::duration<int> CONNECT_LIMIT{2};
+constexpr milliseconds ACKNOWLEDGE_LIMIT{3000};
 
 // The longest that the protocol has, 18 hours: nobody serves the connection between two messages, so with a shorter
 // one the broker would cut it each time. After 27 hours it does, and the next message connects anew.
@@ -29,103 +31,85 @@ constexpr int KEEPALIVE_SECONDS = 65535;
 constexpr int QUALITY_AT_LEAST_ONCE = 1;
 
 // The limit of the protocol for a whole packet, less what the topic and the header take at most.
-constexpr std::size_t LARGEST_PAYLOAD_BYTES = 268435455 - 65535 - 16;
-
-struct mosquitto_deleter {
-    void operator()(mosquitto *client) const { mosquitto_destroy(client); }
-};
+constexpr std::size_t LONGEST_TOPIC_BYTES = 65535;
+constexpr std::size_t LARGEST_PAYLOAD_BYTES = 268435455 - LONGEST_TOPIC_BYTES - 16;
 
 // One connection, from the first try to its end; a lost one is never revived. So nothing that was queued for a dead
 // connection can reach the broker later, when nobody expects it any more.
-struct connection {
-    std::unique_ptr<mosquitto, mosquitto_deleter> client;
-    std::optional<int> connect_answer;
-    int acknowledged_message = 0;  // message ids start at 1
-};
+class connection {
+public:
+    connection() = default;
+    ~connection() { MQTTClient_destroy(&client_); }
+    connection(const connection &) = delete;
+    connection &operator=(const connection &) = delete;
 
-void on_connect(mosquitto * /*client*/, void *context, int answer) {
-    static_cast<connection *>(context)->connect_answer = answer;
-}
+    bool open(const std::string &client_name, const std::string &host, int port, bool clean_session) {
+        const std::string broker = "tcp://" + host + ":" + std::to_string(port);
+        const bool created = MQTTClient_create(&client_, broker.c_str(), client_name.c_str(),
+                                               MQTTCLIENT_PERSISTENCE_NONE, nullptr) == MQTTCLIENT_SUCCESS;
+        MQTTClient_connectOptions options = MQTTClient_connectOptions_initializer;
+        options.MQTTVersion = MQTTVERSION_3_1_1;  // left open, a refusal would be followed by a second try
+        options.keepAliveInterval = KEEPALIVE_SECONDS;
+        options.cleansession = clean_session ? 1 : 0;
+        options.connectTimeout = CONNECT_LIMIT.count();
+        return created && MQTTClient_connect(client_, &options) == MQTTCLIENT_SUCCESS;
+    }
 
-void on_publish(mosquitto * /*client*/, void *context, int message) {
-    static_cast<connection *>(context)->acknowledged_message = message;
-}
+    // Also takes what the broker sent meanwhile, its farewell too. Waits for it up to a tenth of a second.
+    bool is_alive() {
+        MQTTClient_yield();
+        return MQTTClient_isConnected(client_) != 0;
+    }
 
-// Serves the connection until the condition holds. False when it was lost before, or the time was up.
-template <typename Condition>
-bool serve_until(connection &broker, std::chrono::seconds limit, Condition holds) {
-    const clock_type::time_point deadline = clock_type::now() + limit;
-    while (!holds()) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - clock_type::now()).count();
-        if (left <= 0 || mosquitto_loop(broker.client.get(), static_cast<int>(left), 1) != MOSQ_ERR_SUCCESS) {
-            return holds();
+    BREL_MQTT_RC publish(const char *topic, const char *payload) {
+        MQTTClient_deliveryToken message = 0;
+        const int outcome = MQTTClient_publish(client_, topic, static_cast<int>(std::strlen(payload)), payload,
+                                               QUALITY_AT_LEAST_ONCE, 0, &message);
+        if (outcome == MQTTCLIENT_BAD_UTF8_STRING) {
+            return BREL_MQTT_BAD_REQUEST;
         }
+        if (outcome == MQTTCLIENT_SUCCESS && is_acknowledged(message)) {
+            return BREL_MQTT_SUCCESS;
+        }
+        return MQTTClient_isConnected(client_) != 0 ? BREL_MQTT_UNSUCCESSFUL : BREL_MQTT_BUSY;
     }
-    return true;
-}
 
-bool is_alive(connection &broker) {
-    return mosquitto_loop(broker.client.get(), 0, 1) == MOSQ_ERR_SUCCESS;
-}
+    void say_goodbye() { MQTTClient_disconnect(client_, 0); }
 
-std::unique_ptr<connection> connect(const std::string &client_name, const std::string &host, int port,
-                                    bool clean_session) {
-    auto broker = std::make_unique<connection>();
-    broker->client.reset(mosquitto_new(client_name.c_str(), clean_session, broker.get()));
-    catch_broken_pipes();  // the library has just ignored them
-    mosquitto *client = broker->client.get();
-    if (client == nullptr) {
-        return nullptr;
+private:
+    // A stop leaves a healthy broker time enough to answer.
+    bool is_acknowledged(MQTTClient_deliveryToken message) {
+        constexpr milliseconds PATIENCE_AFTER_STOP{500};
+        constexpr unsigned long LOOK_FOR_A_STOP_MS = 100;
+        clock_type::time_point deadline = clock_type::now() + ACKNOWLEDGE_LIMIT;
+        bool stopping = false;
+        while (clock_type::now() < deadline && MQTTClient_isConnected(client_) != 0) {
+            if (MQTTClient_waitForCompletion(client_, message, LOOK_FOR_A_STOP_MS) == MQTTCLIENT_SUCCESS) {
+                return true;
+            }
+            if (!stopping && stop_requested()) {
+                stopping = true;
+                deadline = std::min(deadline, clock_type::now() + PATIENCE_AFTER_STOP);
+            }
+        }
+        return false;
     }
-    mosquitto_connect_callback_set(client, on_connect);
-    mosquitto_publish_callback_set(client, on_publish);
-    // The variant that does not wait: connect() itself waits for minutes on a listener that accepts nothing.
-    if (mosquitto_connect_async(client, host.c_str(), port, KEEPALIVE_SECONDS) != MOSQ_ERR_SUCCESS) {
-        return nullptr;
-    }
-    const bool answered = serve_until(*broker, CONNECT_LIMIT, [&] { return broker->connect_answer.has_value(); });
-    keep_descriptors_from_programs();  // the library's are open to all that are started
-    return answered && broker->connect_answer == 0 ? std::move(broker) : nullptr;
-}
+
+    MQTTClient client_ = nullptr;
+};
 
 bool is_valid_message(const char *topic, const char *payload) {
-    return topic != nullptr && *topic != '\0' && mosquitto_pub_topic_check(topic) == MOSQ_ERR_SUCCESS &&
-           mosquitto_validate_utf8(topic, static_cast<int>(std::strlen(topic))) == MOSQ_ERR_SUCCESS &&
-           payload != nullptr && std::strlen(payload) <= LARGEST_PAYLOAD_BYTES;
+    return topic != nullptr && *topic != '\0' && std::strlen(topic) <= LONGEST_TOPIC_BYTES &&
+           std::strpbrk(topic, "+#") == nullptr && payload != nullptr && std::strlen(payload) <= LARGEST_PAYLOAD_BYTES;
 }
 
-BREL_MQTT_RC publish(connection &broker, const char *topic, const char *payload) {
-    int message = 0;
-    const int outcome = mosquitto_publish(broker.client.get(), &message, topic, static_cast<int>(std::strlen(payload)),
-                                          payload, QUALITY_AT_LEAST_ONCE, false);
-    if (outcome == MOSQ_ERR_NO_CONN || outcome == MOSQ_ERR_CONN_LOST) {
-        return BREL_MQTT_BUSY;
-    }
-    if (outcome != MOSQ_ERR_SUCCESS) {
-        return BREL_MQTT_UNSUCCESSFUL;
-    }
-    if (serve_until(broker, ACKNOWLEDGE_LIMIT, [&] { return broker.acknowledged_message == message; })) {
-        return BREL_MQTT_SUCCESS;
-    }
-    return mosquitto_socket(broker.client.get()) < 0 ? BREL_MQTT_BUSY : BREL_MQTT_UNSUCCESSFUL;
-}
-
-std::string text_or_empty(const char *text) {
+const char *text_or_empty(const char *text) {
     return text != nullptr ? text : "";
 }
-
-// The library counts its users.
-struct library_user {
-    library_user() { mosquitto_lib_init(); }
-    ~library_user() { mosquitto_lib_cleanup(); }
-    library_user(const library_user &) = delete;
-    library_user &operator=(const library_user &) = delete;
-};
 
 }  // namespace
 
 struct mqtt_brel::implementation {
-    library_user library;
     std::string client_name;
     std::string host;
     int port;
@@ -133,9 +117,13 @@ struct mqtt_brel::implementation {
     std::unique_ptr<connection> broker;  // null without a connection
 
     bool ensure_connected() {
-        if (broker == nullptr || !is_alive(*broker)) {
-            broker.reset();  // before the next one: two connections of one name would throw each other out
-            broker = connect(client_name, host, port, clean_session);
+        if (broker != nullptr && broker->is_alive()) {
+            return true;
+        }
+        broker.reset();  // before the next one: two connections of one name would throw each other out
+        auto next = std::make_unique<connection>();
+        if (next->open(client_name, host, port, clean_session)) {
+            broker = std::move(next);
         }
         return broker != nullptr;
     }
@@ -147,8 +135,8 @@ struct mqtt_brel::implementation {
         if (!ensure_connected()) {
             return BREL_MQTT_BUSY;
         }
-        const BREL_MQTT_RC result = publish(*broker, topic, payload);
-        if (result != BREL_MQTT_SUCCESS) {
+        const BREL_MQTT_RC result = broker->publish(topic, payload);
+        if (result != BREL_MQTT_SUCCESS && result != BREL_MQTT_BAD_REQUEST) {
             broker.reset();
         }
         return result;
@@ -156,11 +144,11 @@ struct mqtt_brel::implementation {
 };
 
 mqtt_brel::mqtt_brel(const char *client_name, const char *broker_host, int port, bool clean_session)
-    : impl_(new implementation{{}, text_or_empty(client_name), text_or_empty(broker_host), port, clean_session, {}}) {}
+    : impl_(new implementation{text_or_empty(client_name), text_or_empty(broker_host), port, clean_session, {}}) {}
 
 mqtt_brel::~mqtt_brel() {
     if (impl_->broker != nullptr) {
-        mosquitto_disconnect(impl_->broker->client.get());
+        impl_->broker->say_goodbye();
     }
 }
 

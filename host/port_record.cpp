@@ -32,6 +32,6 @@ const std::optional<port_record> &recorded_port() {
 
 const char *port_state_name(port_state state) {
     // In the order of the enumeration.
-    constexpr std::array<const char *, 4> NAMES{"answers", "no answer", "hung up", "cannot be opened"};
+    constexpr std::array<const char *, 5> NAMES{"answers", "no answer", "hung up", "cannot be opened", "in use"};
     return NAMES.at(static_cast<std::size_t>(state));
 }

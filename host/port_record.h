@@ -2,10 +2,10 @@
 // blocks.
 //
 // The database publishes it in the named database "PLATFORM", beside the daemon's values and in the same commit:
-//   PORT_STATE        "answers", "no answer", "hung up" or "cannot be opened"
+//   PORT_STATE        "answers", "no answer", "hung up", "cannot be opened" or "in use"
 //   PORT_STATE_SINCE  when it came to that, in seconds since boot
 //   PORT_LAST_ANSWER  when an answer was last complete, in seconds since boot; missing when none ever was
-//   PORT_REASON       why it cannot be opened, and what to do about it; otherwise empty
+//   PORT_REASON       why it cannot be opened, and what to do about it; which other programs use it; otherwise empty
 #pragma once
 
 #include <optional>
@@ -13,7 +13,7 @@
 
 inline constexpr const char *PLATFORM_DATABASE = "PLATFORM";
 
-enum class port_state { answers, no_answer, hung_up, cannot_be_opened };
+enum class port_state { answers, no_answer, hung_up, cannot_be_opened, in_use };
 
 struct port_record {
     port_state state;

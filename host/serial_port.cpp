@@ -10,13 +10,19 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include "host/port_record.h"
+#include "host/port_watch.h"
 #include "host/say_once.h"
 #include "host/stop.h"
 #include "platform/module_access.h"
+#include "posix/device_holders.h"
+#include "store/value_text.h"
 
 namespace {
 
@@ -42,23 +48,27 @@ constexpr milliseconds NO_SILENCE{-1};
 // Reads and writes until a moment given by the caller, a stop, or the end of the port.
 class port_stream {
 public:
-    enum class event { line, written, time_is_up, stopped, closed };
+    enum class event { line, written, time_is_up, stopped, closed, shared };
 
     explicit port_stream(int fd) : fd_(fd) {}
 
     event write_all(std::string_view text, moment until) {
-        while (!text.empty()) {
+        for (;;) {
+            if (stop_requested() || clock_type::now() >= until) {
+                return stop_requested() ? event::stopped : event::time_is_up;
+            }
+            const ssize_t size = ::write(fd_, text.data(), text.size());
+            if (size < 0 && !may_try_again()) {
+                return event::closed;
+            }
+            text.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+            if (text.empty()) {
+                return event::written;
+            }
             if (const event woken = wait(POLLOUT, until); woken != event::written) {
                 return woken;
             }
-            const ssize_t size = ::write(fd_, text.data(), text.size());
-            if (size > 0) {
-                text.remove_prefix(static_cast<std::size_t>(size));
-            } else if (!may_try_again()) {
-                return event::closed;
-            }
         }
-        return event::written;
     }
 
     // The next line, which is then in line(). With a silence, time is also up when no byte came for so long.
@@ -97,10 +107,14 @@ private:
             if (left <= 0) {
                 return event::time_is_up;
             }
-            std::array<pollfd, 2> ports = {{{fd_, what, 0}, {stop_descriptor(), POLLIN, 0}}};
+            std::array<pollfd, 3> ports = {
+                {{fd_, what, 0}, {stop_descriptor(), POLLIN, 0}, {port_watch_descriptor(), POLLIN, 0}}};
             const int ready = fd_ < 0 ? -1 : poll(ports.data(), ports.size(), static_cast<int>(left));
             if (fd_ < 0 || (ready < 0 && errno != EINTR)) {
                 return event::closed;
+            }
+            if (ready > 0 && ports[2].revents != 0 && port_was_shared()) {
+                return event::shared;
             }
             if (ready > 0 && ports[0].revents != 0) {
                 return what == POLLIN ? event::line : event::written;
@@ -118,8 +132,14 @@ private:
 
 // The end of an exchange for which no final result came.
 at_answer broken_off(port_stream::event why, at_lines lines = {}) {
-    const bool closed = why == port_stream::event::closed;
-    return {closed ? at_ending::port_closed : at_ending::no_final_result, std::move(lines)};
+    switch (why) {
+    case port_stream::event::shared:
+        return {at_ending::port_shared, {}};
+    case port_stream::event::closed:
+        return {at_ending::port_closed, std::move(lines)};
+    default:
+        return {at_ending::no_final_result, std::move(lines)};
+    }
 }
 
 at_answer completed(std::string_view final_result, at_lines lines) {
@@ -235,12 +255,19 @@ std::string advice_for(int error) {
     }
 }
 
-// 8 data bits, no parity, 1 stop bit, no flow control, every byte as it is.
+bool are_equal(const termios &a, const termios &b) {
+    return a.c_iflag == b.c_iflag && a.c_oflag == b.c_oflag && a.c_cflag == b.c_cflag && a.c_lflag == b.c_lflag &&
+           a.c_cc[VMIN] == b.c_cc[VMIN] && a.c_cc[VTIME] == b.c_cc[VTIME];
+}
+
+// 8 data bits, no parity, 1 stop bit, no flow control, every byte as it is. A port remembers its settings, but other
+// programs use it too: it is asked each time, and told when they are others.
 bool make_raw(int fd) {
-    termios settings = {};
-    if (tcgetattr(fd, &settings) != 0) {
+    termios found = {};
+    if (tcgetattr(fd, &found) != 0) {
         return false;
     }
+    termios settings = found;
     cfmakeraw(&settings);
     settings.c_cflag &= ~static_cast<tcflag_t>(CSTOPB | CRTSCTS);
     // The port is closed after each exchange: a modem line that drops then makes modules end the data call.
@@ -249,14 +276,47 @@ bool make_raw(int fd) {
     // A read of no bytes means the end of the port, not that nothing is there yet.
     settings.c_cc[VMIN] = 1;
     settings.c_cc[VTIME] = 0;
-    if (tcsetattr(fd, TCSANOW, &settings) != 0) {
+    if (!are_equal(found, settings) && tcsetattr(fd, TCSANOW, &settings) != 0) {
         return false;
     }
     // The modules' default. A USB port has no real speed and may refuse one.
-    if (cfsetspeed(&settings, B115200) == 0) {
+    if (cfgetospeed(&found) != B115200 && cfsetspeed(&settings, B115200) == 0) {
         tcsetattr(fd, TCSANOW, &settings);
     }
     return true;
+}
+
+bool is_first_user_namespace() {
+    constexpr std::string_view FIRST = "user:[4026531837]";
+    std::array<char, 64> name = {};
+    const ssize_t size = readlink("/proc/self/ns/user", name.data(), name.size());
+    return size > 0 && std::string_view(name.data(), static_cast<std::size_t>(size)) == FIRST;
+}
+
+// The trap: a pseudo-terminal keeps the flag when its user is killed, as long as the other end is open. Then only the
+// machine's root opens it again, and a daemon in a box or of an ordinary user would be locked out by its predecessor. A
+// real port forgets it with its last user.
+void keep_others_away(int fd) {
+    static const bool gets_in_anyway = geteuid() == 0 && is_first_user_namespace();
+    constexpr unsigned int FIRST_PSEUDO_TERMINAL = 136;
+    constexpr unsigned int LAST_PSEUDO_TERMINAL = 143;
+    struct stat status {};
+    if (gets_in_anyway || (fstat(fd, &status) == 0 && (major(status.st_rdev) < FIRST_PSEUDO_TERMINAL ||
+                                                       major(status.st_rdev) > LAST_PSEUDO_TERMINAL))) {
+        ioctl(fd, TIOCEXCL);
+    }
+}
+
+// The values stay old until the port is ours alone. The record has the process, the message the program: one that is
+// started again and again is named once.
+void tell_users(const std::vector<device_holder> &users) {
+    std::string programs;
+    for (const device_holder &user : users) {
+        programs += (programs.empty() ? "" : ", ") + escaped(user.name);
+    }
+    record_port(port_state::in_use, escaped(in_words(users)));
+    say_once("The AT port is in use by another program (" + programs +
+             "): two readers take pieces of each other's answers, so the daemon waits until it is alone there");
 }
 
 // A failed exchange of the operation below, which keeps 0 and 1 for the two completed answers.
@@ -276,6 +336,14 @@ void copy_text(std::string_view text, char *buffer, unsigned int buffer_size) {
     }
 }
 
+// What the module does not take would hold up the close, for half a minute on a real port.
+void drop_what_was_not_sent(int fd) {
+    int unsent = 0;
+    if (ioctl(fd, TIOCOUTQ, &unsent) == 0 && unsent > 0) {
+        tcflush(fd, TCOFLUSH);
+    }
+}
+
 at_answer exchange(int fd, const std::string &command, const std::string &wanted_prefix, const at_limits &limits) {
     const moment deadline = clock_type::now() + limits.total;
     port_stream port(fd);
@@ -283,12 +351,18 @@ at_answer exchange(int fd, const std::string &command, const std::string &wanted
     const bool in_doubt = step.out_of_step && !get_in_step(port, limits, deadline);
     step.out_of_step = true;
     if (const port_stream::event event = port.write_all(command, deadline); event != port_stream::event::written) {
+        drop_what_was_not_sent(fd);
         return broken_off(event);
     }
     at_answer answer = in_doubt ? read_answer_in_doubt(port, command, limits, deadline)
                                 : read_answer_in_step(port, command, wanted_prefix, limits, deadline);
+    if (port_was_shared()) {  // the last bytes may have been read before the notice of it
+        return broken_off(port_stream::event::shared);
+    }
     if (answer.is_complete()) {
         step = {};
+    } else {
+        drop_what_was_not_sent(fd);
     }
     return answer;
 }
@@ -298,7 +372,10 @@ void record_outcome(const at_answer &answer, const std::string &wanted_prefix) {
     const bool has_wanted_line = !wanted_prefix.empty() && std::ranges::any_of(answer.lines, [&](const auto &line) {
         return line.starts_with(wanted_prefix);
     });
-    if (answer.is_complete() || has_wanted_line) {
+    if (answer.ending == at_ending::port_shared) {
+        const std::vector<device_holder> users = look_for_users_of_port();
+        tell_users(users.empty() ? std::vector<device_holder>{{0, "a program that has gone again"}} : users);
+    } else if (answer.is_complete() || has_wanted_line) {
         record_port(port_state::answers);
     } else if (answer.ending == at_ending::port_closed) {
         record_port(port_state::hung_up);
@@ -314,15 +391,23 @@ at_answer ask_module(int fd, const std::string &command, const std::string &want
     if (fd >= 0) {
         record_outcome(answer, wanted_prefix);
     }
+    if (!answer.is_complete()) {
+        doubt_port();
+    }
     return answer;
 }
 
 int ser_open(const char *device) {
     const std::string path = device == nullptr ? "" : device;
+    if (const std::vector<device_holder> users = users_of_port(path); !users.empty()) {
+        tell_users(users);
+        return -1;
+    }
     // Not blocking: neither the open, which would wait for a carrier, nor the exchanges, which have a deadline.
     const int fd = open(path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
     if (fd >= 0 && make_raw(fd)) {
-        tcflush(fd, TCIOFLUSH);
+        keep_others_away(fd);
+        port_is_open();
         return fd;
     }
     const int error = errno;
@@ -335,6 +420,7 @@ int ser_open(const char *device) {
 
 void ser_close(int fd) {
     if (fd >= 0) {
+        ioctl(fd, TIOCNXCL);  // a pseudo-terminal, or a port that another program has open, would keep it
         close(fd);
     }
 }

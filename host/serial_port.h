@@ -11,6 +11,9 @@
 //      goes on "in doubt": only the last answer before a silence counts, and never one that the mark's answer follows.
 //   3. The mark's answer in an exchange that believed itself in step shows the error: the exchange fails, and the next
 //      one gets in step again. So a wrong belief never lasts.
+//
+// What another program reads from the port is missing in our answers. So the port is not opened while another one has
+// it open, and an exchange during which one opened it has no answer (host/port_watch.h).
 #pragma once
 
 #include <chrono>
@@ -21,6 +24,7 @@
 enum class at_ending {
     ok,
     error,            // "ERROR" or one of its families
+    port_shared,      // another program opened the port meanwhile: pieces may be missing, so there are no lines
     port_closed,      // bad descriptor, hang-up, end of file, read or write error
     no_final_result,  // the deadline, a stop, or somebody else's answer
 };

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "platform/module_access.h"
+#include "store/writer_wait.h"
 
 namespace {
 
@@ -31,6 +32,7 @@ bool stop_requested() {
 void stop_libzelt_funcs() {
     const int interrupted_errno = errno;
     requested.store(true);
+    end_writer_waits();
     const std::uint64_t one = 1;
     // Fails only when it is readable already, or does not exist: nothing to do about either.
     [[maybe_unused]] const ssize_t written = write(event_descriptor, &one, sizeof one);

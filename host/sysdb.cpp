@@ -1,8 +1,8 @@
-// The system database of the platform, on store/. Its sessions open the environment and close it again, so a
-// folder that is removed and made anew while the daemon runs is found anew by the next session.
+// The system database of the platform, on host/kept_database. A folder that is removed and made anew while the daemon
+// runs is found anew by the next transaction; after a fault the next session opens the database anew.
 //
-// Sessions may nest; they share the environment of the outermost one, and no session may write inside one that only
-// reads. Transactions may not nest: a second one is refused, whether it reads or writes. For one thread.
+// Sessions may nest; they share the environment, and no session may write inside one that only reads. Transactions may
+// not nest: a second one is refused, whether it reads or writes. For one thread.
 // A fault is told on standard error once per reason; that nothing was written yet is not a fault.
 #include "platform/sysdb.h"
 
@@ -15,20 +15,19 @@
 #include <utility>
 #include <variant>
 
+#include "host/kept_database.h"
 #include "host/port_record.h"
 #include "host/say_once.h"
-#include "store/environment.h"
 
 namespace {
 
 // What the sessions of this process share.
 struct shared_state {
-    sysdb_environment environment;
-    sysdb_transaction transaction;
-    std::string folder;
-    sysdb_access access = sysdb_access::read;  // of the environment, decided by the outermost session
+    kept_database database;
+    sysdb_access access = sysdb_access::read;  // of the outermost session
     int sessions = 0;
     bool has_written = false;  // in the transaction
+    bool is_troubled = false;  // a session met a fault
 };
 
 shared_state &shared() {
@@ -44,11 +43,12 @@ sysdb_access access_of(int flags) {
 // A missing key or named database is no fault, and a broken transaction was told when it broke.
 int told(int result, const char *key = "") {
     if (result != 0 && result != SYSDB_MISSING && result != SYSDB_BROKEN_TRANSACTION) {
-        std::string reason = sysdb_problem(shared().folder, result);
+        std::string reason = sysdb_problem(shared().database.folder(), result);
         if (result == SYSDB_FOREIGN_VALUE) {
             reason.append(" ").append(key);
         }
         say_once("zelt: system database " + reason);
+        shared().is_troubled |= result != SYSDB_FOREIGN_VALUE;
     }
     return result == 0 ? 0 : -1;
 }
@@ -66,9 +66,8 @@ int guarded(Body body) noexcept {
 int open_session(sysdb_handle &handle, sysdb_access access) {
     shared_state &state = shared();
     if (state.sessions == 0) {
-        state.folder = sysdb_folder();
         state.access = access;
-        if (const int result = state.environment.open(state.folder, access); result != 0) {
+        if (const int result = state.database.open(sysdb_folder(), access); result != 0) {
             return access == sysdb_access::read && sysdb_is_absent(result) ? -1 : told(result);
         }
     } else if (access != sysdb_access::read && state.access == sysdb_access::read) {
@@ -83,49 +82,43 @@ bool has_transaction(const sysdb_handle *handle) {
     return handle != nullptr && handle->transaction != nullptr;
 }
 
-// The one transaction, when it is this session's.
-sysdb_transaction *transaction_of(const sysdb_handle *handle) {
-    return has_transaction(handle) ? &shared().transaction : nullptr;
+// With the one transaction open, when that is this session's.
+kept_database *database_of(const sysdb_handle *handle) {
+    return has_transaction(handle) ? &shared().database : nullptr;
 }
 
 int write_value(const sysdb_handle *handle, const char *key, const sysdb_value &value) {
-    sysdb_transaction *transaction = transaction_of(handle);
-    if (transaction == nullptr) {
+    kept_database *database = database_of(handle);
+    if (database == nullptr) {
         return -1;
     }
-    const int result = transaction->put(key, value);
+    const int result = database->put(key, value);
     shared().has_written |= result == 0;
     return told(result);
 }
 
-void put_if_new(sysdb_transaction &transaction, const char *key, const sysdb_value &value) {
-    sysdb_value stored;
-    if (transaction.get(key, &stored) != 0 || stored != value) {
-        transaction.put(key, value);
-    }
-}
-
-// What the platform itself has to tell rides along with the commits that are made anyway: an exchange with the module
-// costs no commit. Compared with what is stored, so that it is there in a folder made anew too. A fault breaks the
+// What the platform itself has to tell rides along with what is written anyway: an exchange with the module costs no
+// commit. Where all that was written had its value already, there is one when the record has news, at most once a
+// second: a reader that waits for commits must learn how old the module's last answer is. A fault breaks the
 // transaction, and shows as it ends.
-void add_port_record(sysdb_transaction &transaction) {
+void add_port_record(kept_database *database) {
     const std::optional<port_record> &record = recorded_port();
-    if (!record || transaction.use(PLATFORM_DATABASE, sysdb_access::create) != 0) {
+    if (!record || database->use_beside(PLATFORM_DATABASE) != 0) {
         return;
     }
-    put_if_new(transaction, "PORT_STATE", std::string(port_state_name(record->state)));
-    put_if_new(transaction, "PORT_STATE_SINCE", record->since);
-    put_if_new(transaction, "PORT_REASON", record->reason);
+    database->put_beside("PORT_STATE", std::string(port_state_name(record->state)));
+    database->put_beside("PORT_STATE_SINCE", record->since);
+    database->put_beside("PORT_REASON", record->reason);
     if (record->last_answer) {
-        put_if_new(transaction, "PORT_LAST_ANSWER", *record->last_answer);
+        database->put_beside("PORT_LAST_ANSWER", *record->last_answer);
     } else {
-        transaction.remove("PORT_LAST_ANSWER");
+        database->remove_beside("PORT_LAST_ANSWER");
     }
 }
 
 int read_value(const sysdb_handle *handle, const char *key, sysdb_value &value) {
-    const sysdb_transaction *transaction = transaction_of(handle);
-    return transaction == nullptr ? -1 : told(transaction->get(key, &value), key);
+    kept_database *database = database_of(handle);
+    return database == nullptr ? -1 : told(database->get(key, &value), key);
 }
 
 // The integer part, when an int can hold it: the bounds are the first reals whose integer part it cannot. NaN is
@@ -168,11 +161,11 @@ void sysdb_exit(sysdb_handle *handle) {
     }
     shared_state &state = shared();
     if (has_transaction(handle)) {
-        state.transaction.drop();
+        state.database.drop();
     }
     *handle = {};
-    if (--state.sessions == 0) {
-        state.environment.close();
+    if (--state.sessions == 0 && std::exchange(state.is_troubled, false)) {
+        state.database.close();  // opening it anew mends what can be mended
     }
 }
 
@@ -184,9 +177,9 @@ int sysdb_txn_start(sysdb_handle *handle, const char *named_database, int flags)
         shared_state &state = shared();
         const sysdb_access access = access_of(flags);
         const bool may = access == sysdb_access::read || access_of(handle->flags) != sysdb_access::read;
-        const int result = may ? state.transaction.begin(state.environment, named_database, access) : EACCES;
+        const int result = may ? state.database.begin(named_database, access) : EACCES;
         if (result == 0) {
-            handle->transaction = &state.transaction;
+            handle->transaction = &state.database;
             state.has_written = false;
         }
         return told(result);
@@ -201,9 +194,9 @@ int sysdb_txn_end(sysdb_handle *handle) {
     return guarded([] {
         shared_state &state = shared();
         if (std::exchange(state.has_written, false)) {
-            add_port_record(state.transaction);
+            add_port_record(&state.database);
         }
-        return told(state.transaction.commit());
+        return told(state.database.commit());
     });
 }
 
@@ -221,11 +214,11 @@ int sysdb_write_str(sysdb_handle *handle, const char *key, const char *value, in
 
 int sysdb_del(sysdb_handle *handle, const char *key) {
     return guarded([=] {
-        sysdb_transaction *transaction = transaction_of(handle);
-        if (transaction == nullptr) {
+        kept_database *database = database_of(handle);
+        if (database == nullptr) {
             return -1;
         }
-        const int result = transaction->remove(key);
+        const int result = database->remove(key);
         shared().has_written |= result == 0;
         return result == SYSDB_MISSING ? 0 : told(result);
     });

@@ -51,6 +51,8 @@ int ip_link_set_interface_up(const char *interface_name);
 // Formats a command line in the manner of printf, runs it through the shell, waits for its end and returns its exit
 // status: 0 = success, 127 = the shell found no such command or could not be run, 128 + n = ended by signal n
 // (assumed). The line may have any length.
+// After stop_libzelt_funcs() all commands together have 3 s. One that has not ended by then is left running, and no
+// other is started: 127 (assumed).
 int brelsys(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 // Whole seconds of a clock that never steps back, since boot. The argument is always 0 (assumed: reserved).

@@ -8,8 +8,8 @@
 // Assumed by this project: the names given to the models; that stop_libzelt_funcs() is safe in a signal handler and
 // holds for the rest of the process; that an exchange ends by itself when the module stays silent, that buffers always
 // hold a NUL-terminated text afterwards (empty without an answer), that everything fails on a descriptor that is not
-// open (SER_PORT_CLOSED where that is a result), and that the two last arguments of the exchanges, which the daemon
-// passes as 1 and 1, need no other value.
+// open (SER_PORT_CLOSED where that is a result), that no exception leaves the typed queries, and that the two last
+// arguments of the exchanges, which the daemon passes as 1 and 1, need no other value.
 #pragma once
 
 #include <string>

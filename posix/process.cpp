@@ -52,7 +52,12 @@ int close_descriptors(int failure) {
     return FIRST;
 }
 
+// A stop key that was pressed since the fork is dropped: the child would stop before it runs the program, and
+// start_program() would wait for that.
 void take_default_signals() {
+    for (const int stop : {SIGTSTP, SIGTTIN, SIGTTOU}) {
+        std::signal(stop, SIG_IGN);
+    }
     for (int signal_number = 1; signal_number < NSIG; ++signal_number) {
         std::signal(signal_number, SIG_DFL);
     }

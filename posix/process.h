@@ -1,9 +1,9 @@
 // Starting another program, and waiting for its end. Never logs.
 //
-// Every child begins with the default action for each signal and none blocked, in our working directory and with our
-// environment. Between fork and exec nothing is called but what a signal handler may call too, with every signal
-// blocked: it works in a program with threads, and no handler of ours runs in the child. Descriptors 0 to 2 must be
-// open here; every program with this library begins so.
+// Every child begins with the default action for each signal, none blocked and no stop pending, in our working
+// directory and with our environment. Between fork and exec nothing is called but what a signal handler may call too,
+// with every signal blocked: it works in a program with threads, and no handler of ours runs in the child. Descriptors
+// 0 to 2 must be open here; every program with this library begins so.
 #pragma once
 
 #include <array>

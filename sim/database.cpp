@@ -3,6 +3,7 @@
 #include <ctime>
 
 #include "sim/scenario/line_text.h"
+#include "store/transaction.h"
 #include "store/value_text.h"
 
 namespace {

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "sim/scenario/line_text.h"
+#include "store/value_text.h"
 
 namespace {
 
@@ -58,7 +59,7 @@ std::vector<std::string> shell_in_box() {
 }
 
 int refuse(const std::string &message, int status) {
-    std::fprintf(stderr, "zelt-sim: %s\n", message.c_str());
+    std::fprintf(stderr, "zelt-sim: %s\n", shown(message).c_str());
     return status;
 }
 

@@ -12,6 +12,7 @@
 #include "sim/outside/outside.h"
 #include "sim/scenario/scenario.h"
 #include "sim/stand_ins/stand_in.h"
+#include "store/value_text.h"
 
 namespace {
 
@@ -31,7 +32,7 @@ int main(int argc, char **argv) {
         const std::vector<std::string> words(argv + (argc > 0 ? 1 : 0), argv + argc);
         return !words.empty() && words[0] == INSIDE ? inside({words.begin() + 1, words.end()}) : finish(outside(words));
     } catch (const scenario_error &e) {
-        std::fprintf(stderr, "%s\n", e.what());
+        std::fprintf(stderr, "%s\n", shown(e.what()).c_str());
         return EXIT_SCENARIO;
     } catch (const request_error &e) {
         return refuse(e.text);

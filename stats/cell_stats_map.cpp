@@ -1,5 +1,6 @@
 #include "stats/cell_stats_map.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <initializer_list>
 #include <vector>
@@ -11,11 +12,9 @@
 
 namespace {
 
-std::map<std::string, cell_stat> build_from_catalogue() {
-    std::map<std::string, cell_stat> map;
-    for (const catalogue_row &row : CELL_CATALOGUE) {
-        map.emplace(row.name, row);
-    }
+std::array<cell_stat, CELL_CATALOGUE.size()> build_from_catalogue() {
+    std::array<cell_stat, CELL_CATALOGUE.size()> map;
+    std::ranges::transform(CELL_CATALOGUE, map.begin(), [](const catalogue_row &row) { return cell_stat(row); });
     return map;
 }
 
@@ -51,16 +50,16 @@ struct lost_marks_return {
     }
 };
 
-void write_value(sysdb_handle *handle, const std::string &key, const cell_stat &stat) {
+void write_value(sysdb_handle *handle, const cell_stat &stat) {
     switch (stat.kind) {
     case VALUE_INTEGER:
-        sysdb_write_int(handle, key.c_str(), stat.int_value, 0);
+        sysdb_write_int(handle, stat.key, stat.int_value, 0);
         break;
     case VALUE_REAL:
-        sysdb_write_dbl(handle, key.c_str(), stat.real_value, 0);
+        sysdb_write_dbl(handle, stat.key, stat.real_value, 0);
         break;
     case VALUE_STRING:
-        sysdb_write_str(handle, key.c_str(), stat.text_value.c_str(), 0);
+        sysdb_write_str(handle, stat.key, stat.text_value.c_str(), 0);
         break;
     }
 }
@@ -73,23 +72,31 @@ void reset(std::initializer_list<cell_key> keys) {
 
 }  // namespace
 
-std::map<std::string, cell_stat> cell_stats_map = build_from_catalogue();
+std::array<cell_stat, CELL_CATALOGUE.size()> cell_stats_map = build_from_catalogue();
 
 void update_cell_stats_map(const char *key, const char *value) try {
-    const auto found = cell_stats_map.find(std::string(key));
-    if (found != cell_stats_map.end()) {
-        set_value(found->second, std::string(value));
+    const std::size_t index = cell_catalogue_index(std::string(key));
+    if (index < cell_stats_map.size()) {
+        set_value(cell_stats_map.at(index), value);
     }
 } catch (const std::exception &e) {
     log_exception(e, __func__);
 }
 
+void update_cell_stat(cell_key key, const std::string &value) try {
+    if (key.is_published()) {
+        set_value(cell_stats_map.at(key.index()), value);
+    }
+} catch (const std::exception &e) {
+    log_exception(e, "update_cell_stats_map");
+}
+
 void save_cell_stats_map_to_sysdb_atomic(sysdb_handle *handle) try {
-    for (auto &[key, stat] : cell_stats_map) {
+    for (cell_stat &stat : cell_stats_map) {
         if (stat.updated) {
             written.push_back(&stat);
             stat.updated = false;
-            write_value(handle, key, stat);
+            write_value(handle, stat);
         }
     }
 } catch (const std::exception &e) {

@@ -3,7 +3,7 @@
 // Every operation but one catches and logs its own exceptions.
 #pragma once
 
-#include <map>
+#include <array>
 #include <string>
 
 #include "platform/sysdb.h"
@@ -11,19 +11,21 @@
 
 // One statistic: the value that its kind selects.
 struct cell_stat {
-    explicit cell_stat(const catalogue_row &row) : kind(row.kind), default_number(row.default_number) {}
+    cell_stat() = default;
+    explicit cell_stat(const catalogue_row &row) : key(row.name), kind(row.kind), default_number(row.default_number) {}
 
-    value_kind kind;
-    double default_number;     // what an empty update puts in place
-    std::string default_text;  // the same of a string
-    bool updated = false;      // since the last publication
+    const char *key = nullptr;
+    value_kind kind = VALUE_INTEGER;
+    double default_number = 0.0;  // what an empty update puts in place
+    std::string default_text;     // the same of a string
+    bool updated = false;         // since the last publication
     int int_value = 0;
     double real_value = 0.0;
     std::string text_value;
 };
 
-// By key; the keys never change. Read and written through the operations below.
-extern std::map<std::string, cell_stat> cell_stats_map;
+// In the order of the catalogue, which never changes. Read and written through the operations below.
+extern std::array<cell_stat, CELL_CATALOGUE.size()> cell_stats_map;
 
 // Converts the text by the key's kind and marks the key for publication, also when the value stays the same.
 // An integer or real takes the leading number, 0 without one; an empty text selects the catalogue's default.
@@ -31,9 +33,7 @@ extern std::map<std::string, cell_stat> cell_stats_map;
 void update_cell_stats_map(const char *key, const char *value);
 
 // The same for a key that is known when the code is written.
-inline void update_cell_stat(cell_key key, const std::string &value) {
-    update_cell_stats_map(key.name(), value.c_str());
-}
+void update_cell_stat(cell_key key, const std::string &value);
 
 // Publishes the marked keys in bytewise key order, in one transaction on "CELL". When the database cannot be opened or
 // committed they stay marked and go out with the next publication.

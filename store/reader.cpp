@@ -10,6 +10,8 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
+#include "store/transaction.h"
+
 namespace {
 
 // Where the kernel gives no notices: soon enough for a person, rare enough for a battery.

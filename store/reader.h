@@ -9,6 +9,8 @@
 #include "posix/descriptor.h"
 #include "store/environment.h"
 
+class sysdb_transaction;
+
 // What to give to poll(): the descriptor becomes readable when there may be something new; without one it is -1, which
 // poll() passes over. Behind at_most_ms (-1: no limit) it is time for a look in any case.
 struct sysdb_wait {

@@ -1,5 +1,6 @@
 #include "store/utf8.h"
 
+#include <algorithm>
 #include <array>
 
 namespace {
@@ -35,6 +36,20 @@ bool has_form(std::string_view text, const form &f) {
     return true;
 }
 
+struct range {
+    std::uint32_t first;
+    std::uint32_t last;
+};
+constexpr std::array<range, 7> INVISIBLE{{
+    {0xad, 0xad},      // soft hyphen
+    {0x200b, 0x200f},  // zero width, direction marks
+    {0x2028, 0x202e},  // line separators, direction overrides
+    {0x2060, 0x206f},  // joiners, direction isolates
+    {0xfe00, 0xfe0f},  // variation selectors
+    {0xfeff, 0xfeff},
+    {0xe0000, 0x10ffff},  // tags and private planes
+}};
+
 }  // namespace
 
 utf8_character first_character(std::string_view text) {
@@ -53,4 +68,10 @@ utf8_character first_character(std::string_view text) {
 
 bool is_control(const utf8_character &character) {
     return character.code < 0x20 || (character.code >= 0x7f && character.code <= 0x9f);
+}
+
+bool is_unsafe(const utf8_character &character) {
+    return is_control(character) || (character.is_valid && std::ranges::any_of(INVISIBLE, [&](const range &one) {
+                                         return one.first <= character.code && character.code <= one.last;
+                                     }));
 }

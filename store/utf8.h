@@ -18,3 +18,8 @@ utf8_character first_character(std::string_view text);
 // C0, DEL and C1: what a terminal may obey. C1 also as a byte that stands alone, since a terminal that is not set to
 // UTF-8 obeys that.
 bool is_control(const utf8_character &character);
+
+// Controls, and what cannot be seen but changes how other characters are read: marks and overrides of direction, line
+// separators, zero width, tags. Nothing that comes from outside is printed with one of these: a text is to look like
+// what it is.
+bool is_unsafe(const utf8_character &character);

@@ -42,6 +42,19 @@ std::string escape(char byte) {
     }
 }
 
+std::string with_escapes(std::string_view text, std::string_view besides, std::string_view not_these) {
+    std::string result;
+    while (!text.empty()) {
+        const utf8_character next = first_character(text);
+        for (const char byte : text.substr(0, next.bytes)) {
+            const bool as_it_is = !is_unsafe(next) || not_these.find(byte) != std::string_view::npos;
+            result += as_it_is && besides.find(byte) == std::string_view::npos ? std::string(1, byte) : escape(byte);
+        }
+        text.remove_prefix(next.bytes);
+    }
+    return result;
+}
+
 // from_chars knows neither a leading '+' nor blanks, and tells a number beyond the range from one that fits.
 template <typename Number>
 std::optional<sysdb_value> parse_number(const std::string &text) {
@@ -70,15 +83,11 @@ std::string value_text(const sysdb_value &value) {
 }
 
 std::string escaped(std::string_view text) {
-    std::string result;
-    while (!text.empty()) {
-        const utf8_character next = first_character(text);
-        for (const char byte : text.substr(0, next.bytes)) {
-            result += is_control(next) || byte == '\\' ? escape(byte) : std::string(1, byte);
-        }
-        text.remove_prefix(next.bytes);
-    }
-    return result;
+    return with_escapes(text, "\\", "");
+}
+
+std::string shown(std::string_view text) {
+    return with_escapes(text, "", "\n");
 }
 
 std::optional<sysdb_value> parse_value(std::string_view type, const std::string &text) {

@@ -178,6 +178,7 @@ std::string to_json(const picture &known, const reading &database) {
     if (known.owner) {
         object["subscriber"]["imsi"] = json(known.owner->imsi);
         object["subscriber"]["directory_number"] = json(known.owner->directory_number);
+        object["subscriber"]["iccid"] = json(known.owner->iccid);
     }
     object["other"] = json_other(known);
 

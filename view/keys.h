@@ -28,6 +28,9 @@ inline constexpr std::array<std::string_view, 17> TEXT_KEYS{
     "CELL_IMSI",        "CELL_MDN",           "CELL_IPV4",    "CELL_MASK",       "CELL_GATEWAY",    "CELL_BCAST",
     "CELL_PRIMARY_DNS", "CELL_SECONDARY_DNS", "CELL_RSSIMON", "CELL_MODEL",      "CELL_ICCID"};
 
+// Whom the SIM card belongs to: its user's number, the telephone number, the card's own.
+inline constexpr std::array<const char *, 3> SUBSCRIBER_KEYS{"CELL_IMSI", "CELL_MDN", "CELL_ICCID"};
+
 // Secondary carriers are numbered from 1; the number stands behind these.
 inline constexpr int CARRIERS_MAX = 6;
 struct carrier_key {

@@ -13,9 +13,6 @@ namespace view {
 
 namespace {
 
-constexpr const char *IMSI_KEY = "CELL_IMSI";
-constexpr const char *DIRECTORY_NUMBER_KEY = "CELL_MDN";
-
 bool has_own_type(const snapshot::value_type &stored) {
     const std::optional<kind> holds = kind_of(stored.first);
     return holds && static_cast<std::size_t>(*holds) == stored.second.index();
@@ -121,7 +118,8 @@ phrase find_address(const snapshot &cell, const char *key) {
     return stored.value == "0.0.0.0" ? phrase{} : stored;  // what a clear leaves behind
 }
 
-// The line without its empty places, and with words where the daemon writes the mark of a missing value.
+// The line without its empty places and the card's number, and with words where the daemon writes the mark of a missing
+// value.
 phrase tidy_summary(const phrase &line) {
     if (!line.known()) {
         return line;
@@ -134,9 +132,10 @@ phrase tidy_summary(const phrase &line) {
         std::string field(rest.substr(0, end));
         rest.remove_prefix(std::min(end + 2, rest.size()));
         if (const std::size_t at = field.find(mark); at != std::string::npos) {
-            field = field.substr(0, at) + ": " + word(presence::not_reported);
+            field.resize(at);
+            field += std::string(": ") + word(presence::not_reported);
         }
-        if (field.find_first_not_of(" ,") != std::string::npos) {
+        if (field.find_first_not_of(" ,") != std::string::npos && !field.starts_with("ICCID: ")) {
             tidy += (tidy.empty() ? "" : ", ") + field;
         }
     }
@@ -156,6 +155,7 @@ std::optional<condition> judge_port(const port_report &port) {
     }
     return port.is == port_report::state::hung_up            ? condition::hung_up
            : port.is == port_report::state::cannot_be_opened ? condition::no_port
+           : port.is == port_report::state::in_use           ? condition::port_held
                                                              : condition::no_answer;
 }
 
@@ -214,7 +214,7 @@ std::string sentence_of(const picture &known, const reading &database, const run
     case condition::module_gone:
         return "Module gone (no /dev/ttyQSB3).";
     case condition::port_held:
-        return say_held(around);
+        return is_held(known, around) ? say_held(around) : trouble_of(database.port);
     case condition::hung_up:
     case condition::no_port:
     case condition::no_answer:
@@ -245,8 +245,9 @@ picture build_picture(const reading &database, const runtime_state &around, cons
     picture known;
     snapshot cell = database.cell.value_or(snapshot{});
     known.other = split_off_others(cell);
-    known.other.erase(IMSI_KEY);
-    known.other.erase(DIRECTORY_NUMBER_KEY);
+    for (const char *key : SUBSCRIBER_KEYS) {
+        known.other.erase(key);
+    }
     known.foreign_keys = database.foreign_keys;
     const phrase net_type = find_text(cell, "CELL_NET_TYPE");
     const technology &radio = technology_of(net_type.value);
@@ -284,7 +285,8 @@ picture build_picture(const reading &database, const runtime_state &around, cons
 
 subscriber find_subscriber(const reading &database) {
     const snapshot cell = database.cell.value_or(snapshot{});
-    return {find_text(cell, IMSI_KEY), find_text(cell, DIRECTORY_NUMBER_KEY)};
+    const auto [imsi, directory_number, iccid] = SUBSCRIBER_KEYS;
+    return {find_text(cell, imsi), find_text(cell, directory_number), find_text(cell, iccid)};
 }
 
 }  // namespace view

@@ -54,6 +54,7 @@ struct station {
 struct subscriber {
     phrase imsi;
     phrase directory_number;
+    phrase iccid;
 };
 
 // The first one that holds.
@@ -105,7 +106,7 @@ struct picture {
     bool current() const { return state == condition::well; }
 };
 
-// Without the subscriber, also among the keys of a foreign type.
+// Without the subscriber, also among the keys of a foreign type and in the summary line.
 picture build_picture(const reading &database, const runtime_state &around, const ages &age);
 
 subscriber find_subscriber(const reading &database);

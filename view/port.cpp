@@ -30,10 +30,11 @@ port_report::state state_of(std::string_view name) {
         std::string_view name;
         state is;
     };
-    constexpr std::array<named, 4> STATES{{{"answers", state::answers},
+    constexpr std::array<named, 5> STATES{{{"answers", state::answers},
                                            {"no answer", state::no_answer},
                                            {"hung up", state::hung_up},
-                                           {"cannot be opened", state::cannot_be_opened}}};
+                                           {"cannot be opened", state::cannot_be_opened},
+                                           {"in use", state::in_use}}};
     const auto *const found = std::ranges::find(STATES, name, &named::name);
     return found == STATES.end() ? state::unknown : found->is;
 }
@@ -57,6 +58,10 @@ std::string trouble_of(const port_report &port) {
         return "The module's port hung up " + duration(silent) + " ago: the module restarts, or lost plug or power.";
     case port_report::state::cannot_be_opened:
         return "The module's port has not opened for " + duration(silent) + ". " + port.reason + '.';
+    case port_report::state::in_use:
+        return silent <= STALE_SECONDS ? ""
+                                       : "Another program uses the module's port: " + port.reason + ". No news for " +
+                                             duration(silent) + ": the daemon waits until it is alone there.";
     case port_report::state::no_answer:
         return silent <= STALE_SECONDS
                    ? ""

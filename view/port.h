@@ -11,9 +11,9 @@ namespace view {
 inline constexpr const char *PLATFORM_DATABASE = "PLATFORM";
 
 struct port_report {
-    enum class state { unknown, answers, no_answer, hung_up, cannot_be_opened };
+    enum class state { unknown, answers, no_answer, hung_up, cannot_be_opened, in_use };
     state is = state::unknown;             // unknown: this platform records nothing
-    std::string reason;                    // why it cannot be opened; harmless
+    std::string reason;                    // why it cannot be opened, or who uses it; harmless
     std::optional<double> seconds_silent;  // since the last complete answer; without one, in this state
     std::optional<int> answered_at = {};   // the last complete answer, in seconds since boot
     bool knows() const { return is != state::unknown; }

@@ -41,9 +41,10 @@ void child::send(int signal_number) const {
 }
 
 std::string child::read_output() {
+    constexpr std::size_t MOST = 65536;  // what a pipe holds, so all of a program that has ended
     std::string bytes;
     std::array<char, 4096> piece{};
-    for (ssize_t size = 0; output_.is_open();) {
+    for (ssize_t size = 0; output_.is_open() && bytes.size() < MOST;) {
         size = read(output_.get(), piece.data(), piece.size());
         if (size > 0) {
             bytes.append(piece.data(), static_cast<std::size_t>(size));

@@ -25,7 +25,7 @@ public:
     int output_descriptor() const { return output_.get(); }  // negative when everything was read
     void send(int signal_number) const;
 
-    // What it printed since the last call.
+    // What it printed since the last call; of a program that prints without end a part.
     std::string read_output();
 
     // After its end: "0", or the name of the signal that ended it.

@@ -1,6 +1,7 @@
 #include "sim/inside/inside.h"
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -9,6 +10,7 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/mount.h>
 #include <unistd.h>
 
 #include "posix/descriptor.h"
@@ -19,7 +21,9 @@
 #include "sim/inside/router_files.h"
 #include "sim/inside/router_programs.h"
 #include "sim/inside/terminal_program.h"
+#include "sim/powers.h"
 #include "sim/scenario/signal_names.h"
+#include "sim/text_file.h"
 
 namespace {
 
@@ -88,12 +92,21 @@ int play_beside(const scenario &story, play_request request) {
     return status;
 }
 
+// What the host mounts while the box stands would appear here, and could be written.
+void cut_off_from_host() {
+    if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
+        throw std::system_error(errno, std::generic_category(), "private mounts");
+    }
+}
+
 void prepare_router() {
+    cut_off_from_host();
     join_run_folders();
     make_interfaces();
     make_router_programs();
     prepare_config();
     set_box_environment("");  // the daemon's own: as on the router, without the programs for people
+    give_up_powers();
 }
 
 }  // namespace
@@ -103,13 +116,13 @@ int inside(const words &arguments) try {
         fcntl(fd, F_SETFD, FD_CLOEXEC);
     }
     const play_request request = from_words(arguments);
-    const auto text = file_content("/proc/self/fd/" + std::to_string(BOX_TEXT));
+    const auto text = read_text(BOX_TEXT);
     if (!text || fcntl(BOX_READY, F_GETFD) < 0) {
         return refuse(NOT_FOR_PEOPLE);
     }
     std::signal(SIGPIPE, SIG_IGN);
-    const scenario story = parse_scenario(*text, request.scenario);
     prepare_router();
+    const scenario story = parse_scenario(*text, request.scenario);
     if (write(BOX_READY, &BOX_STANDS, 1) != 1) {
         return EXIT_NO_BOX;
     }

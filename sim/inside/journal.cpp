@@ -3,14 +3,16 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "store/value_text.h"
+
 void journal::line(journal_level least, const char *kind, const std::string &text) {
     if (level_ < least) {
         return;
     }
     const double seconds = std::chrono::duration<double>(clock::now() - start_).count();
     // Milliseconds matter in an exchange, and only disturb in the story.
-    std::printf("%8.*fs  %-6s %s\n", is_verbose() ? 3 : 1, seconds, kind, text.c_str());
-    if (std::fflush(stdout) != 0 && error_ == 0) {
+    const int printed = std::printf("%8.*fs  %-6s %s\n", is_verbose() ? 3 : 1, seconds, kind, shown(text).c_str());
+    if ((printed < 0 || std::fflush(stdout) != 0) && error_ == 0) {
         error_ = errno;
     }
 }

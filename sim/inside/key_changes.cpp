@@ -1,5 +1,7 @@
 #include "sim/inside/key_changes.h"
 
+#include "view/keys.h"
+
 namespace {
 
 bool is_not_reported(const typed_value &value) {
@@ -12,6 +14,15 @@ std::string was(const typed_value &value) {
 }
 
 }  // namespace
+
+cell_values without_subscriber(cell_values values) {
+    for (const char *key : view::SUBSCRIBER_KEYS) {
+        if (const auto found = values.find(key); found != values.end()) {
+            found->second.text = "(not shown)";
+        }
+    }
+    return values;
+}
 
 std::vector<key_change> key_changes(const cell_values &before, const cell_values &now) {
     std::vector<key_change> changes;

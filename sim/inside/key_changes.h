@@ -11,4 +11,7 @@ struct key_change {
     bool for_people;   // false: a key that appears without a value
 };
 
+// With other words in place of what says whose SIM card it is: the journal of a real module is passed on to strangers.
+cell_values without_subscriber(cell_values values);
+
 std::vector<key_change> key_changes(const cell_values &before, const cell_values &now);

@@ -6,10 +6,15 @@
 #include <system_error>
 
 #include <fcntl.h>
+#include <sys/inotify.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
 namespace {
+
+// Bytes. A module that talks on while nobody listens loses them too, if sooner.
+constexpr std::size_t LONGEST_QUEUE = 32 << 20;
 
 [[noreturn]] void fail(const std::string &what) {
     throw std::system_error(errno, std::generic_category(), what);
@@ -36,8 +41,13 @@ void module_port::plug() {
     if (tcsetattr(router_side.get(), TCSANOW, &settings) != 0 || symlink(path.data(), name_.c_str()) != 0) {
         fail(name_);
     }
+    ::descriptor closes(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    if (inotify_add_watch(closes.get(), path.data(), IN_CLOSE) < 0) {
+        fail(path.data());
+    }
     module_side_ = std::move(module_side);
     router_side_ = std::move(router_side);
+    closes_ = std::move(closes);
 }
 
 void module_port::unplug() {
@@ -45,8 +55,16 @@ void module_port::unplug() {
         unlink(name_.c_str());
         router_side_.close();
         module_side_.close();
+        closes_.close();
         outgoing_.clear();
     }
+}
+
+void module_port::forget_user() const {
+    std::array<char, 4096> notices{};
+    while (::read(closes_.get(), notices.data(), notices.size()) > 0) {
+    }
+    ioctl(router_side_.get(), TIOCNXCL);
 }
 
 std::string module_port::read() {
@@ -59,7 +77,7 @@ std::string module_port::read() {
 }
 
 void module_port::write(std::string_view bytes) {
-    if (module_side_.is_open()) {
+    if (module_side_.is_open() && outgoing_.size() < LONGEST_QUEUE) {
         outgoing_ += bytes;
         flush();
     }

@@ -22,10 +22,16 @@ public:
     int descriptor() const { return module_side_.get(); }  // negative while unplugged
     bool wants_to_write() const { return !outgoing_.empty(); }
 
+    // Readable when a user of the port has closed it; then forget_user() is due. A real port forgets with its last user
+    // that it was to have no other one, by TIOCEXCL. This one stays open, and would keep everybody out.
+    int closes_descriptor() const { return closes_.get(); }
+    void forget_user() const;
+
     // What was written to the port since the last call.
     std::string read();
 
-    // Queues bytes for the reader of the port, and sends what it takes. A port that is gone takes nothing.
+    // Queues bytes for the reader of the port, and sends what it takes. A port that is gone takes nothing, nor
+    // does one that nobody has read from for a very long time.
     void write(std::string_view bytes);
     void flush();
 
@@ -34,5 +40,6 @@ private:
     ::descriptor module_side_;
     // Kept open by the box: without any user the module's side would report an error instead of waiting.
     ::descriptor router_side_;
+    ::descriptor closes_;
     std::string outgoing_;
 };

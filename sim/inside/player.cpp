@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstring>
 #include <iterator>
+#include <string_view>
 #include <utility>
 
 #include <poll.h>
@@ -110,7 +111,9 @@ private:
         return next_step_ < steps_.size() ? std::get_if<Kind>(&steps_[next_step_].what) : nullptr;
     }
     bool is_reached() const;
-    clock_type::time_point moment_of(const at_time &at) const { return table_start_ + at.time / request_.speed; }
+    clock_type::time_point moment_of(const at_time &at) const {
+        return table_start_ + clock_type::duration(at.time) / request_.speed;  // 1 ms stays more than nothing
+    }
     void report(const std::string &problem);
     void fail(const std::string &text);
 
@@ -134,6 +137,7 @@ private:
     void remember(const log_line &line);
     void handle_messages();
     void handle_output();
+    void handle_close_of_port() { port_.forget_user(); }
     void handle_exit();
     void end_cycle();
     void show_changes();
@@ -414,6 +418,7 @@ void player::wait() {
         {{port_.descriptor(), static_cast<short>(POLLIN | (port_.wants_to_write() ? POLLOUT : 0)), 0},
          &player::handle_port},
         {{daemon_.output_descriptor(), POLLIN, 0}, &player::handle_output},
+        {{port_.closes_descriptor(), POLLIN, 0}, &player::handle_close_of_port},
         {{daemon_.end_descriptor(), POLLIN, 0}, &player::handle_exit},
         {{listens ? BOX_CONTROL : -1, POLLIN, 0}, &player::handle_control},
         {{listens && beside_ != nullptr ? beside_->end_descriptor() : -1, POLLIN, 0}, &player::stop_for_user},
@@ -502,11 +507,17 @@ void player::end_cycle() {
 }
 
 void player::handle_output() {
+    constexpr std::size_t LONGEST_LINE = 65536;
     output_ += daemon_.read_output();
-    for (auto end = output_.find('\n'); end != std::string::npos; end = output_.find('\n')) {
-        journal_.story("output", escaped(output_.substr(0, end)));
-        output_.erase(0, end + 1);
+    std::string_view rest = output_;
+    for (auto end = rest.find('\n'); end != rest.npos; end = rest.find('\n')) {
+        journal_.story("output", escaped(rest.substr(0, end)));
+        rest.remove_prefix(end + 1);
     }
+    if (rest.size() > LONGEST_LINE) {
+        journal_.story("output", escaped(std::exchange(rest, {})));
+    }
+    output_ = std::string(rest);
 }
 
 void player::handle_exit() {
@@ -535,7 +546,7 @@ void player::handle_exit() {
 
 // In the story the changes of a cycle stand behind its line; in the whole journal each at its time.
 void player::show_changes() {
-    const cell_values &now = database_.cell();
+    const cell_values now = request_.port.empty() ? database_.cell() : without_subscriber(database_.cell());
     for (const key_change &change : key_changes(shown_, now)) {
         change.for_people ? journal_.story("key", change.text) : journal_.detail("key", change.text);
     }

@@ -3,13 +3,16 @@
 #include <cerrno>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <system_error>
 
+#include <fcntl.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include "posix/descriptor.h"
 #include "sim/handover.h"
+#include "sim/text_file.h"
 
 namespace {
 
@@ -19,11 +22,22 @@ std::string problem(const std::string &path, const std::error_code &error) {
     return error ? path + ": " + error.message() : "";
 }
 
+// Only an ordinary file: a device or a FIFO would make the box wait, or never end. And no link, as "/dev/stdin" is one
+// to a file of the host that we may write. Not open otherwise.
+descriptor open_ordinary(const std::string &path, int how) {
+    constexpr mode_t MODE = 0666;
+    descriptor file(open(path.c_str(), how | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, MODE));
+    struct stat found {};
+    if (file.is_open() && (fstat(file.get(), &found) != 0 || !S_ISREG(found.st_mode))) {
+        file.close();
+    }
+    return file;
+}
+
 std::string write_whole(const std::string &path, const std::string &bytes) {
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file << bytes;
-    file.close();
-    return file ? "" : path + ": cannot be written";
+    const descriptor file = open_ordinary(path, O_WRONLY | O_CREAT | O_TRUNC);
+    const auto size = static_cast<ssize_t>(bytes.size());
+    return file.is_open() && write(file.get(), bytes.data(), bytes.size()) == size ? "" : path + ": cannot be written";
 }
 
 }  // namespace
@@ -51,8 +65,7 @@ std::string write_config(const std::string &json) {
 }
 
 std::string touch_file(const std::string &path) {
-    std::ofstream file(path, std::ios::app);
-    return file ? "" : path + ": cannot be created";
+    return open_ordinary(path, O_WRONLY | O_CREAT).is_open() ? "" : path + ": cannot be created";
 }
 
 std::string remove_file(const std::string &path) {
@@ -80,9 +93,6 @@ std::string write_uptime(const std::string &path, long long offset_seconds) {
 }
 
 std::optional<std::string> file_content(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        return std::nullopt;
-    }
-    return std::string(std::istreambuf_iterator<char>(file), {});
+    const descriptor file = open_ordinary(path, O_RDONLY);
+    return file.is_open() ? read_text(file.get()) : std::nullopt;
 }

@@ -20,5 +20,5 @@ std::string write_file(const std::string &path, const std::string &bytes);  // m
 // The whole seconds since the machine was started, so many later.
 std::string write_uptime(const std::string &path, long long offset_seconds);
 
-// Nothing when it cannot be read.
+// At most what sim/text_file reads; nothing when there is no ordinary file.
 std::optional<std::string> file_content(const std::string &path);

@@ -9,6 +9,7 @@
 #include <iterator>
 #include <optional>
 #include <sched.h>
+#include <system_error>
 
 #include <fcntl.h>
 #include <grp.h>
@@ -21,6 +22,7 @@
 #include "posix/process.h"
 #include "sim/handover.h"
 #include "sim/outside/terminal_guard.h"
+#include "sim/powers.h"
 #include "sim/scenario/line_text.h"
 #include "store/value_text.h"
 
@@ -122,21 +124,25 @@ bool become_user(const running_box &box) {
 
 // All at once: the box's other namespaces belong to its user namespace.
 bool enter(const descriptor &box) {
-    return setns(box.get(), CLONE_NEWUSER | CLONE_NEWNS | CLONE_NEWNET | CLONE_NEWPID | CLONE_NEWIPC) == 0 &&
+    return setns(box.get(), CLONE_NEWUSER | CLONE_NEWNS | CLONE_NEWNET | CLONE_NEWPID | CLONE_NEWIPC | CLONE_NEWUTS) ==
+               0 &&
            chdir("/") == 0;
 }
 
-[[noreturn]] void become(const words &command, pid_t parent) {
+[[noreturn]] void become(const words &command, pid_t parent) try {
     prctl(PR_SET_PDEATHSIG, SIGHUP);
     if (getppid() != 0 && getppid() != parent) {
         _exit(EXIT_NO_BOX);
     }
+    give_up_powers();
     for (const int number : {SIGINT, SIGQUIT, SIGTSTP, SIGTTOU, SIGPIPE}) {
         std::signal(number, SIG_DFL);
     }
     execvp(command[0].c_str(), argument_vector(command).data());
     const std::string text = command[0] + ": " + std::strerror(errno);
     _exit(refuse(text, errno == ENOENT ? 127 : 126));
+} catch (const std::system_error &e) {
+    _exit(refuse(std::string("cannot join the box: ") + e.what(), EXIT_NO_BOX));
 }
 
 // A stopped command stops this program too, behind it, so that the user's shell takes the terminal back. By SIGTSTP:

@@ -23,6 +23,8 @@ bool is_hidden(std::string_view path) {
     return path.starts_with("/tmp/") || path.starts_with("/run/") || path.starts_with("/dev/");
 }
 
+constexpr const char *FOLDER_SIZE = "268435456";  // bytes: they are the host's memory
+
 descriptor text_descriptor(const std::string &text) {
     descriptor file(memfd_create("scenario", MFD_CLOEXEC));
     if (file.is_open() && write(file.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size())) {
@@ -52,22 +54,24 @@ void stop_for_a_while() {
     sigprocmask(SIG_BLOCK, &key, nullptr);
 }
 
-[[noreturn]] void become(const std::string &program, const std::vector<std::string> &command, int text, int control,
-                         int ready) {
+[[noreturn]] void become(const std::string &program, const box_request &request, int text, int control, int ready) {
     // Out of the way first: one of them may sit on the number that another is to get.
     constexpr int FREE = 10;
     const int moved[] = {fcntl(text, F_DUPFD, FREE), fcntl(control, F_DUPFD, FREE), fcntl(ready, F_DUPFD, FREE)};
     dup2(moved[0], BOX_TEXT);
     dup2(moved[1], BOX_CONTROL);
     dup2(moved[2], BOX_READY);
-    for (const int fd : moved) {
-        close(fd);
+    // What our parent has left open is a way out of the box.
+    if (!request.uses_terminal) {
+        dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
     }
+    closefrom(BOX_READY + 1);
     for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP}) {
         std::signal(number, SIG_IGN);
     }
     const sigset_t signals = stop_signals();
     sigprocmask(SIG_UNBLOCK, &signals, nullptr);
+    const std::vector<std::string> command = box_command(request);
     execv(program.c_str(), argument_vector(command).data());
     _exit(EXIT_NO_BOX);
 }
@@ -130,10 +134,18 @@ int wait_for_box(pid_t pid, descriptor control, descriptor ready, bool &stands) 
 std::vector<std::string> box_command(const box_request &request) {
     // clang-format off
     std::vector<std::string> command = {
-        "bwrap", "--unshare-user", "--uid", "0", "--gid", "0", "--cap-add", "ALL",
-        "--unshare-net", "--unshare-pid", "--unshare-ipc", "--die-with-parent",
-        "--ro-bind", "/", "/", "--dev", "/dev", "--proc", "/proc", "--tmpfs", "/tmp", "--tmpfs", "/run", "--chdir", "/"};
+        "bwrap", "--unshare-user", "--uid", "0", "--gid", "0",
+        // To mount what bubblewrap cannot, and to give these powers up again (sim/powers).
+        "--cap-drop", "ALL", "--cap-add", "CAP_SYS_ADMIN", "--cap-add", "CAP_NET_ADMIN",
+        "--unshare-net", "--unshare-pid", "--unshare-ipc", "--unshare-uts", "--die-with-parent",
+        "--ro-bind", "/", "/", "--dev", "/dev",
+        // Root of the host is root here too, and owns the kernel's settings: none but the own network's can be written.
+        "--proc", "/proc", "--bind", "/proc/sys/net", "/proc/sys/net", "--remount-ro", "/proc",
+        "--size", FOLDER_SIZE, "--tmpfs", "/tmp", "--size", FOLDER_SIZE, "--tmpfs", "/run", "--chdir", "/"};
     // clang-format on
+    if (!request.uses_terminal) {
+        command.emplace_back("--new-session");
+    }
     for (const std::string &path : request.visible) {
         if (is_hidden(path)) {
             command.insert(command.end(), {"--ro-bind", path, path});
@@ -162,7 +174,7 @@ int run_in_box(const box_request &request, const std::string &text) {
         return refuse("no new process can be made; end some programs and try again", EXIT_NO_BOX);
     }
     if (pid == 0) {
-        become(*bwrap, box_command(request), text_file.get(), control.read_end.get(), ready.write_end.get());
+        become(*bwrap, request, text_file.get(), control.read_end.get(), ready.write_end.get());
     }
     ready.write_end.close();
     control.read_end.close();

@@ -16,6 +16,7 @@ struct box_request {
     std::vector<std::string> visible;  // folders and files that must be seen inside, absolute
     std::vector<std::string> command;  // what runs inside
     std::vector<box_device> devices = {};
+    bool uses_terminal = false;  // otherwise the box writes to standard output and error, and has nothing to read
 };
 
 // The command line that makes the box. Pure.

@@ -10,8 +10,8 @@ namespace {
 using words = std::vector<std::string>;
 
 constexpr unsigned int LONGEST_SECONDS = 99'999'999;  // three years
-// Beyond it the exchanges with the module take longer than the daemon's pauses: nothing more is gained.
-constexpr unsigned int FASTEST = 100;
+// The pause between two cycles then takes 4 ms, less than their exchanges: beyond it nothing is gained.
+constexpr unsigned int FASTEST = 1000;
 
 constexpr int POSITIONAL = 1;  // what getopt_long returns for a word that is no option
 
@@ -40,7 +40,7 @@ constexpr option MODULE_OPTIONS[] = {WITH_SECONDS, WITH_QUIET, WITH_VERBOSE, WIT
 std::string wanted_behind(int which) {
     switch (which) {
     case SECONDS:
-        return "a number of seconds behind --seconds";
+        return "a number from 1 to " + std::to_string(LONGEST_SECONDS) + " behind --seconds";
     case SPEED:
         return "a number from 1 to " + std::to_string(FASTEST) + " behind --speed";
     default:
@@ -51,7 +51,7 @@ std::string wanted_behind(int which) {
 unsigned int number_from_1_to(unsigned int greatest, const char *text, int which) {
     const auto number = to_number<unsigned int>(text);
     if (!number || *number == 0 || *number > greatest) {
-        fail(wanted_behind(which));
+        fail(wanted_behind(which) + ", found \"" + text + '"');
     }
     return *number;
 }

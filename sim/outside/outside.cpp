@@ -18,6 +18,7 @@
 #include "sim/outside/scenario_files.h"
 #include "sim/outside/terminal_guard.h"
 #include "sim/scenario/scenario.h"
+#include "store/value_text.h"
 
 namespace {
 
@@ -38,7 +39,7 @@ The router in a box: runs the daemon with a simulated module, in a "/dev", "/tmp
 
   run     play SCENARIO (a file, or the name of a shipped one) and print what happens
             --view        show the live view zelt-top in place of that; q ends it and the box
-            --speed N     the daemon's pauses and the scenario's times are N times shorter (1 to 100)
+            --speed N     the daemon's pauses and the scenario's times are N times shorter (1 to 1000)
             --seconds N   end after N seconds
             --quiet       print failures only
             --verbose     print every AT exchange, log line and change of a key
@@ -63,8 +64,15 @@ std::string module_scenario(const play_request &request) {
     return "module " + request.model + "\n";
 }
 
+// Beside this one in the build folder, among the system's programs when installed.
+fs::path daemon_program() {
+    const fs::path beside = own_folder() / "zelt-stats";
+    const fs::path installed = own_folder().parent_path() / "sbin/zelt-stats";
+    return !fs::exists(beside) && fs::exists(installed) ? installed : beside;
+}
+
 words daemon_command(const scenario &story) {
-    words command{own_folder() / "zelt-stats"};
+    words command{daemon_program()};
     if (!story.module.empty()) {
         command.insert(command.end(), {"-d", story.module});
     }
@@ -109,7 +117,9 @@ int play_in_box(play_request request, const std::string &name, const std::string
     if (request.beside == companion::view && access((own_folder() / "zelt-top").c_str(), X_OK) != 0) {
         return refuse_program(own_folder() / "zelt-top");
     }
-    box_request box{.visible = {own_folder(), program}, .command = {own_folder() / "zelt-sim", INSIDE}};
+    box_request box{.visible = {own_folder(), program},
+                    .command = {own_folder() / "zelt-sim", INSIDE},
+                    .uses_terminal = request.beside != companion::none};
     if (!request.port.empty()) {
         box.devices = {{request.port, MODULE_PORT}};
     }
@@ -151,7 +161,8 @@ int list(const words &arguments) {
     }
     std::ranges::sort(files);
     for (const fs::path &file : files) {
-        std::printf("%-16s %s\n", file.stem().c_str(), parse_scenario(read_scenario(file), file).summary.c_str());
+        std::printf("%-16s %s\n", file.stem().c_str(),
+                    shown(parse_scenario(read_scenario(file), file).summary).c_str());
     }
     return 0;
 }
@@ -167,7 +178,7 @@ int check(const words &arguments) {
             const fs::path file = find_scenario(word);
             parse_scenario(read_scenario(file), file);
         } catch (const scenario_error &e) {
-            std::fprintf(stderr, "%s\n", e.what());
+            std::fprintf(stderr, "%s\n", shown(e.what()).c_str());
             status = EXIT_SCENARIO;
         }
     }

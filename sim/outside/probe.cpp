@@ -17,8 +17,9 @@
 #include "host/serial_port.h"
 #include "platform/module_access.h"
 #include "posix/descriptor.h"
+#include "posix/device_holders.h"
+#include "sim/outside/daemons.h"
 #include "sim/outside/port_check.h"
-#include "sim/outside/port_holders.h"
 #include "sim/scenario/line_text.h"
 #include "store/value_text.h"
 
@@ -180,26 +181,15 @@ private:
     pid_t pid_ = -1;
 };
 
-bool person_says_yes(const std::string &text) {
-    if (isatty(STDIN_FILENO) == 0 || isatty(STDOUT_FILENO) == 0) {
-        return false;
-    }
-    std::printf("%s Ask the module all the same? It may disturb that program. [y/N] ", text.c_str());
-    std::fflush(stdout);
-    std::array<char, 16> line{};
-    return std::fgets(line.data(), line.size(), stdin) != nullptr && (line[0] == 'y' || line[0] == 'Y');
-}
-
 // Why a port is not to be asked; nothing when it may be.
 std::optional<std::string> reason_to_pass_over(const std::string &port) {
-    const std::vector<port_holder> holders = holders_of(port);
-    std::string names;
-    for (const port_holder &holder : holders) {
-        names += (names.empty() ? "" : ", ") + escaped(holder.name) + " (process " + std::to_string(holder.pid) + ")";
+    if (const std::vector<pid_t> daemons = daemons_at(port); !daemons.empty()) {
+        return "used by zelt-stats (pid " + std::to_string(daemons[0]) + "); left alone";
     }
-    if (!holders.empty() && !person_says_yes(port + " is in use by " + names + ".")) {
+    const std::vector<device_holder> holders = holders_of_device(port);
+    if (!holders.empty()) {
         const bool manager = std::ranges::any_of(holders, [](const auto &one) { return one.name == "ModemManager"; });
-        return "in use by " + names + "; left alone" +
+        return "in use by " + escaped(in_words(holders)) + "; left alone" +
                (manager ? "\n    to free it: sudo systemctl stop ModemManager" : "");
     }
     if (const std::string wrong = why_no_port(port); !wrong.empty()) {

@@ -1,18 +1,22 @@
 #include "sim/outside/scenario_files.h"
 
-#include <fstream>
-#include <iterator>
+#include <optional>
 #include <system_error>
+#include <utility>
 
+#include <fcntl.h>
+
+#include "posix/descriptor.h"
 #include "sim/handover.h"
 #include "sim/scenario/scenario.h"
+#include "sim/text_file.h"
 
 namespace fs = std::filesystem;
 
-// Beside an installed program, else in the source tree from which this one was built.
+// Beside this program in the build folder, in the data folder when installed.
 fs::path shipped_scenarios() {
-    const fs::path installed = own_folder().parent_path() / "share/zelt-stats/scenarios";
-    return fs::is_directory(installed) ? installed : fs::path(ZELT_SCENARIOS);
+    const fs::path beside = own_folder() / "scenarios";
+    return fs::is_directory(beside) ? beside : own_folder().parent_path() / "share/zelt-stats/scenarios";
 }
 
 fs::path find_scenario(const std::string &name) {
@@ -28,11 +32,14 @@ std::string read_scenario(const fs::path &path) {
         throw scenario_error(path.string() + ": is a folder; `zelt-sim list " + path.string() +
                              "` names the scenarios in it");
     }
-    std::ifstream file(path, std::ios::binary);
-    std::string text(std::istreambuf_iterator<char>(file), {});
-    if (!file.is_open() || file.bad()) {
+    const descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    std::optional<std::string> text = file.is_open() ? read_text(file.get()) : std::nullopt;
+    if (!text) {
         throw scenario_error((path.empty() ? "\"\"" : path.string()) +
                              ": cannot be read; `zelt-sim list` names the shipped scenarios");
     }
-    return text;
+    if (text->size() > LARGEST_TEXT) {
+        throw scenario_error(path.string() + ": is longer than " + std::to_string(LARGEST_TEXT >> 20) + " MiB");
+    }
+    return *std::move(text);
 }

@@ -158,7 +158,7 @@ statement_content read_expect_file(parser &in) {
         const auto found = on.file_content(path);
         on.judge(found == wanted ? lines_of_text{}
                                  : lines_of_text{path + ": expected \"" + escaped(wanted) + "\", found " +
-                                                 (found ? "\"" + escaped(*found) + "\"" : "no such file")});
+                                                 (found ? "\"" + escaped(*found) + "\"" : "no file")});
     };
 }
 
@@ -174,7 +174,7 @@ statement_content read_expect_interface(parser &in) {
 }
 
 std::string describe(const std::optional<mqtt_message> &message) {
-    return message ? message->topic + " \"" + escaped(message->payload) + "\"" : "no message";
+    return message ? escaped(message->topic) + " \"" + escaped(message->payload) + "\"" : "no message";
 }
 
 statement_content read_expect_message(parser &in) {

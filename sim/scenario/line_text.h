@@ -28,6 +28,7 @@ std::string join(const std::vector<std::string> &parts, std::string_view separat
 template <typename Number>
 std::optional<Number> to_number(std::string_view text) {
     Number number{};
+    // cppcheck-suppress[danglingTemporaryLifetime, invalidLifetime]: what the text looks at outlives the call
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
 }

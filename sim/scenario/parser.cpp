@@ -3,15 +3,47 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <filesystem>
+#include <iterator>
 #include <utility>
 
 #include "sim/scenario/line_text.h"
+#include "store/utf8.h"
 #include "store/value_text.h"
 
 namespace {
 
 bool is_type(std::string_view type, std::string_view text) {
     return parse_value(type, std::string(text)) && (type != "real" || text.find('.') != text.npos);
+}
+
+// The folders that the router's programs write; "/var/run" and "/sbin" are second names.
+constexpr const char *FOLDERS[] = {"/dev",      "/tmp",  "/run",        "/var/run",       "/usr/bin",
+                                   "/usr/sbin", "/sbin", "/etc/init.d", "/sys/class/net", "/proc/sys/net"};
+// What the box needs for itself, and what it has open.
+constexpr const char *OF_THE_BOX_ITSELF[] = {"/run/box", "/var/run/box", "/dev/fd"};
+
+bool is_below(const std::string &path, const std::string &folder) {
+    return path.starts_with(folder + "/");
+}
+
+bool is_for_scenarios(const std::string &path) {
+    const std::filesystem::path plain = std::filesystem::path(path).lexically_normal();
+    const auto holds = [&path](const char *folder) { return is_below(path, folder); };
+    const auto is_it_or_holds = [&path](const char *folder) { return path == folder || is_below(path, folder); };
+    return plain.string() == path && plain.has_filename() && std::ranges::any_of(FOLDERS, holds) &&
+           std::ranges::none_of(OF_THE_BOX_ITSELF, is_it_or_holds);
+}
+
+bool holds_control_character(std::string_view line) {
+    while (!line.empty()) {
+        const utf8_character next = first_character(line);
+        if (is_control(next) && next.code != '\t') {
+            return true;
+        }
+        line.remove_prefix(next.bytes);
+    }
+    return false;
 }
 
 // However the file writes a string, the box compares it in the one form in which it is shown.
@@ -29,6 +61,9 @@ parser::parser(std::string_view text, std::string name) : name_(std::move(name))
             line.remove_suffix(1);
         }
         lines_.emplace_back(line);
+        if (holds_control_character(line)) {  // a terminal that shows it would obey
+            fail("no control character; a block may hold \\xHH in its place", lines_.size());
+        }
         text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     }
 }
@@ -96,9 +131,10 @@ scenario_time parser::time() {
 }
 
 std::string parser::path() {
-    std::string found = word_or_fail("a path that begins with /");
-    if (!found.starts_with('/')) {
-        fail("a path that begins with /, found \"" + found + "\"");
+    std::string found = word_or_fail("a path such as /tmp/marker");
+    if (!is_for_scenarios(found)) {
+        fail("a path below " + join({std::begin(FOLDERS), std::end(FOLDERS)}, ", ") +
+             ", without . or .. in it, found \"" + found + "\"");
     }
     return found;
 }

@@ -22,7 +22,8 @@ long long speed() {
 // What is left of the sleep, in nanoseconds as the caller counts them; 0 when it was not interrupted.
 long long pause(long long nanoseconds) {
     const long long shortened = nanoseconds / speed();
-    const timespec wanted{.tv_sec = shortened / SECOND, .tv_nsec = static_cast<long>(shortened % SECOND)};
+    const timespec wanted{.tv_sec = static_cast<std::time_t>(shortened / SECOND),
+                          .tv_nsec = static_cast<long>(shortened % SECOND)};
     timespec left{};
     return nanosleep(&wanted, &left) == 0 ? 0 : (left.tv_sec * SECOND + left.tv_nsec) * speed();
 }

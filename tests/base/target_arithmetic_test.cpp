@@ -115,7 +115,7 @@ TEST(hexadecimal_conversion, both_take_32_bits_signed) {
 }
 
 template <typename Exception>
-std::string message_of(std::int32_t (*conversion)(const std::string &), const char *text) {
+std::string message_of(std::int32_t (*conversion)(const char *), const char *text) {
     try {
         return "no exception but " + std::to_string(conversion(text));
     } catch (const Exception &e) {

@@ -3,12 +3,16 @@
 #include <cerrno>
 #include <csignal>
 #include <string>
+#include <vector>
 
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 #include "daemon/signals.h"
 #include "posix/descriptor.h"
+#include "tests/support/becomes_true.h"
+#include "tests/support/other_process.h"
 #include "tests/support/private_folders.h"
 
 namespace {
@@ -45,6 +49,25 @@ TEST_F(stop_line, reaches_a_stream_with_the_nul_that_ends_it) {
     const descriptor connection(accept(log.get(), nullptr, nullptr));
     ASSERT_TRUE(connection.is_open());
     EXPECT_EQ(received(connection.get()), std::string("<129>cell: Zelt Stats received SIGTERM") + '\0');
+}
+
+// In a process of its own, which it may hold up for a second.
+TEST_F(stop_line, is_not_waited_for_when_the_log_does_not_read) {
+    for (const int type : {SOCK_DGRAM, SOCK_STREAM}) {
+        unlink("/dev/log");
+        const descriptor log = log_that_listens(type);
+        const sockaddr_un address{.sun_family = AF_UNIX, .sun_path = "/dev/log"};
+        std::vector<descriptor> others;  // until one finds no place
+        do {
+            others.emplace_back(socket(AF_UNIX, type | SOCK_NONBLOCK, 0));
+        } while (connect(others.back().get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0 &&
+                 (type == SOCK_STREAM || send(others.back().get(), "x", 1, 0) == 1));
+        other_process daemon([] {
+            on_signal(SIGTERM);
+            return 0;
+        });
+        EXPECT_TRUE(becomes_true([&] { return daemon.has_ended(); })) << "hangs " << type;
+    }
 }
 
 TEST_F(stop_line, without_a_log_leaves_no_descriptor_and_no_error) {

@@ -2,39 +2,11 @@
 #include "decode/carrier_aggregation.h"
 #include "stats/carriers.h"
 
-#include <cstdlib>
 #include <new>
 
 #include "base/run_flag.h"
 #include "tests/decode/decoding_test.h"
-
-namespace {
-
-bool no_memory = false;
-
-}  // namespace
-
-#if !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"  // inlined, the pair below looks mismatched
-#endif
-
-// The only way to make the allocation of the six empty carriers fail.
-void *operator new(std::size_t size) {
-    void *block = no_memory ? nullptr : std::malloc(size);
-    if (block == nullptr) {
-        no_memory = false;
-        throw std::bad_alloc();
-    }
-    return block;
-}
-
-void operator delete(void *block) noexcept {
-    std::free(block);
-}
-
-void operator delete(void *block, std::size_t) noexcept {
-    std::free(block);
-}
+#include "tests/support/allocations.h"
 
 namespace {
 
@@ -101,9 +73,12 @@ strings joined(std::initializer_list<strings> parts) {
 TEST(carrier_aggregation_start, an_allocation_that_fails_is_logged) {
     fake::reset();
     fake::platform().journal.reserve(8);
-    no_memory = true;
+    before_allocation = [](std::size_t) {
+        before_allocation = nullptr;
+        throw std::bad_alloc();
+    };
     init_ca_vector();
-    EXPECT_FALSE(no_memory) << "nothing was allocated";
+    EXPECT_EQ(before_allocation, nullptr) << "nothing was allocated";
     EXPECT_THAT(fake::log_lines(), ElementsAre("alert: exception std::bad_alloc in init_ca_vector"));
 }
 

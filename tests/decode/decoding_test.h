@@ -48,3 +48,23 @@ inline strings keys_of(strings values) {
 inline void throw_at_log_line(int nth) {
     fake::before("syslog", nth, [] { throw std::runtime_error("no memory"); });
 }
+
+// A line whose area code or identity is not hexadecimal, between `front` and `back`: the decoder writes what stands
+// before, and says what was wrong.
+struct broken_line {
+    const char *why;
+    const char *area_and_identity;
+    const char *message;
+    strings values;
+};
+inline void expect_stops_there(const std::vector<broken_line> &rows, const std::string &front, const std::string &back,
+                               void (*parse)(const char *), const std::string &name) {
+    const std::string where = " in " + name;
+    for (const broken_line &each : rows) {
+        SCOPED_TRACE(each.why);
+        fake::reset();
+        parse(std::string(front).append(each.area_and_identity).append(back).c_str());
+        EXPECT_EQ(published(), each.values);
+        EXPECT_EQ(fake::log_lines().back(), std::string("alert: exception ").append(each.message).append(where));
+    }
+}

@@ -37,13 +37,7 @@ TEST_F(gsm_decoder, a_quoted_dash_is_no_number) {
 }
 
 TEST_F(gsm_decoder, a_column_that_is_not_hexadecimal_stops_the_line_there) {
-    struct row {
-        const char *why;
-        const char *area_and_identity;
-        const char *message;
-        strings values;
-    };
-    const row rows[] = {
+    const std::vector<broken_line> rows{
         {"area code is a dash", "-,B919", "stoi", {"CELL_MCC string 250", "CELL_MNC string 99"}},
         {"area code is empty", ",B919", "stoi", {"CELL_MCC string 250", "CELL_MNC string 99"}},
         {"area code is one past 32 bits", "80000000,1", "stoi", {"CELL_MCC string 250", "CELL_MNC string 99"}},
@@ -54,13 +48,7 @@ TEST_F(gsm_decoder, a_column_that_is_not_hexadecimal_stops_the_line_there) {
          "stol",
          {"CELL_LAC int 56401", "CELL_MCC string 250", "CELL_MNC string 99"}},
     };
-    for (const row &each : rows) {
-        SCOPED_TRACE(each.why);
-        fake::reset();
-        parse_gsm((std::string(R"("GSM",250,99,)") + each.area_and_identity + ",26,50,900,-73,255").c_str());
-        EXPECT_EQ(published(), each.values);
-        EXPECT_EQ(fake::log_lines().back(), std::string("alert: exception ") + each.message + " in parse_gsm");
-    }
+    expect_stops_there(rows, R"("GSM",250,99,)", ",26,50,900,-73,255", parse_gsm, "parse_gsm");
 }
 
 TEST_F(gsm_decoder, a_short_line_writes_what_it_has_and_the_network_type) {

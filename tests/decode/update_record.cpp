@@ -8,23 +8,21 @@ namespace {
 
 std::vector<std::string> updates;
 
-// Of an inline function that was not inlined the linker keeps the first copy, which must be one whose call it leads
-// here: that of this file comes before all of the library.
-[[gnu::used]] void (*const first_copy)(cell_key, const std::string &) = update_cell_stat;
-
 }  // namespace
 
-// The linker leads the decoders' calls of update_cell_stats_map here, under its mangled name.
+// The linker leads the decoders' calls of update_cell_stat here, under its mangled name.
 // NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 
-void __real__Z21update_cell_stats_mapPKcS0_(const char *key, const char *value);
+void __real__Z16update_cell_stat8cell_keyRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE(
+    cell_key key, const std::string &value);
 
-void __wrap__Z21update_cell_stats_mapPKcS0_(const char *key, const char *value) {
-    if (*value != '\0') {
-        updates.push_back(std::string(key) + " " + value);
+void __wrap__Z16update_cell_stat8cell_keyRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE(
+    cell_key key, const std::string &value) {
+    if (key.is_published() && !value.empty()) {
+        updates.push_back(std::string(CELL_CATALOGUE.at(key.index()).name) + " " + value);
     }
-    __real__Z21update_cell_stats_mapPKcS0_(key, value);
+    __real__Z16update_cell_stat8cell_keyRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE(key, value);
 }
 
 }  // extern "C"

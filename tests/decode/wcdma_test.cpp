@@ -25,10 +25,9 @@ TEST_F(wcdma_decoder, every_column_reaches_its_keys_but_the_rscp) {
 TEST_F(wcdma_decoder, updates_come_in_the_order_of_the_columns) {
     taken_updates();
     parse_wcdma(LINE);
-    EXPECT_THAT(taken_updates(),
-                ElementsAre("CELL_MCC 310", "CELL_MNC 410", "CELL_LAC 11101", "CELL_CID 27440068", "CELL_UARFCN 4385",
-                            "CELL_CHANNEL 4385", "CELL_RAC 254", "CELL_RSCP -95", "CELL_SQI 50", "CELL_ECIO -7",
-                            "CELL_NET_TYPE WCDMA", "CELL_NET_TYPE_INT 15"));
+    EXPECT_THAT(taken_updates(), ElementsAre("CELL_MCC 310", "CELL_MNC 410", "CELL_LAC 11101", "CELL_CID 27440068",
+                                             "CELL_UARFCN 4385", "CELL_CHANNEL 4385", "CELL_RAC 254", "CELL_SQI 50",
+                                             "CELL_ECIO -7", "CELL_NET_TYPE WCDMA", "CELL_NET_TYPE_INT 15"));
 }
 
 TEST_F(wcdma_decoder, a_cell_without_measurements_has_dashes) {
@@ -66,13 +65,7 @@ TEST_F(wcdma_decoder, quality_comes_from_the_rscp) {
 }
 
 TEST_F(wcdma_decoder, a_column_that_is_not_hexadecimal_stops_the_line_there) {
-    struct row {
-        const char *why;
-        const char *area_and_identity;
-        const char *message;
-        strings values;
-    };
-    const row rows[] = {
+    const std::vector<broken_line> rows{
         {"area code is a dash", "-,1A2B3C4", "stoi", {"CELL_MCC string 310", "CELL_MNC string 410"}},
         {"area code is empty", ",1A2B3C4", "stoi", {"CELL_MCC string 310", "CELL_MNC string 410"}},
         {"area code is one past 32 bits", "80000000,1", "stoi", {"CELL_MCC string 310", "CELL_MNC string 410"}},
@@ -87,13 +80,7 @@ TEST_F(wcdma_decoder, a_column_that_is_not_hexadecimal_stops_the_line_there) {
          "stol",
          {"CELL_LAC int 11101", "CELL_MCC string 310", "CELL_MNC string 410"}},
     };
-    for (const row &each : rows) {
-        SCOPED_TRACE(each.why);
-        fake::reset();
-        parse_wcdma((std::string(R"("WCDMA",310,410,)") + each.area_and_identity + ",4385,84,254,-95,-7").c_str());
-        EXPECT_EQ(published(), each.values);
-        EXPECT_EQ(fake::log_lines().back(), std::string("alert: exception ") + each.message + " in parse_wcdma");
-    }
+    expect_stops_there(rows, R"("WCDMA",310,410,)", ",4385,84,254,-95,-7", parse_wcdma, "parse_wcdma");
 }
 
 TEST_F(wcdma_decoder, identities_reach_up_to_32_bits_signed) {

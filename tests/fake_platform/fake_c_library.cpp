@@ -74,7 +74,7 @@ void __wrap_openlog(const char *identity, int options, int facility) {
 }
 
 void __wrap_syslog(int priority, const char *format, ...) {
-    std::array<char, 8192> text{};
+    std::array<char, 8192> text;
     va_list arguments;
     va_start(arguments, format);
     std::vsnprintf(text.data(), text.size(), format, arguments);

@@ -48,6 +48,7 @@ struct open_session {
 struct fake_state {
     platform_state platform;
     std::map<std::string, std::vector<hook>> hooks;
+    std::function<bool(const std::string &)> watcher;
     std::vector<open_session> sessions;  // the outermost one first
     std::optional<open_transaction> transaction;
     std::set<int> descriptors;
@@ -101,8 +102,20 @@ void before(const std::string &operation, int nth, std::function<void()> action)
     state().hooks[operation].push_back({nth, std::move(action)});
 }
 
+void watch(std::function<bool(const std::string &operation)> watcher) {
+    state().watcher = std::move(watcher);
+}
+
+std::size_t open_sessions() {
+    return state().sessions.size();
+}
+
+std::size_t open_ports() {
+    return state().descriptors.size();
+}
+
 bool enter_unseen(const std::string &operation) {
-    bool fails = false;
+    bool fails = state().watcher && state().watcher(operation);
     std::vector<std::function<void()>> due;
     for (hook &each : state().hooks[operation]) {
         if (--each.calls_left == 0) {
@@ -454,11 +467,12 @@ bool is_open_descriptor(const char *operation, int fd) {
 
 }  // namespace
 
+// Closed before it may be made to throw, like a session.
 void ser_close(int fd) {
-    enter("ser_close", on_descriptor(fd));
     if (is_open_descriptor("ser_close", fd)) {
         state().descriptors.erase(fd);
     }
+    enter("ser_close", on_descriptor(fd));
 }
 
 namespace {

@@ -9,6 +9,7 @@
 // journal's lines: any other value, like a descriptor or handle that is not open, is a misuse, which fails the test.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -97,6 +98,14 @@ void fail(const std::string &operation, int nth = 1);
 
 // Runs an action before the n-th call from now of an operation; the action may throw into the daemon.
 void before(const std::string &operation, int nth, std::function<void()> action);
+
+// Shows the watcher each call from now on, by its operation's name, before the call's own hooks; the call fails where
+// it says true. It may throw into the daemon. Null ends it, as reset() does.
+void watch(std::function<bool(const std::string &operation)> watcher);
+
+// What was opened and not closed: sessions of the database, descriptors of the port.
+std::size_t open_sessions();
+std::size_t open_ports();
 
 // The journal's lines that begin with one of these words, in order.
 std::vector<std::string> journal_of(const std::vector<std::string> &first_words);

@@ -3,9 +3,12 @@
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
+#include <cstdlib>
+#include <functional>
 #include <iterator>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -18,6 +21,7 @@
 #include <unistd.h>
 
 #include "platform/device_utils.h"
+#include "platform/module_access.h"
 #include "posix/descriptor.h"
 #include "tests/support/becomes_true.h"
 #include "tests/support/other_process.h"
@@ -260,6 +264,127 @@ TEST(brelsys, the_command_comes_to_its_end_without_us) {
     ASSERT_TRUE(becomes_true([&] { return file_exists(folder.path("begun").c_str()); }));
     we.kill();
     EXPECT_TRUE(becomes_true([&] { return file_exists(folder.path("done").c_str()); }));
+}
+
+// The stop lasts for the rest of the process: each case has one of its own.
+class brelsys_at_a_stop : public testing::Test {
+protected:
+    static void stop_in(suseconds_t microseconds) {
+        signal(SIGALRM, [](int) { stop_libzelt_funcs(); });  // with SA_RESTART, as the daemon's own handler
+        const itimerval once = {{0, 0}, {0, microseconds}};
+        setitimer(ITIMER_REAL, &once, nullptr);
+    }
+
+    // Of a body that must come to its end. A bound that only a hang exceeds.
+    static int status_of(const std::function<int()> &body) {
+        other_process process(body);
+        EXPECT_TRUE(becomes_true([&] { return process.has_ended(); })) << "hangs";
+        return process.has_ended() ? process.wait() : -1;
+    }
+
+    int hang() const { return brelsys("echo $$ >> %s; exec sleep 1000", folder_.path("pids").c_str()); }
+
+    // Those that hang() started.
+    std::vector<std::string> hanging() const {
+        std::istringstream text(content_of(folder_.path("pids")));
+        return {std::istream_iterator<std::string>(text), {}};
+    }
+
+    void TearDown() override {
+        for (const std::string &process : hanging()) {
+            kill(std::stoi(process), SIGKILL);
+        }
+    }
+
+    temporary_folder folder_;
+};
+
+TEST_F(brelsys_at_a_stop, a_command_that_hangs_is_left_running_and_told) {
+    EXPECT_EQ(status_of([this] {
+                  stop_in(200000);
+                  testing::internal::CaptureStderr();
+                  const int status = hang();
+                  const std::string told = testing::internal::GetCapturedStderr();
+                  const std::string its_number = "goes on as process " + hanging().at(0) + "\n";
+                  return status == 127 && told.ends_with(its_number) ? 0 : 1;
+              }),
+              0);
+    ASSERT_EQ(hanging().size(), 1U);
+    EXPECT_FALSE(is_dead(hanging().front()));
+}
+
+TEST_F(brelsys_at_a_stop, a_command_that_hangs_is_not_waited_for_when_the_stop_came_before_it) {
+    EXPECT_EQ(status_of([this] {
+                  stop_libzelt_funcs();
+                  return hang() == 127 ? 0 : 1;
+              }),
+              0);
+}
+
+TEST_F(brelsys_at_a_stop, nothing_is_started_behind_a_command_that_hangs) {
+    EXPECT_EQ(status_of([this] {
+                  stop_in(200000);
+                  return hang() == 127 && brelsys("touch %s", folder_.path("late").c_str()) == 127 ? 0 : 1;
+              }),
+              0);
+    EXPECT_FALSE(file_exists(folder_.path("late").c_str()));
+}
+
+TEST_F(brelsys_at_a_stop, the_rest_of_a_cycle_still_runs) {
+    EXPECT_EQ(status_of([this] {
+                  stop_in(100000);
+                  const bool slow = brelsys("sleep 0.5; exit 3") == 3;
+                  for (int i = 0; i < 12; ++i) {  // as many as bring a link up
+                      brelsys("echo x >> %s", folder_.path("done").c_str());
+                  }
+                  return slow ? 0 : 1;
+              }),
+              0);
+    EXPECT_EQ(content_of(folder_.path("done")).size(), 24U);
+}
+
+TEST_F(brelsys_at_a_stop, an_older_kernel_will_do) {
+    EXPECT_EQ(status_of([this] {
+                  const bool refused = refuse_the_younger_system_calls();
+                  const bool works = brelsys("sleep 0.1; exit 3") == 3;
+                  stop_in(200000);
+                  return refused && works && hang() == 127 ? 0 : 1;
+              }),
+              0);
+}
+
+// --- system(), through which the daemon runs the hook behind a new connection ---
+
+TEST(hook, has_the_status_of_waitpid) {
+    const int exited = std::system("exit 3");
+    EXPECT_TRUE(WIFEXITED(exited) && WEXITSTATUS(exited) == 3) << exited;
+    const int killed = std::system("kill -9 $$");
+    EXPECT_TRUE(WIFSIGNALED(killed) && WTERMSIG(killed) == SIGKILL) << killed;
+    EXPECT_NE(std::system(nullptr), 0) << "there is a shell";
+    EXPECT_TRUE(no_child_is_left());
+}
+
+// Whatever a library has opened or ignored.
+TEST(hook, gets_no_descriptor_and_no_ignored_signal) {
+    const int leaking = open("/dev/null", O_RDONLY);
+    const auto old_handler = signal(SIGPIPE, SIG_IGN);
+    EXPECT_EQ(std::system(("test ! -e /proc/$$/fd/" + std::to_string(leaking)).c_str()), 0);
+    // The last four digits: the signals 1 to 16.
+    EXPECT_EQ(std::system("grep -q '^SigIgn:.*0000$' /proc/self/status"), 0);
+    signal(SIGPIPE, old_handler);
+    close(leaking);
+}
+
+TEST(hook, an_interrupt_while_it_runs_is_not_lost) {
+    for (const int number : {SIGTERM, SIGINT, SIGQUIT}) {
+        static volatile sig_atomic_t received;
+        received = 0;
+        const auto old_handler = signal(number, [](int) { received = 1; });
+        const std::string signal_us = "kill -" + std::to_string(number) + " " + std::to_string(getpid());
+        EXPECT_EQ(std::system((signal_us + "; sleep 0.1; exit 0").c_str()), 0) << "comes to its end";
+        EXPECT_EQ(received, 1) << number;
+        signal(number, old_handler);
+    }
 }
 
 }  // namespace

@@ -7,7 +7,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "tests/support/becomes_true.h"
 #include "tests/support/environment_variable.h"
+#include "tests/support/other_process.h"
 #include "tests/support/temporary_folder.h"
 
 namespace {
@@ -88,6 +90,30 @@ TEST_F(configuration, the_file_may_appear_and_change_at_any_time) {
     folder_.write("config.json", R"({"a": 2})");
     EXPECT_EQ(ask("a"), 0);
     EXPECT_EQ(answer_, Json::Value(2));
+}
+
+// Half a file is no JSON: who writes it anew, emptying it first, is never read half way.
+TEST_F(configuration, a_file_that_changes_while_it_is_read_is_no_mixture) {
+    const auto text = [](int number) {
+        const std::string value = std::to_string(number);
+        return R"({"all": {"begin": )" + value + R"(, "middle": ")" + std::string(200000, 'x') + R"(", "end": )" +
+               value + "}}";
+    };
+    folder_.write("config.json", text(1));
+    other_process writer([&] {
+        for (int number = 1;; number = 3 - number) {
+            folder_.write("config.json", text(number));
+        }
+        return 0;
+    });
+    int whole = 0;
+    EXPECT_TRUE(becomes_true([&] {
+        if (ask("all") == 0) {
+            EXPECT_EQ(answer_["begin"], answer_["end"]);
+            ++whole;
+        }
+        return whole >= 30;
+    }));
 }
 
 TEST_F(configuration, a_missing_file_is_told_once) {

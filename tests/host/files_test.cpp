@@ -3,11 +3,13 @@
 #include <csignal>
 #include <string>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "posix/descriptor.h"
 #include "tests/support/becomes_true.h"
 #include "tests/support/other_process.h"
 #include "tests/support/temporary_folder.h"
@@ -119,6 +121,12 @@ TEST_F(files, write_does_not_follow_a_link) {
 TEST_F(files, write_does_not_wait_for_the_reader_of_a_fifo) {
     ASSERT_EQ(mkfifo(path("fifo").c_str(), 0600), 0);
     EXPECT_NE(write_str_to_file(path("fifo").c_str(), "x"), 0);
+}
+
+TEST_F(files, write_does_not_wait_for_room_in_a_fifo) {
+    ASSERT_EQ(mkfifo(path("fifo").c_str(), 0600), 0);
+    const descriptor reader(open(path("fifo").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    EXPECT_NE(write_str_to_file(path("fifo").c_str(), std::string(1000000, 'x').c_str()), 0);
 }
 
 TEST_F(files, pidfile_holds_the_process_id_and_replaces_an_older_one) {

@@ -30,19 +30,13 @@ protected:
     }
     static port_state state() { return recorded_port()->state; }
 
-    // Of the database, by another environment: none of the platform's is open between two transactions.
+    // Of the database, by another environment.
     sysdb_values stored(const char *database = PLATFORM_DATABASE) const {
-        sysdb_environment environment;
-        sysdb_transaction transaction;
-        sysdb_values values;
-        std::vector<std::string> foreign_keys;
-        if (environment.open(directory_, sysdb_access::read) == 0 &&
-            transaction.begin(environment, database, sysdb_access::read) == 0) {
-            transaction.list(&values, &foreign_keys);
-        }
-        return values;
+        let_go_of_the_database();
+        return list(database);
     }
     std::size_t commits() const {
+        let_go_of_the_database();
         sysdb_environment environment;
         return environment.open(directory_, sysdb_access::read) == 0 ? environment.change_counter() : 0;
     }

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <chrono>
 #include <functional>
+#include <map>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -138,6 +139,16 @@ inline scripted_module::script always(const std::string &bytes, bool torn = fals
         for (std::string command = module.hear(); !command.empty(); command = module.hear()) {
             const std::string_view answer = command == MARK ? MARK_ANSWER : std::string_view(bytes);
             torn ? module.say_torn(answer) : static_cast<void>(module.say(answer));
+        }
+    };
+}
+
+// Knows these commands only.
+inline scripted_module::script by_table(std::map<std::string, std::string> answers) {
+    return [answers = std::move(answers)](scripted_module &module) {
+        for (std::string command = module.hear(); !command.empty(); command = module.hear()) {
+            const auto found = answers.find(command);
+            module.say("\r\n" + (found != answers.end() ? found->second : "ERROR") + "\r\n");
         }
     };
 }

@@ -3,7 +3,9 @@
 
 #include <array>
 #include <csignal>
+#include <filesystem>
 
+#include <sys/ioctl.h>
 #include <sys/time.h>
 
 #include <gmock/gmock.h>
@@ -88,6 +90,7 @@ TEST(opening, makes_the_port_raw_8n1_at_115200) {
 }
 
 TEST(opening, fails_for_what_is_no_terminal_and_keeps_no_descriptor) {
+    EXPECT_LT(ser_open("/nowhere/first"), 0);  // the kernel's notices of a port are kept from here on
     const int before = open("/dev/null", O_RDONLY | O_CLOEXEC);
     close(before);
     testing::internal::CaptureStderr();
@@ -107,19 +110,27 @@ TEST(opening, names_each_reason_once) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
+// Of a pseudo-terminal only where the machine's root would get in again.
+TEST(opening, keeps_other_users_away_until_the_close) {
+    const scripted_module module([](scripted_module &) {});
+    const auto is_exclusive = [&] {
+        const descriptor look(open(module.device().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+        int exclusive = -1;
+        EXPECT_EQ(ioctl(look.get(), TIOCGEXCL, &exclusive), 0);
+        return exclusive;
+    };
+    const bool is_root = geteuid() == 0 && std::filesystem::read_symlink("/proc/self/ns/user") == "user:[4026531837]";
+    {
+        const opened_port port(module);
+        EXPECT_EQ(is_exclusive(), is_root ? 1 : 0);
+    }
+    EXPECT_EQ(is_exclusive(), 0);
+}
+
 TEST(opening, fails_without_a_name) {
     EXPECT_LT(ser_open(nullptr), 0);
     EXPECT_LT(ser_open(""), 0);
     ser_close(-1);
-}
-
-TEST(opening, drops_what_came_before) {
-    scripted_module module([](scripted_module &m) { m.say("\r\n+CSQ: 1,1\r\n\r\nOK\r\n"); });
-    module.wait_until_readable();
-    const opened_port port(module);
-    char byte = 0;
-    EXPECT_EQ(read(port.fd(), &byte, 1), -1);
-    EXPECT_EQ(errno, EAGAIN);
 }
 
 class exchange : public testing::Test {
@@ -198,6 +209,17 @@ TEST_F(exchange, returns_the_last_line_of_an_answer_that_has_OK_behind_blanks) {
     EXPECT_EQ(ask_line(port.fd()), (outcome{1, "+CSQ: 18,99  OK"}));
 }
 
+TEST_F(exchange, drops_what_came_before_the_port_was_opened) {
+    scripted_module module([](scripted_module &m) {
+        m.say("\r\n+CSQ: 1,1\r\n\r\nOK\r\n");
+        m.hear();
+        m.say("\r\n+CSQ: 2,2\r\n\r\nOK\r\n");
+    });
+    module.wait_until_readable();
+    const opened_port port(module);
+    EXPECT_EQ(ask_line(port.fd()), (outcome{1, "+CSQ: 2,2"}));
+}
+
 TEST_F(exchange, drops_what_came_since_the_last_one) {
     scripted_module module([](scripted_module &m) {
         m.hear();
@@ -250,6 +272,28 @@ TEST_F(exchange, bounds_a_line_that_is_too_long_and_reads_on) {
     const at_answer answer = ask_module(port.fd(), "at+csq\r", "", patient);
     EXPECT_EQ(answer.ending, at_ending::ok);
     EXPECT_THAT(answer.lines, ElementsAre(std::string(line_cutter::LONGEST_LINE, 'x'), "+CSQ: 18,99", "OK"));
+}
+
+TEST_F(exchange, finds_its_answer_behind_1_MB_without_a_line_end) {
+    scripted_module module(always(std::string(1'000'000, 'x') + "\r\n+CSQ: 18,99\r\nOK\r\n"));
+    const opened_port port(module);
+    const at_answer answer = ask_module(port.fd(), "at+csq\r", "", {.total = 1min});
+    EXPECT_EQ(answer.ending, at_ending::ok);
+    EXPECT_THAT(answer.lines, ElementsAre(std::string(line_cutter::LONGEST_LINE, 'x'), "+CSQ: 18,99", "OK"));
+}
+
+// XOFF is a byte as any other: what comes from the module stops nobody, and XON says nothing either.
+TEST_F(exchange, is_not_held_up_by_flow_control_characters) {
+    scripted_module module([](scripted_module &m) {
+        m.say("\x13");
+        for (std::string command = m.hear(); !command.empty(); command = m.hear()) {
+            m.say("\x13\r\n+CSQ: 18,99\r\n\x11\r\nOK\r\n");
+        }
+    });
+    const opened_port port(module);
+    module.wait_until_readable();
+    EXPECT_EQ(ask_line(port.fd()), (outcome{1, "+CSQ: 18,99"}));
+    EXPECT_EQ(ask_line(port.fd()), (outcome{1, "+CSQ: 18,99"}));
 }
 
 class failing_exchange : public exchange {};
@@ -331,6 +375,22 @@ TEST_F(failing_exchange, a_port_that_hung_up_before_is_closed) {
     module.heard();
     EXPECT_EQ(ask_line(port.fd()), (outcome{0, ""}));
     EXPECT_EQ(ask_all(port.fd()), (outcome{2, ""}));
+}
+
+TEST_F(failing_exchange, a_port_that_hung_up_after_an_answer_costs_no_more_than_the_next_one) {
+    scripted_module module([](scripted_module &m) {
+        m.hear();
+        m.say("\r\n+CSQ: 18,99\r\n\r\nOK\r\n");
+        m.rest(100ms);
+        m.vanish();
+    });
+    {
+        const opened_port port(module);
+        EXPECT_EQ(ask_line(port.fd()), (outcome{1, "+CSQ: 18,99"}));
+        module.heard();  // it has gone
+        EXPECT_EQ(ask_line(port.fd()), (outcome{0, ""}));
+    }
+    EXPECT_LT(ser_open(module.device().c_str()), 0);
 }
 
 TEST_F(failing_exchange, a_module_that_vanishes_while_asked_is_a_closed_port) {

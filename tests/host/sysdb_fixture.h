@@ -28,6 +28,14 @@ protected:
         return result;
     }
 
+    // The platform keeps its environment open, and LMDB bears no second one in a process: before the test opens its
+    // own.
+    void let_go_of_the_database() const {
+        const environment_variable elsewhere("SYSDB_DIR", folder_.path("nowhere"));
+        sysdb_handle handle = {};
+        EXPECT_NE(sysdb_init(&handle, SYSDB_READ_ONLY), 0);
+    }
+
     static int read_int(const char *key, int if_missing = -7777) {
         int value = if_missing;
         read([&](sysdb_handle *handle) { return sysdb_read_int(handle, key, &value); });

@@ -1,6 +1,6 @@
 #!/bin/sh
 # check_arrows.sh ROOT: the tables of arrows in ROOT/ARCHITECTURE.md say what includes what, no more and no less, and every
-# arrow leads to a line further down. The daemon's folders are checked unit by unit, those around it folder by folder.
+# arrow leads to a line further down. All is checked folder by folder, the daemon's folders unit by unit besides.
 # Prints each fault; the exit status is 1 when there is one.
 set -eu
 cd "$1"
@@ -65,6 +65,6 @@ faults=0
 # shellcheck disable=SC2046,SC2086
 {
     includes $daemon | held_against arrows || faults=1
-    includes $(existing $around) | folders_only | held_against folders || faults=1
+    includes $daemon $(existing $around) | folders_only | held_against folders || faults=1
 }
 exit "$faults"

@@ -29,5 +29,8 @@ holds 'carriers' fuzz_carrier_aggregation 'at+qcainfo\r\r\n+QCAINFO: "PCC",51627
 nonsense='\x01\xff\x1b[2J\r\r\x00IPv4 addr\nIPv4 subnet mask:255.255.255.248\n'
 holds 'settings of a module that passes the MTU on' fuzz_ipv4_settings " $nonsense"
 holds 'settings of a module whose MTU is fixed' fuzz_ipv4_settings "1$nonsense"
+holds 'the configuration' fuzz_configuration '{"hardware": {"wireless": {"cell": {"module": "EC25"}}}}\n'
+holds 'an answer as it comes over the port' fuzz_at_exchange 'at+cereg?\r\r\n+CEREG: 0,1\r\n\r\nOK\r\n'
+[ -s "$seeds/fuzz_scenario/first_connection.scenario" ] || { echo 'no seed of fuzz_scenario' && failed=1; }
 holds 'one made by hand' fuzz_ipv4_settings ' MTU: 0\n'
 exit $failed

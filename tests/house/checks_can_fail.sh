@@ -19,7 +19,8 @@ sound_tree() {
     printf '#include "store/environment.h"\n#include "platform/store.h"\n' >"$tree/host/sysdb.cpp"
     printf '%s\n' '```text' 'daemon/main: not/this' '```' '```arrows' 'daemon/main: decode/lte' \
         'decode/lte: base/flag platform/store' 'base/flag:' 'platform/store:' '```' \
-        '```folders' 'host: platform store' 'store: posix' 'platform:' 'posix:' '```' >"$tree/ARCHITECTURE.md"
+        '```folders' 'host: platform store' 'store: posix' 'posix:' \
+        'daemon: decode' 'decode: base platform' 'base:' 'platform:' '```' >"$tree/ARCHITECTURE.md"
 }
 
 # finds WHY CHECK TEXT COMMAND: after COMMAND in a sound tree, CHECK fails and says TEXT.
@@ -39,6 +40,9 @@ for check in check_arrows check_walls; do
     "$here/$check.sh" "$tree" || { echo "$check refuses a sound tree" && failed=1; }
 done
 
+finds 'a test that is named and not there' check_named_tests \
+    'files.no_such_case is named in docs/, but there is no such test' \
+    'mkdir -p docs tests && echo "\`files.no_such_case\`" | tee docs/reliability.md >docs/security.md'
 finds 'an include that the table does not have' check_arrows \
     'daemon/main includes base/flag, but' \
     'echo "#include \"base/flag.h\"" >>daemon/main.cpp'
@@ -81,6 +85,10 @@ finds 'a folder that a folder does not include any more' check_arrows \
 finds 'a folder that includes one above it' check_arrows \
     'host stands above store' \
     'echo "#include \"host/stop.h\"" >>store/environment.cpp; sed -i "s|^store:|& host|" ARCHITECTURE.md'
+finds 'a folder of the daemon that includes one above it, though no two units do' check_arrows \
+    'decode stands above base' \
+    'echo "#include \"decode/bits.h\"" >base/flag.h; touch decode/bits.h
+     sed -i -e "s|^base/flag:|& decode/bits\ndecode/bits:|" -e "s|^base:|& decode|" ARCHITECTURE.md'
 finds 'a page without the table of folders' check_arrows \
     'begins with ```folders' \
     'sed -i "s|^.*folders$||" ARCHITECTURE.md'

@@ -7,6 +7,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -110,6 +111,18 @@ TEST(process, a_signal_that_is_ignored_here_is_not_there) {
     const auto old_hup = std::signal(SIGHUP, SIG_IGN);
     EXPECT_EQ(shell("kill -HUP $$"), 128 + SIGHUP);
     std::signal(SIGHUP, old_hup);
+}
+
+TEST(process, a_stop_key_before_it_runs_does_not_hang_the_start) {
+    // Pressed right behind the fork: the child is still in the group of the one that starts it.
+    pthread_atfork(nullptr, nullptr, [] {
+        for (const int stop : {SIGTSTP, SIGTTIN, SIGTTOU}) {
+            raise(stop);
+        }
+    });
+    for (const process_group group : {process_group::ours, process_group::own}) {
+        EXPECT_EQ(wait_for_end(start_program({"true"}, {.group = group})), 0);
+    }
 }
 
 }  // namespace

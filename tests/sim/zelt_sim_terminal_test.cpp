@@ -1,8 +1,7 @@
 // What a person does with the box in a terminal: the live view, the shell, a module of one's own, and accelerated time.
 // A real pseudo-terminal and the shipped programs. Needs bubblewrap.
+#include <atomic>
 #include <csignal>
-#include <cstdlib>
-#include <filesystem>
 #include <map>
 #include <string>
 #include <utility>
@@ -11,105 +10,15 @@
 
 #include "tests/host/scripted_module.h"
 #include "tests/support/becomes_true.h"
+#include "tests/support/device_user.h"
 #include "tests/support/other_process.h"
-#include "tests/support/pseudo_terminal.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/terminal.h"
 
 namespace {
 
-namespace fs = std::filesystem;
 using testing::HasSubstr;
 using testing::Not;
-
-// 0 for what does not begin with a number.
-pid_t to_pid(const char *text) {
-    return static_cast<pid_t>(std::strtol(text, nullptr, 10));
-}
-
-// The process and all below it, with their command lines.
-std::map<pid_t, std::string> family(pid_t eldest) {
-    std::map<pid_t, pid_t> parents;
-    for (const auto &entry : fs::directory_iterator("/proc")) {
-        const pid_t pid = to_pid(entry.path().filename().c_str());
-        if (pid <= 0) {
-            continue;
-        }
-        const std::string stat = content_of(entry.path() / "stat");
-        const auto name_end = stat.rfind(") ");  // the state follows, then the parent
-        if (name_end != std::string::npos && stat[name_end + 2] != 'Z') {
-            parents[pid] = to_pid(stat.c_str() + name_end + 4);
-        }
-    }
-    std::map<pid_t, std::string> found;
-    for (const auto &[pid, parent] : parents) {
-        for (pid_t above = pid; above > 1; above = parents.contains(above) ? parents[above] : 0) {
-            if (above == eldest) {
-                found[pid] = content_of("/proc/" + std::to_string(pid) + "/cmdline");
-            }
-        }
-    }
-    return found;
-}
-
-bool is_alive(pid_t pid) {
-    const std::string stat = content_of("/proc/" + std::to_string(pid) + "/stat");
-    return !stat.empty() && stat[stat.rfind(") ") + 2] != 'Z';
-}
-
-// A program in a terminal of 80x24.
-class terminal {
-public:
-    explicit terminal(const std::string &line)
-        : program_(terminal_.run([&line] {
-              setenv("TERM", "xterm-256color", 1);
-              setenv("LC_ALL", "C.UTF-8", 1);
-              return become({"/bin/sh", "-c", "exec " + line});
-          })) {}
-
-    bool shows(const std::string &text) {
-        return becomes_true([&] { return output().find(text, seen_) != std::string::npos; });
-    }
-    void forget() { seen_ = output().size(); }
-    void type(const std::string &keys) const { terminal_.type(keys); }
-    void resize(unsigned short columns, unsigned short rows) const { terminal_.resize(columns, rows); }
-
-    // The process whose program is this one; negative when there is none.
-    pid_t member(const std::string &program) {
-        pid_t found = -1;
-        becomes_true([&] {
-            for (const auto &[pid, words] : family(program_.pid())) {
-                found = words.substr(0, words.find('\0')).ends_with("/" + program) ? pid : found;
-            }
-            return found > 0;
-        });
-        return found;
-    }
-
-    pid_t pid() const { return program_.pid(); }
-    const std::string &output() { return output_ += terminal_.read(); }
-
-    // Its status as the shell says it, or -1 when it goes on.
-    int end() {
-        if (!becomes_true([&] { return output(), program_.has_ended(); })) {
-            return -1;
-        }
-        output();
-        return program_.wait();
-    }
-
-    bool is_as_before() const { return terminal_.is_as_before(); }
-    // Behind what shows the second page stands what leaves it.
-    bool page_is_left() {
-        const auto entered = output().rfind("\033[?1049h");
-        return entered == std::string::npos || output_.find("\033[?1049l", entered) != std::string::npos;
-    }
-
-private:
-    pseudo_terminal terminal_;
-    other_process program_;
-    std::string output_;
-    std::size_t seen_ = 0;
-};
 
 constexpr const char *LTE = R"(module EC25
 answer at+creg?
@@ -245,6 +154,14 @@ TEST_F(in_a_terminal, a_view_without_a_terminal_is_refused) {
     EXPECT_THAT(result.output, HasSubstr("--view needs a terminal"));
 }
 
+TEST_F(in_a_terminal, a_box_without_a_view_cannot_type_into_it) {
+    const std::string daemon =
+        folder_.write_program("daemon.sh", "(: < /dev/tty) 2> /dev/null && echo can ty''pe || echo can''not\nexit 0");
+    terminal screen(ZELT_SIM " run " + folder_.write("type.scenario", "after exit 0\n") + " -- " + daemon);
+    EXPECT_EQ(screen.end(), 0);
+    EXPECT_THAT(screen.output(), HasSubstr("cannot"));
+}
+
 // --- The shell ---
 
 TEST_F(in_a_terminal, leaving_the_shell_ends_the_box) {
@@ -327,6 +244,11 @@ protected:
         shell_.type("exit\n");
     }
 
+    // In place of the daemon.
+    std::string obedient() const {
+        return folder_.write_program("daemon.sh", "trap 'exit 0' TERM\necho be gin\nwhile :; do sleep 0.05; done");
+    }
+
     terminal shell_{"env PS1='$ ' bash --norc -i"};
 };
 
@@ -398,10 +320,32 @@ TEST_F(job, stops_with_a_shell_that_joined_a_box) {
     shell_.type("exit\n");
 }
 
+TEST_F(job, may_be_stopped_at_any_moment_of_its_start) {
+    const std::string line = ZELT_SIM " run " + folder_.write("start.scenario", "at 100s\nend\n") + " -- " + obedient();
+    ASSERT_TRUE(shell_.shows("$ "));
+    for (int wait = 0; wait < 160; wait += 20) {
+        const std::size_t begin = shell_.output().size();
+        shell_.type(line + "\n");
+        shell_.member("zelt-sim");
+        std::this_thread::sleep_for(std::chrono::milliseconds(wait));
+        shell_.type("\032");
+        ASSERT_TRUE(shell_.shows("Stopped")) << wait << " ms: " << shell_.output();
+        go_on();
+        ASSERT_TRUE(shell_.shows(" run ")) << "the shell has put it into the foreground";
+        ASSERT_TRUE(becomes_true([&] { return shell_.output().find("be gin", begin) != std::string::npos; }))
+            << wait << " ms: " << shell_.output();
+        shell_.type("\003");
+        ASSERT_TRUE(shell_.shows("== the end")) << wait << " ms: " << shell_.output();
+        shell_.forget();
+        shell_.type("echo st''atus $?\n");
+        ASSERT_TRUE(shell_.shows("status 0")) << wait << " ms: " << shell_.output();
+        shell_.forget();
+    }
+    shell_.type("exit\n");
+}
+
 TEST_F(job, a_time_table_waits_meanwhile) {
-    const std::string daemon =
-        folder_.write_program("daemon.sh", "trap 'exit 0' TERM\necho be gin\nwhile :; do sleep 0.05; done");
-    start(ZELT_SIM " run " + folder_.write("wait.scenario", "at 4s\nsay too late\nend\n") + " -- " + daemon);
+    start(ZELT_SIM " run " + folder_.write("wait.scenario", "at 4s\nsay too late\nend\n") + " -- " + obedient());
     ASSERT_TRUE(shell_.shows("be gin"));
     shell_.type("\032");
     expect_stopped();
@@ -444,17 +388,8 @@ TEST_F(in_a_terminal, programs_that_the_daemon_starts_keep_their_time) {
 
 // --- A module of one's own ---
 
-// What looks like a real port: a pseudo-terminal, and somebody who answers behind it.
-scripted_module::script by_table(std::map<std::string, std::string> answers) {
-    return [answers = std::move(answers)](scripted_module &module) {
-        for (std::string command = module.hear(); !command.empty(); command = module.hear()) {
-            const auto found = answers.find(command);
-            module.say("\r\n" + (found != answers.end() ? found->second : "ERROR") + "\r\n");
-        }
-    };
-}
-
-// Hears everything and says nothing.
+// What looks like a real port: a pseudo-terminal, and somebody who answers behind it. This one hears everything and
+// says nothing.
 void stay_silent(scripted_module &module) {
     while (!module.hear().empty()) {
     }
@@ -467,12 +402,15 @@ std::string module_line(const std::string &port) {
 TEST_F(in_a_terminal, a_real_port_is_the_modules_port_in_the_box) {
     const scripted_module port(
         by_table({{"at", "OK"},
+                  {"at+cimi", "001010123456789\r\n\r\nOK"},
                   {"at+qeng=\"servingcell\"", "+QENG: \"servingcell\",\"NOCONN\",\"LTE\",\"FDD\",001,01,1A2D001,120,"
                                               "1300,3,5,5,7B0C,-82,-8,-52,21,46\r\n\r\nOK"}}));
     const shell_outcome result = run_in_shell(module_line(port.device()));
     EXPECT_EQ(result.status, 0) << result.output;
     EXPECT_THAT(result.output, HasSubstr("CELL_RSRP = -82"));
     EXPECT_THAT(result.output, HasSubstr("CELL_RSSIMON = EC25, "));
+    EXPECT_THAT(result.output, HasSubstr("CELL_IMSI = (not shown)"));
+    EXPECT_THAT(result.output, Not(HasSubstr("001010123456789")));
 }
 
 TEST_F(in_a_terminal, a_real_port_that_hangs_up_is_reported) {
@@ -534,21 +472,34 @@ TEST_F(in_a_terminal, probing_tells_the_ports_apart_and_how_to_go_on) {
 }
 
 TEST_F(in_a_terminal, probing_asks_no_port_that_another_program_has_open) {
-    const scripted_module held(by_table(REGISTERED_EC25));  // by this test
+    const scripted_module held(by_table(REGISTERED_EC25));
+    const device_user user(held.device());
     const shell_outcome result = run_in_shell(ZELT_SIM " probe " + held.device() + " < /dev/null");
     EXPECT_EQ(result.status, 1) << result.output;
-    EXPECT_THAT(result.output,
-                HasSubstr("in use by zelt_sim_termin (process " + std::to_string(getpid()) + "); left alone"));
-    terminal no(ZELT_SIM " probe " + held.device());
-    ASSERT_TRUE(no.shows("[y/N] "));
-    no.type("\n");
-    EXPECT_EQ(no.end(), 1);
-    EXPECT_THAT(no.output(), HasSubstr("left alone"));
-    terminal yes(ZELT_SIM " probe " + held.device());
-    ASSERT_TRUE(yes.shows("[y/N] "));
-    yes.type("y\n");
-    EXPECT_EQ(yes.end(), 0);
-    EXPECT_THAT(yes.output(), HasSubstr("go on with: ./run"));
+    EXPECT_THAT(result.output, HasSubstr("in use by sleep, process " + std::to_string(user.pid()) + "; left alone"));
+}
+
+// It has it open for moments only, and a question in between would go into its answers.
+TEST_F(in_a_terminal, probing_asks_no_port_that_a_daemon_uses) {
+    std::atomic<bool> asked_by_daemon = false;
+    std::atomic<bool> asked_by_probe = false;
+    scripted_module module([&](scripted_module &self) {
+        for (std::string command = self.hear(); !command.empty(); command = self.hear()) {
+            self.say(command == "at" ? "\r\nOK\r\n" : "\r\nERROR\r\n");
+            asked_by_daemon = asked_by_daemon || command == "at+creg?";
+            asked_by_probe = asked_by_probe || command == "ati";
+        }
+    });
+    module.let_go();
+    other_process box([&] { return become({ZELT_SIM, "module", module.device(), "--model", "EC25", "--quiet"}); });
+    ASSERT_TRUE(becomes_true([&] { return asked_by_daemon.load(); }));
+    const shell_outcome result = run_in_shell(ZELT_SIM " probe " + module.device() + " < /dev/null");
+    EXPECT_EQ(result.status, 1) << result.output;
+    EXPECT_THAT(result.output, HasSubstr("used by zelt-stats (pid "));
+    EXPECT_THAT(result.output, HasSubstr("); left alone"));
+    EXPECT_FALSE(asked_by_probe);
+    box.signal(SIGTERM);
+    box.wait();
 }
 
 TEST_F(in_a_terminal, probing_names_what_is_missing_behind_a_port_that_answers) {

@@ -2,6 +2,8 @@
 #include <csignal>
 #include <filesystem>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <gmock/gmock.h>
 
@@ -377,9 +379,48 @@ TEST_F(box, wwan0_gets_and_loses_an_address) {
 }
 
 TEST_F(box, what_cannot_be_done_is_a_failure_with_its_line) {
-    const shell_outcome result = run("at 100ms\ntouch /etc/none\nend\n", OBEDIENT, "--quiet");
+    const shell_outcome result = run("at 100ms\ntouch /tmp/none/none\nend\n", OBEDIENT, "--quiet");
     EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.output, HasSubstr("test.scenario:2: /etc/none: cannot be created"));
+    EXPECT_THAT(result.output, HasSubstr("test.scenario:2: /tmp/none/none: cannot be created"));
+}
+
+TEST_F(box, a_table_of_next_to_no_time_leaves_some_for_the_end) {
+    EXPECT_EQ(run("at 1ms\nrepeat\n", OBEDIENT, "--seconds 1 --speed 100 --quiet").status, 0);
+}
+
+TEST_F(box, a_daemon_that_prints_without_an_end_is_heard) {
+    for (const auto &[noise, expected] : {std::pair("exec yes", "output y"), {"exec cat /dev/zero", "output \\x00"}}) {
+        const std::string line = run_line("at 100s\nend\n", noise, "");
+        EXPECT_THAT(run_in_shell("(" + line + ") | head -c 40").output, HasSubstr(expected));
+    }
+}
+
+// The box waits for none of them, and keeps no more of them than it can hold.
+TEST_F(box, what_is_no_ordinary_file_is_neither_read_nor_written) {
+    const std::vector<std::string> paths = {"/tmp/fifo", "/tmp/link", "/dev/stdin",
+                                            "/dev/tty",  "/dev/zero", "/dev/random"};
+    std::string scenario = "after cycle 1\n";
+    for (const std::string &path : paths) {
+        scenario.append("write ").append(path).append("\n| x\nexpect-file ").append(path).append("\n| x\n");
+    }
+    const std::string precious = folder_.write("precious", "precious");
+    const std::string daemon = "mkfifo /tmp/fifo; ln -s /proc/self/fd/0 /tmp/link\n"
+                               "logger -p local0.debug -t cell ATRES:\n";
+    const shell_outcome result = run(scenario + "end\n", daemon + OBEDIENT, "--quiet < " + precious);
+    EXPECT_EQ(result.status, 1);
+    for (const std::string &path : paths) {
+        EXPECT_THAT(result.output, HasSubstr(path + ": cannot be written"));
+        EXPECT_THAT(result.output, HasSubstr(path + ": expected \"x\", found no file"));
+    }
+    EXPECT_EQ(content_of(precious), "precious");
+}
+
+TEST_F(box, a_scenario_without_an_end_is_refused) {
+    for (const char *how : {"run", "check"}) {
+        const shell_outcome result = run_in_shell(std::string(ZELT_SIM " ") + how + " /dev/zero");
+        EXPECT_EQ(result.status, 2);
+        EXPECT_EQ(result.output, "/dev/zero: is longer than 16 MiB\n");
+    }
 }
 
 TEST_F(box, a_repeated_table_starts_from_the_top) {
@@ -419,6 +460,14 @@ TEST_F(attached, tools_are_found_by_name_and_a_shell_is_the_default) {
         alone("box & ready\necho 'command -v zelt-sim; echo $ZELT_CONFIG; exit 4' | $sim attach\n"
               "echo status $?; kill $!; wait $!; echo box $?\n");
     EXPECT_EQ(result.output, ZELT_SIM "\n/run/zelt/config.json\nstatus 4\nbox 0\n");
+}
+
+TEST_F(attached, a_command_has_no_more_powers_than_the_daemon) {
+    const shell_outcome result = alone("box & ready\n$sim attach -- sh -c 'grep -E \"Cap(Prm|Eff)|NoNew\" "
+                                       "/proc/$$/status; hostname x 2> /dev/null; echo $?; "
+                                       "mount -t tmpfs x /srv 2> /dev/null || echo no mount'\nkill $!; wait $!\n");
+    EXPECT_EQ(result.output, "CapPrm:\t0000000000001000\nCapEff:\t0000000000001000\nNoNewPrivs:\t1\n"
+                             "1\nno mount\n");
 }
 
 TEST_F(attached, the_end_of_the_box_ends_the_command) {

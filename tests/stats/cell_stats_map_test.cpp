@@ -4,8 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
-#include <new>
 #include <stdexcept>
 
 #include "stats/cell_catalogue.h"
@@ -14,40 +12,7 @@
 #include "stats/sysdb_transaction.h"
 #include "tests/fake_platform/fake_platform.h"
 #include "tests/stats/clearing_journal.h"
-
-namespace {
-
-// Sizes of the allocations, while they are of interest.
-struct {
-    bool recording = false;
-    std::array<std::size_t, 32> sizes{};
-    std::size_t count = 0;
-} allocations;
-
-}  // namespace
-
-#if !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"  // inlined, the pair below looks mismatched
-#endif
-
-void *operator new(std::size_t size) {
-    if (allocations.recording && allocations.count < allocations.sizes.size()) {
-        allocations.sizes.at(allocations.count++) = size;
-    }
-    void *block = std::malloc(size);
-    if (block == nullptr) {
-        throw std::bad_alloc();
-    }
-    return block;
-}
-
-void operator delete(void *block) noexcept {
-    std::free(block);
-}
-
-void operator delete(void *block, std::size_t) noexcept {
-    std::free(block);
-}
+#include "tests/support/allocations.h"
 
 namespace {
 
@@ -130,42 +95,42 @@ struct catalogue_row {
 
 // clang-format off
 constexpr catalogue_row CATALOGUE[] = {
-    {"CELL_NET_TYPE", "string "},
-    {"CELL_NET_TYPE_INT", "int 0"},
-    {"CELL_LAC", "int 0"},
-    {"CELL_MCC", "string "},
-    {"CELL_MNC", "string "},
-    {"CELL_CID", "int 0"},
-    {"CELL_PCID", "int -999"},
-    {"CELL_BAND", "int -999"},
-    {"CELL_CHANNEL", "int -999"},
-    {"CELL_RSRP", "int -999"},
-    {"CELL_RSRQ", "int -999"},
-    {"CELL_RSSI", "int -999"},
-    {"CELL_SINR", "real -999.0"},
-    {"CELL_SQI", "int -999"},
-    {"CELL_ECIO", "int -999"},
     {"CELL_ARFCN", "int -999"},
-    {"CELL_EARFCN", "int -999"},
-    {"CELL_UARFCN", "int -999"},
-    {"CELL_CHAN_BW_UL", "string "},
-    {"CELL_CHAN_BW_DL", "string "},
-    {"CELL_RAC", "int -999"},
-    {"CELL_TAC", "int -999"},
+    {"CELL_BAND", "int -999"},
     {"CELL_BSIC", "int -999"},
-    {"CELL_RXLEV", "int -999"},
-    {"CELL_TXP", "int -999"},
+    {"CELL_CHANNEL", "int -999"},
+    {"CELL_CHAN_BW_DL", "string "},
+    {"CELL_CHAN_BW_UL", "string "},
+    {"CELL_CID", "int 0"},
+    {"CELL_EARFCN", "int -999"},
+    {"CELL_ECIO", "int -999"},
+    {"CELL_LAC", "int 0"},
     {"CELL_LTE_BAND", "int -999"},
     {"CELL_LTE_RSRP", "int -999"},
     {"CELL_LTE_RSRQ", "int -999"},
     {"CELL_LTE_RSSI", "int -999"},
     {"CELL_LTE_SINR", "real -999.0"},
     {"CELL_LTE_SQI", "int -999"},
+    {"CELL_MCC", "string "},
+    {"CELL_MNC", "string "},
+    {"CELL_NET_TYPE", "string "},
+    {"CELL_NET_TYPE_INT", "int 0"},
     {"CELL_NR5G_BAND", "int -999"},
     {"CELL_NR5G_RSRP", "int -999"},
     {"CELL_NR5G_RSRQ", "int -999"},
     {"CELL_NR5G_SINR", "real -999.0"},
     {"CELL_NR5G_SQI", "int -999"},
+    {"CELL_PCID", "int -999"},
+    {"CELL_RAC", "int -999"},
+    {"CELL_RSRP", "int -999"},
+    {"CELL_RSRQ", "int -999"},
+    {"CELL_RSSI", "int -999"},
+    {"CELL_RXLEV", "int -999"},
+    {"CELL_SINR", "real -999.0"},
+    {"CELL_SQI", "int -999"},
+    {"CELL_TAC", "int -999"},
+    {"CELL_TXP", "int -999"},
+    {"CELL_UARFCN", "int -999"},
 };
 // clang-format on
 
@@ -173,7 +138,7 @@ bool in_expected_catalogue(const std::string &key) {
     return std::ranges::any_of(CATALOGUE, [&key](const catalogue_row &row) { return row.key == key; });
 }
 
-TEST(cell_catalogue, has_the_36_keys_in_the_order_of_their_definition) {
+TEST(cell_catalogue, has_the_36_keys_in_bytewise_order) {
     ASSERT_EQ(CELL_CATALOGUE.size(), 36U);
     ASSERT_EQ(std::size(CATALOGUE), 36U);
     for (std::size_t i = 0; i < CELL_CATALOGUE.size(); ++i) {
@@ -194,10 +159,10 @@ TEST(cell_catalogue, every_key_has_its_kind_and_default) {
 // Most of its use is at compile time, where a wrong answer would only let a misspelt key through.
 TEST(cell_catalogue, knows_its_keys_whole_and_no_others) {
     for (const ::catalogue_row &row : CELL_CATALOGUE) {
-        EXPECT_TRUE(in_cell_catalogue(row.name)) << row.name;
+        EXPECT_STREQ(CELL_CATALOGUE.at(cell_catalogue_index(row.name)).name, row.name);
     }
     for (const char *other : {"", "CELL_", "CELL_MC", "CELL_MCCC", "cell_mcc", "CELL_RSCP"}) {
-        EXPECT_FALSE(in_cell_catalogue(other)) << other;
+        EXPECT_EQ(cell_catalogue_index(other), CELL_CATALOGUE.size()) << other;
     }
 }
 
@@ -215,7 +180,7 @@ TEST(cell_catalogue, a_key_just_beside_each_one_is_unknown) {
     }
     for (const std::string &key : strangers) {
         SCOPED_TRACE(key);
-        EXPECT_FALSE(in_cell_catalogue(key));
+        EXPECT_EQ(cell_catalogue_index(key), CELL_CATALOGUE.size());
         update_cell_stats_map(key.c_str(), "7");
         EXPECT_THAT(publish(), IsEmpty());
     }
@@ -230,7 +195,7 @@ TEST(cell_catalogue, rscp_is_dropped_without_a_trace) {
 }
 
 TEST(cell_value, of_an_unknown_kind_is_neither_changed_nor_marked) {
-    cell_stat &stat = cell_stats_map.at("CELL_LAC");
+    cell_stat &stat = cell_stats_map.at(cell_catalogue_index("CELL_LAC"));
     stat.kind = static_cast<value_kind>(1);
     update_cell_stats_map("CELL_LAC", "5");
     EXPECT_FALSE(stat.updated);
@@ -452,19 +417,22 @@ std::vector<std::string> keys_in_order_of(void (*reset)()) {
     constexpr std::size_t LENGTH_OF_FIRST = 100;
     auto original = cell_stats_map;
     std::vector<std::string> keys;
-    for (auto &[key, stat] : cell_stats_map) {
+    for (cell_stat &stat : cell_stats_map) {
         stat.kind = VALUE_STRING;
         stat.default_text.assign(LENGTH_OF_FIRST + keys.size(), 'x');
-        keys.push_back(key);
+        keys.emplace_back(stat.key);
     }
-    allocations.recording = true;
+    static std::vector<std::size_t> sizes;
+    sizes.clear();
+    sizes.reserve(keys.size());
+    before_allocation = [](std::size_t size) { sizes.push_back(size); };
     reset();
-    allocations.recording = false;
+    before_allocation = nullptr;
     std::vector<std::string> order;
-    for (std::size_t i = 0; i < allocations.count; ++i) {
-        order.push_back(keys.at(allocations.sizes.at(i) - LENGTH_OF_FIRST - 1));
+    order.reserve(sizes.size());
+    for (const std::size_t size : sizes) {
+        order.push_back(keys.at(size - LENGTH_OF_FIRST - 1));
     }
-    allocations.count = 0;
     cell_stats_map.swap(original);
     return order;
 }

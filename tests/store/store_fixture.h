@@ -3,11 +3,12 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <lmdb.h>
 
-#include "store/environment.h"
+#include "store/transaction.h"
 #include "tests/support/environment_variable.h"
 #include "tests/support/other_process.h"
 #include "tests/support/temporary_folder.h"
@@ -33,6 +34,19 @@ protected:
         EXPECT_EQ(other_process([&] { return put(values, database); }).wait(), 0);
     }
 
+    // All of it, through an environment of its own.
+    sysdb_values list(const char *database) const {
+        sysdb_environment environment;
+        sysdb_transaction transaction;
+        sysdb_values values;
+        std::vector<std::string> foreign_keys;
+        if (environment.open(directory_, sysdb_access::read) == 0 &&
+            transaction.begin(environment, database, sysdb_access::read) == 0) {
+            transaction.list(&values, &foreign_keys);
+        }
+        return values;
+    }
+
     // Bytes as somebody else could have put them there.
     void write_raw(const char *database, const std::string &key, const std::string &bytes,
                    unsigned int flags = 0) const {
@@ -50,6 +64,22 @@ protected:
         ASSERT_EQ(mdb_put(txn, dbi, &name, &data, 0), 0);
         ASSERT_EQ(mdb_txn_commit(txn), 0);
         mdb_env_close(env);
+    }
+
+    // 0, or the fault.
+    int delete_database(const char *database) const {
+        MDB_env *env = nullptr;
+        MDB_txn *txn = nullptr;
+        MDB_dbi dbi = 0;
+        int result = mdb_env_create(&env);
+        mdb_env_set_maxdbs(env, 4);
+        result = result != 0 ? result : mdb_env_open(env, directory_.c_str(), 0, 0644);
+        result = result != 0 ? result : mdb_txn_begin(env, nullptr, 0, &txn);
+        result = result != 0 ? result : mdb_dbi_open(txn, database, 0, &dbi);
+        result = result != 0 ? result : mdb_drop(txn, dbi, 1);
+        result = result != 0 ? result : mdb_txn_commit(txn);
+        mdb_env_close(env);
+        return result;
     }
 
     std::string raw(const char *key) const {

@@ -30,11 +30,23 @@ TEST(escaped, shows_each_byte_that_could_break_a_line_or_steer_a_terminal) {
         {"Latin-1", "M\xfcnchen", "M\xfcnchen"},
         {"a character cut at the end leaves a byte of C1", "a\xe2\x82", "a\xe2\\x82"},
         {"a surrogate is no character", "\xed\xa0\x80", "\xed\xa0\\x80"},
+        {"an override turns the rest of the line: an operator's name that reads as another one",
+         "a\u202eb\u2066c\u2069",  // NOLINT(misc-misleading-bidirectional)
+         R"(a\xE2\x80\xAEb\xE2\x81\xA6c\xE2\x81\xA9)"},
+        {"line separators", "\u2028\u2029", R"(\xE2\x80\xA8\xE2\x80\xA9)"},
+        {"nothing to be seen", "\u00ad\u200b\ufeff\ufe0f\U000e0041",
+         R"(\xC2\xAD\xE2\x80\x8B\xEF\xBB\xBF\xEF\xB8\x8F\xF3\xA0\x81\x81)"},
+        {"what stands next to them", "\u200a\u2010\u2027\u202f\u205f\u2070", "\u200a\u2010\u2027\u202f\u205f\u2070"},
         {"empty", "", ""},
     };
     for (const text_row &c : rows) {
         EXPECT_EQ(escaped(c.given), c.printed) << c.why;
     }
+}
+
+TEST(shown, leaves_what_a_sentence_has_of_its_own) {
+    // NOLINTNEXTLINE(misc-misleading-bidirectional)
+    EXPECT_EQ(shown("key a\\x1B:\n\x1b[2J\r\u202e"), "key a\\x1B:\n\\x1B[2J\\r\\xE2\\x80\\xAE");
 }
 
 TEST(value_text, has_a_form_for_each_type) {

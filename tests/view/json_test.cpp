@@ -121,16 +121,22 @@ TEST(json, other_keys_are_listed_but_never_a_mark) {
 
 TEST(json, subscriber_is_told_to_those_who_ask) {
     const std::vector<snapshot> cells{
-        samples::lte() + snapshot{{"CELL_IMSI", std::string("001010123456789")}, {"CELL_MDN", std::string("15550100")}},
-        samples::lte() + snapshot{{"CELL_IMSI", 1010123456}, {"CELL_MDN", 15550100.0}}};
+        samples::lte() + snapshot{{"CELL_IMSI", std::string("001010123456789")},
+                                  {"CELL_MDN", std::string("15550100")},
+                                  {"CELL_ICCID", std::string("89010000000000000019")},
+                                  {"CELL_RSSIMON", std::string("EC25, MNC: 01, ICCID: 89010000000000000019, SIM: 1")}},
+        samples::lte() + snapshot{{"CELL_IMSI", 1010123456}, {"CELL_MDN", 15550100.0}, {"CELL_ICCID", 890100000}}};
     for (const snapshot &cell : cells) {
-        EXPECT_THAT(text_of(cell), Not(testing::AnyOf(HasSubstr("10101234"), HasSubstr("15550100")))) << "in any form";
+        EXPECT_THAT(text_of(cell),
+                    Not(testing::AnyOf(HasSubstr("10101234"), HasSubstr("15550100"), HasSubstr("890100000"))))
+            << "in any form";
     }
+    EXPECT_EQ(object_of(cells.front())["summary"], "EC25, MNC: 01, SIM: 1");
     const reading database = samples::read_from(cells.front());
     picture known = samples::picture_of(cells.front());
     known.owner = find_subscriber(database);
     EXPECT_EQ(parse(to_json(known, database))["subscriber"],
-              parse(R"({"imsi": "001010123456789", "directory_number": "15550100"})"));
+              parse(R"({"imsi": "001010123456789", "directory_number": "15550100", "iccid": "89010000000000000019"})"));
 }
 
 TEST(json, bandwidth_that_is_no_number_is_null) {

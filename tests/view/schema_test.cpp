@@ -62,6 +62,16 @@ TEST_F(json_schema, holds_for_every_technology_and_every_kind_of_missing) {
     EXPECT_TRUE(valid());
 }
 
+TEST_F(json_schema, holds_for_the_example_of_its_page) {
+    const std::string page = content_of(ZELT_TOP_PAGE);
+    const std::string fence = "```json\n";
+    const std::size_t begin = page.find(fence) + fence.size();
+    const std::string example = page.substr(begin, page.find("```", begin) - begin);
+    ASSERT_NE(example.find("\"schema\""), std::string::npos);
+    add(example);
+    EXPECT_TRUE(valid());
+}
+
 TEST_F(json_schema, tells_what_is_no_such_object) {
     const std::string whole = to_json(samples::picture_of(samples::lte()), timed(samples::lte()));
     struct row {

@@ -9,10 +9,19 @@
 
 namespace {
 
-std::string unicode_escape(std::uint32_t code) {
-    std::array<char, 7> buffer = {};  // a control character's code has two digits
-    std::snprintf(buffer.data(), buffer.size(), "\\u%04x", static_cast<unsigned int>(code & 0xffU));
+std::string escape_of_unit(std::uint32_t unit) {
+    std::array<char, 7> buffer = {};
+    std::snprintf(buffer.data(), buffer.size(), "\\u%04x", static_cast<unsigned int>(unit & 0xffffU));
     return buffer.data();
+}
+
+// JSON knows units of 16 bits; a character beyond them takes two.
+std::string unicode_escape(std::uint32_t code) {
+    constexpr std::uint32_t BEYOND = 0x10000;
+    if (code < BEYOND) {
+        return escape_of_unit(code);
+    }
+    return escape_of_unit(0xd800U + ((code - BEYOND) >> 10U)) + escape_of_unit(0xdc00U + ((code - BEYOND) & 0x3ffU));
 }
 
 }  // namespace
@@ -26,7 +35,7 @@ std::string json_string(std::string_view text) {
         } else if (next.code == '"' || next.code == '\\') {
             result += {'\\', text.front()};
         } else {
-            result += is_control(next) ? unicode_escape(next.code) : std::string(text.substr(0, next.bytes));
+            result += is_unsafe(next) ? unicode_escape(next.code) : std::string(text.substr(0, next.bytes));
         }
         text.remove_prefix(next.bytes);
     }

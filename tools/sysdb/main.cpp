@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "store/environment.h"
+#include "store/transaction.h"
 #include "store/value_text.h"
 #include "tools/sysdb/json.h"
 #include "tools/sysdb/output.h"
@@ -47,7 +47,7 @@ Examples:    sysdb list CELL    sysdb get CELL CELL_RSSIMON    sysdb set GPIO GP
 )";
 
 int report(exit_code code, const std::string &message) {
-    std::fprintf(stderr, "sysdb: %s\n", message.c_str());
+    std::fprintf(stderr, "sysdb: %s\n", shown(message).c_str());
     return code;
 }
 
@@ -65,8 +65,9 @@ int report_problem(int problem) {
     return report(unavailable, sysdb_problem(sysdb_folder(), problem));
 }
 
-int report_missing(int problem, const std::string &what) {
-    return sysdb_is_absent(problem) ? report(not_found, what + " in " + sysdb_folder()) : report_problem(problem);
+int report_missing(int problem, const std::string &what, const std::string &advice = "") {
+    return sysdb_is_absent(problem) ? report(not_found, what + " in " + sysdb_folder() + advice)
+                                    : report_problem(problem);
 }
 
 // One transaction on a named database of the environment.
@@ -80,7 +81,9 @@ int begin(session *opened, const std::string &database, sysdb_access access) {
         return report_problem(problem);
     }
     const int problem = opened->transaction.begin(opened->environment, database.c_str(), access);
-    return problem == 0 ? success : report_missing(problem, "no database " + escaped(database));
+    return problem == 0 ? success
+                        : report_missing(problem, "no database " + escaped(database),
+                                         "; \"sysdb databases\" names those that there are");
 }
 
 std::string key_in_database(const std::string &key, const std::string &database) {
@@ -166,10 +169,12 @@ int watch(const std::string &database, bool json, bool time) {
 }
 
 int databases() {
-    sysdb_environment environment;
+    session opened;
     std::vector<std::string> names;
-    int problem = environment.open(sysdb_folder(), sysdb_access::read);
-    problem = problem != 0 ? problem : environment.named_databases(&names);
+    int problem = opened.environment.open(sysdb_folder(), sysdb_access::read);
+    problem = problem != 0 ? problem : opened.transaction.begin_unnamed(opened.environment, sysdb_access::read);
+    problem = problem != 0 ? problem : opened.transaction.named_databases(&names);
+    opened.transaction.drop();
     if (problem != 0) {
         return report_problem(problem);
     }

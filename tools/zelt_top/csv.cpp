@@ -115,6 +115,7 @@ constexpr auto COLUMNS = std::to_array<column>({
 constexpr auto SUBSCRIBER_COLUMNS = std::to_array<column>({
     {"imsi", [](const source &from, const char *) { return text_of(from.known.owner->imsi); }},
     {"directory_number", [](const source &from, const char *) { return text_of(from.known.owner->directory_number); }},
+    {"iccid", [](const source &from, const char *) { return text_of(from.known.owner->iccid); }},
 });
 
 }  // namespace

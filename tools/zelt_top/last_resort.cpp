@@ -3,12 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
-#include <string_view>
 
 #include <termios.h>
 #include <unistd.h>
-
-#include "tools/zelt_top/options.h"
 
 namespace zelt_top {
 
@@ -22,18 +19,10 @@ struct {
     std::size_t leave_length = 0;
 } terminal;
 
-constexpr std::string_view DAMAGED = "zelt-top: the database is damaged: the end of its file is missing. Stop its "
-                                     "users and remove the folder (SYSDB_DIR, "
-                                     "or /run/sysdb), it is written anew.\n";
-
 void handle(int signal) {
     if (terminal.taken != 0) {
         static_cast<void>(!write(STDOUT_FILENO, terminal.leave.data(), terminal.leave_length));
         tcsetattr(STDOUT_FILENO, TCSANOW, &terminal.before);
-    }
-    if (signal == SIGBUS) {
-        static_cast<void>(!write(STDERR_FILENO, DAMAGED.data(), DAMAGED.size()));
-        _exit(NO_DATABASE);
     }
     std::signal(signal, SIG_DFL);
     raise(signal);

@@ -1,5 +1,5 @@
-// What still happens when a signal ends the process on the spot: the terminal is given back. LMDB reads its file
-// through a mapping, so a file whose end is missing is not an error code but SIGBUS: that one has a message, too.
+// What still happens when a signal ends the process on the spot: the terminal is given back. Faults of the database's
+// mapping do not come here, store/fault_guard takes them.
 #pragma once
 
 #include <string>

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 #include <numeric>
+#include <span>
 
 #include "tools/zelt_top/columns.h"
 #include "view/duration.h"
@@ -171,6 +172,7 @@ std::vector<line> fact_lines(const view::picture &known, const page &on) {
     if (known.owner) {
         owner.add("IMSI", shown(words(known.owner->imsi), on));
         owner.add("number", shown(words(known.owner->directory_number), on));
+        owner.add("ICCID", shown(words(known.owner->iccid), on));
     }
 
     std::vector<line> lines;
@@ -493,21 +495,40 @@ std::vector<line> stack(std::vector<std::vector<line>> blocks, const page &on) {
     return lines;
 }
 
-// Without bars: one value a line.
-std::vector<line> small_values(const view::picture &known) {
+void add_small_value(line &to, const view::signal_value &one) {
+    if (!one.value.known()) {
+        to.add(view::word(one.value.state), style::dim);
+        return;
+    }
+    const view::rating grade = view::rate(one.what, one.value.value);
+    to.add(view::word(one.limit) + view::digits(one.value.value) + ' ');
+    to.add(view::scale_of(one.what).unit, style::dim).add(" ").add(view::word(grade), look_of(grade));
+}
+
+// Without bars. Several legs stand side by side, or one below the other where that is too wide.
+std::vector<line> small_values(const view::picture &known, const page &on) {
+    constexpr std::size_t NAME = 6;
+    constexpr std::size_t EACH = 16;  // "<= -120 dBm bad" and a blank
+    const std::size_t abreast = NAME + known.legs.size() * EACH - 1 <= on.width ? known.legs.size() : 1;
     std::vector<line> values;
-    for (const view::leg &of : known.legs) {
-        for (const view::signal_value &one : of.signals) {
+    for (auto first = known.legs.begin(); first != known.legs.end(); first += static_cast<std::ptrdiff_t>(abreast)) {
+        const std::span legs(first, abreast);
+        line heads;
+        for (std::size_t i = 0; i < legs.size(); ++i) {
+            heads.add_to_column(abreast == 1 ? 0 : NAME + i * EACH).add(legs[i].heading, style::strong);
+        }
+        if (known.legs.size() > 1) {
+            values.push_back(std::move(heads));
+        }
+        for (const view::signal_value &row : legs.front().signals) {
             line next;
-            next.add(pad_right(view::scale_of(one.what).label, 6));
-            if (!one.value.known()) {
-                next.add(view::word(one.value.state), style::dim);
-            } else {
-                const view::rating grade = view::rate(one.what, one.value.value);
-                next.add(view::word(one.limit) + view::digits(one.value.value) + ' ')
-                    .add(view::scale_of(one.what).unit, style::dim)
-                    .add(" ");
-                next.add(view::word(grade), look_of(grade));
+            next.add(view::scale_of(row.what).label);
+            for (std::size_t i = 0; i < legs.size(); ++i) {
+                next.add_to_column(NAME + i * EACH);
+                const auto found = std::ranges::find(legs[i].signals, row.what, &view::signal_value::what);
+                if (found != legs[i].signals.end()) {
+                    add_small_value(next, *found);
+                }
             }
             values.push_back(std::move(next));
         }
@@ -531,7 +552,8 @@ std::vector<std::string> small_state(const view::picture &known, std::size_t val
 std::vector<line> lay_out_small(const view::picture &known, const page &on) {
     std::vector<line> lines(1);
     lines.front().add(shortened(title_text(known, on), on.width), style::strong);
-    std::vector<line> values = known.state == view::condition::no_database ? std::vector<line>() : small_values(known);
+    std::vector<line> values =
+        known.state == view::condition::no_database ? std::vector<line>() : small_values(known, on);
     for (const std::string &part : small_state(known, values.size(), on)) {
         lines.emplace_back();
         lines.back().add(part, look_of_state(known));

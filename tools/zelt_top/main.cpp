@@ -18,6 +18,7 @@
 #include <langinfo.h>
 #include <unistd.h>
 
+#include "store/value_text.h"
 #include "tools/zelt_top/antenna.h"
 #include "tools/zelt_top/check.h"
 #include "tools/zelt_top/columns.h"
@@ -72,6 +73,7 @@ bool wants_colour(const options &chosen) {
 
 page plain_page(const watch &of) {
     page on;
+    on.width = terminal_columns() != 0 ? terminal_columns() : on.width;
     on.utf8 = isatty(STDOUT_FILENO) != 0 ? terminal_shows_utf8() : std::string(nl_langinfo(CODESET)) == "UTF-8";
     on.history = of.refreshes > 1;
     return on;
@@ -105,7 +107,7 @@ int run_once(const options &chosen) {
     watch of(chosen.show_subscriber);
     of.refresh();
     if (!of.latest.cell) {
-        std::fprintf(stderr, "zelt-top: %s\n", of.known.sentence.c_str());
+        std::fprintf(stderr, "zelt-top: %s\n", shown(of.known.sentence).c_str());
         return NO_DATABASE;
     }
     return print(as_text(of, chosen)) ? 0 : OUTPUT_LOST;
@@ -294,7 +296,7 @@ int run(int argc, char **argv) {
     if (problem.empty()) {
         return run_screen(*chosen);
     }
-    std::fprintf(stderr, "zelt-top: plain text, a line a change: %s\n", problem.c_str());
+    std::fprintf(stderr, "zelt-top: plain text, a line a change: %s\n", shown(problem).c_str());
     return run_stream(*chosen);
 }
 
@@ -307,6 +309,6 @@ int main(int argc, char **argv) try {
     zelt_top::expect_the_worst();
     return zelt_top::run(argc, argv);
 } catch (const std::exception &e) {
-    std::fprintf(stderr, "zelt-top: %s\n", e.what());
+    std::fprintf(stderr, "zelt-top: %s\n", shown(e.what()).c_str());
     return zelt_top::OUTPUT_LOST;
 }

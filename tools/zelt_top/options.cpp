@@ -5,6 +5,8 @@
 
 #include <getopt.h>
 
+#include "store/value_text.h"
+
 namespace zelt_top {
 
 namespace {
@@ -17,7 +19,7 @@ constexpr const char *HELP =
     "  --json              one JSON object a line and refresh; with --once a single one\n"
     "  --csv               a line of comma-separated values a refresh, under a line with their names\n"
     "  --check LIMITS      look once, answer as a plug-in of a monitoring system does: see below\n"
-    "  --private           with IMSI and directory number, which are left out otherwise\n"
+    "  --private           with IMSI, directory number and ICCID, which are left out otherwise\n"
     "  --interval SECONDS  time between two refreshes, 0.1 to 3600 (default 1)\n"
     "  --no-color          no colours, as with NO_COLOR set in the environment\n"
     "  --help              this help\n"
@@ -87,7 +89,7 @@ std::optional<options> parse_options(int argc, char **argv, int &exit_code) {
             break;
         case 'k':
             if (std::string problem; !(chosen.check = parse_check(optarg, problem))) {
-                std::fprintf(stderr, "zelt-top: --check: %s\n", problem.c_str());
+                std::fprintf(stderr, "zelt-top: --check: %s\n", shown(problem).c_str());
                 return refuse(exit_code);
             }
             break;
@@ -99,7 +101,8 @@ std::optional<options> parse_options(int argc, char **argv, int &exit_code) {
             break;
         case 'i':
             if (!parse_interval(optarg, chosen.interval_seconds)) {
-                std::fprintf(stderr, "zelt-top: --interval takes seconds from 0.1 to 3600, not \"%s\"\n", optarg);
+                std::fprintf(stderr, "zelt-top: --interval takes seconds from 0.1 to 3600, not \"%s\"\n",
+                             shown(optarg).c_str());
                 return refuse(exit_code);
             }
             break;
@@ -114,7 +117,7 @@ std::optional<options> parse_options(int argc, char **argv, int &exit_code) {
         }
     }
     if (optind < argc) {
-        std::fprintf(stderr, "zelt-top: \"%s\" is no option\n", argv[optind]);
+        std::fprintf(stderr, "zelt-top: \"%s\" is no option\n", shown(argv[optind]).c_str());
         return refuse(exit_code);
     }
     if (chosen.json + chosen.csv + chosen.check.has_value() > 1) {

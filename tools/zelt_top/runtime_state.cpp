@@ -5,17 +5,14 @@
 #include <csignal>
 #include <cstdint>
 #include <ctime>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
-#include <system_error>
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include "posix/descriptor.h"
+#include "posix/device_holders.h"
 #include "view/characters.h"
 
 namespace zelt_top {
@@ -84,63 +81,14 @@ std::string first_word(const std::string &path) {
     return word;
 }
 
-bool is_number(const std::string &text) {
-    return text.find_first_not_of("0123456789") == std::string::npos;
-}
-
-// The first entry that is asked for; nothing also when the folder goes away meanwhile, as a process's does.
-template <typename Wanted>
-std::optional<std::filesystem::path> find_entry(const std::filesystem::path &folder, Wanted wanted) {
-    std::error_code failed;
-    for (std::filesystem::directory_iterator next(folder, failed), end; !failed && next != end;
-         next.increment(failed)) {
-        if (wanted(next->path())) {
-            return next->path();
+// "minicom, process 4711"; empty when there is none to be seen. The daemon is not meant.
+std::string find_holder(const std::string &port, const std::string &daemon) {
+    for (const device_holder &holder : holders_of_device(port)) {
+        if (std::to_string(holder.pid) != daemon) {
+            return view::harmless(in_words({holder}));
         }
     }
-    return std::nullopt;
-}
-
-// Each box has pseudo-terminals of its own, numbered from 0: only those of one file system are the same.
-constexpr unsigned int FIRST_PTY_MAJOR = 136;
-constexpr unsigned int LAST_PTY_MAJOR = 143;
-
-struct device {
-    dev_t number;
-    dev_t file_system;  // 0: the number says it all
-    bool operator==(const device &) const = default;
-};
-
-// Looks at what a descriptor refers to without opening it.
-std::optional<device> device_behind(const std::string &path) {
-    struct stat status {};
-    if (stat(path.c_str(), &status) != 0 || !S_ISCHR(status.st_mode)) {
-        return std::nullopt;
-    }
-    const unsigned int kind = major(status.st_rdev);
-    const bool is_pty = kind >= FIRST_PTY_MAJOR && kind <= LAST_PTY_MAJOR;
-    return device{status.st_rdev, is_pty ? status.st_dev : 0};
-}
-
-std::string name_of(const std::filesystem::path &process) {
-    std::string name;
-    std::ifstream file(process / "comm");
-    std::getline(file, name);
-    return view::harmless(name);
-}
-
-// "minicom, process 4711"; empty when there is none to be seen. Neither the daemon is meant nor the simulator, which
-// keeps open what it plays the module on.
-std::string find_holder(const std::string &port, const std::string &daemon) {
-    const std::optional<device> wanted = device_behind(port);
-    const auto refers_to_it = [&](const std::filesystem::path &one) { return device_behind(one) == wanted; };
-    const auto has_it_open = [&](const std::filesystem::path &process) {
-        const std::string number = process.filename();
-        return is_number(number) && number != daemon && find_entry(process / "fd", refers_to_it) &&
-               name_of(process) != "zelt-sim";
-    };
-    const auto process = wanted ? find_entry("/proc", has_it_open) : std::nullopt;
-    return process ? name_of(*process) + ", process " + process->filename().string() : "";
+    return {};
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include <langinfo.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "view/characters.h"
@@ -41,6 +42,11 @@ std::string why_no_screen() {
     const bool can_place = tigetstr("cup") != nullptr;
     del_curterm(cur_term);
     return can_place ? "" : "this terminal (TERM=" + view::harmless(name) + ") cannot place its cursor";
+}
+
+std::size_t terminal_columns() {
+    winsize size{};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 
 bool terminal_shows_utf8() {

@@ -36,4 +36,17 @@ TEST(key_changes, nothing_changed) {
     EXPECT_TRUE(key_changes({{"K", {"int", "1"}}}, {{"K", {"int", "1"}}}).empty());
 }
 
+TEST(key_changes, numbers_of_a_real_card_are_not_told) {
+    const typed_value hidden{"string", "(not shown)"};
+    EXPECT_EQ(without_subscriber({{"CELL_IMSI", {"string", "001010123456789"}},
+                                  {"CELL_MDN", {"string", "15550100"}},
+                                  {"CELL_ICCID", {"int", "8901"}},
+                                  {"CELL_RSRP", {"int", "-95"}}}),
+              (cell_values{{"CELL_IMSI", hidden},
+                           {"CELL_MDN", hidden},
+                           {"CELL_ICCID", {"int", "(not shown)"}},
+                           {"CELL_RSRP", {"int", "-95"}}}));
+    EXPECT_TRUE(without_subscriber({}).empty());
+}
+
 }  // namespace

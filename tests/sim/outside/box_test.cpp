@@ -19,10 +19,12 @@ TEST(box_command, is_private_but_for_the_read_only_host) {
     EXPECT_TRUE(holds(words, {"--dev", "/dev"}));
     EXPECT_TRUE(holds(words, {"--tmpfs", "/tmp"}));
     EXPECT_TRUE(holds(words, {"--tmpfs", "/run"}));
-    for (const char *word : {"--unshare-net", "--unshare-pid", "--unshare-ipc", "--die-with-parent"}) {
+    for (const char *word : {"--unshare-net", "--unshare-pid", "--unshare-ipc", "--unshare-uts", "--die-with-parent"}) {
         EXPECT_TRUE(holds(words, {word})) << word;
     }
-    EXPECT_FALSE(holds(words, {"--bind"})) << "nothing of the host may be written";
+    EXPECT_EQ(std::ranges::count(words, "--bind"), 1) << "nothing of the host may be written";
+    EXPECT_TRUE(holds(words, {"--bind", "/proc/sys/net"}));
+    EXPECT_LT(std::ranges::find(words, "--proc"), std::ranges::find(words, "--remount-ro"));
 }
 
 TEST(box_command, shows_what_lies_below_a_replaced_folder) {
@@ -32,6 +34,11 @@ TEST(box_command, shows_what_lies_below_a_replaced_folder) {
     EXPECT_FALSE(holds(words, {"/home/me/build"}));
     EXPECT_LT(std::ranges::find(words, "/tmp"), std::ranges::find(words, "/tmp/build"))
         << "bound after the folder above it was replaced";
+}
+
+TEST(box_command, leaves_the_terminal_unless_something_in_it_needs_one) {
+    EXPECT_TRUE(holds(box_command({{}, {"true"}}), {"--new-session"}));
+    EXPECT_FALSE(holds(box_command({.visible = {}, .command = {"true"}, .uses_terminal = true}), {"--new-session"}));
 }
 
 TEST(box_command, the_command_stands_last) {

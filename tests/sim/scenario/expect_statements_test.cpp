@@ -137,21 +137,21 @@ TEST_F(expect_journal, without_a_block_nothing_happened) {
 
 TEST_F(expectation, a_file_holds_every_byte) {
     router_.file = "10.0.0.1";
-    EXPECT_THAT(differences("expect-file /f\n| 10.0.0.1", router_), IsEmpty());
+    EXPECT_THAT(differences("expect-file /tmp/f\n| 10.0.0.1", router_), IsEmpty());
     router_.file = "10.0.0.1\n";
-    EXPECT_THAT(differences("expect-file /f\n| 10.0.0.1\n|", router_), IsEmpty());
-    EXPECT_THAT(differences("expect-file /f\n| 10.0.0.1", router_),
-                ElementsAre("/f: expected \"10.0.0.1\", found \"10.0.0.1\\n\""));
+    EXPECT_THAT(differences("expect-file /tmp/f\n| 10.0.0.1\n|", router_), IsEmpty());
+    EXPECT_THAT(differences("expect-file /tmp/f\n| 10.0.0.1", router_),
+                ElementsAre("/tmp/f: expected \"10.0.0.1\", found \"10.0.0.1\\n\""));
     router_.file = "77";
-    EXPECT_THAT(differences("expect-file /f\n| $PID", router_), IsEmpty());
+    EXPECT_THAT(differences("expect-file /tmp/f\n| $PID", router_), IsEmpty());
     router_.file.reset();
-    EXPECT_THAT(differences("expect-file /f\n| \\", router_), ElementsAre("/f: expected \"\", found no such file"));
+    EXPECT_THAT(differences("expect-file /tmp/f\n| \\", router_), ElementsAre("/tmp/f: expected \"\", found no file"));
 }
 
 TEST_F(expectation, nothing_is_at_a_path) {
-    EXPECT_THAT(differences("expect-no-file /f", router_), IsEmpty());
+    EXPECT_THAT(differences("expect-no-file /tmp/f", router_), IsEmpty());
     router_.file = "";
-    EXPECT_THAT(differences("expect-no-file /f", router_), ElementsAre("/f: expected nothing there"));
+    EXPECT_THAT(differences("expect-no-file /tmp/f", router_), ElementsAre("/tmp/f: expected nothing there"));
 }
 
 TEST_F(expectation, an_interface_that_is_down_is_told_from_a_missing_one) {

@@ -48,7 +48,7 @@ constexpr statement_row WHAT_THE_ROUTER_DOES[] = {
     {"address none", "address|"},
     {"program /run/qos delay 300ms status 3", "program|/run/qos|3|300 ms|"},
     {"program /usr/bin/wwan-up", "program|/usr/bin/wwan-up|0|0 ms|"},
-    {"program /a status 255", "program|/a|255|0 ms|"},
+    {"program /sbin/a status 255", "program|/sbin/a|255|0 ms|"},
     {"qmicli\n|   MTU: 1500\n| \\x00\\", R"(program|/usr/bin/qmicli|0|0 ms|  MTU: 1500\n\x00)"},
     {"qmicli fail", "program|/usr/bin/qmicli|1|0 ms|"},
     {"qmicli hang", "program|/usr/bin/qmicli|0|86400000 ms|"},
@@ -139,7 +139,7 @@ TEST(scenario, errors_say_what_may_stand_there) {
 
 struct error_row {
     const char *why;
-    const char *text;
+    std::string_view text;
     int line;
 };
 
@@ -168,6 +168,23 @@ TEST(scenario, errors_name_the_line) {
         {"config without a block", "config", 1},
         {"path that is relative", "touch tmp/a", 1},
         {"no path", "touch", 1},
+        {"path of the host", "touch /etc/none", 1},
+        {"path that leaves its folder", "remove /tmp/../etc/none", 1},
+        {"path that stays in its folder for no reason", "write /tmp/./a\n| x", 1},
+        {"folder itself", "remove /tmp", 1},
+        {"folder itself with a slash", "remove /tmp/", 1},
+        {"folder that begins alike", "remove /tmpfiles/a", 1},
+        {"other settings of the kernel", "write /proc/sys/kernel/hostname\n| x", 1},
+        {"descriptors", "write /proc/self/fd/0\n| x", 1},
+        {"secret of the host", "at 1s\nexpect-file /etc/shadow\n| x", 2},
+        {"what the box needs itself", "remove /run/box/real", 1},
+        {"by its second name", "remove /var/run/box", 1},
+        {"what the box has open", "write /dev/fd/0/a\n| x", 1},
+        {"with one slash more", "remove /run//box", 1},
+        {"escape of a terminal", "say a\x1b[2J", 1},
+        {"escape of a terminal in one byte", "echo on\n# a\x9b 2J", 2},
+        {"escape of a terminal as UTF-8", "say a\xc2\x9b", 1},
+        {"byte 0", {"say a\0b", 7}, 1},
         {"address without length", "address 10.1.2.3", 1},
         {"address with 33 bits", "address 10.1.2.3/33", 1},
         {"address that is none", "address 10.1.2/30", 1},

@@ -131,6 +131,16 @@ TEST_F(sysdb_watch, ends_with_0_when_nobody_reads_any_more) {
     EXPECT_EQ(content_of(folder_.path("stderr")), "");
 }
 
+TEST_F(sysdb_watch, ends_with_3_and_a_sentence_when_the_database_is_written_over) {
+    running_tool watcher({"watch", "CELL"}, folder_.path("stderr"));
+    await_first_look(watcher);
+    const std::string zeros(8192, '\0');
+    const descriptor fd(open(file("data.mdb").c_str(), O_WRONLY | O_CLOEXEC));
+    ASSERT_EQ(pwrite(fd.get(), zeros.data(), zeros.size(), 0), static_cast<ssize_t>(zeros.size()));
+    EXPECT_EQ(watcher.wait(), 3);
+    EXPECT_NE(content_of(folder_.path("stderr")).find("the database is damaged"), std::string::npos);
+}
+
 TEST_F(sysdb_watch, ends_with_3_when_its_output_cannot_be_written) {
     const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
     running_tool watcher({"watch", "CELL"}, folder_.path("stderr"), full);

@@ -24,7 +24,7 @@ std::string row_of(const snapshot &cell) {
 
 TEST(csv, header_names_the_columns) {
     EXPECT_EQ(zelt_top::csv_header(false), HEADER + "\n");
-    EXPECT_EQ(zelt_top::csv_header(true), HEADER + ",imsi,directory_number\n");
+    EXPECT_EQ(zelt_top::csv_header(true), HEADER + ",imsi,directory_number,iccid\n");
 }
 
 TEST(csv, each_technology_fills_its_own_columns) {
@@ -63,12 +63,14 @@ TEST(csv, texts_are_quoted_where_they_must_be) {
 }
 
 TEST(csv, subscriber_stands_at_the_end_where_asked_for) {
-    reading database =
-        samples::read_from({{"CELL_IMSI", std::string("001010123456789")}, {"CELL_MDN", std::string("+15550100")}});
+    reading database = samples::read_from({{"CELL_IMSI", std::string("001010123456789")},
+                                           {"CELL_MDN", std::string("+15550100")},
+                                           {"CELL_ICCID", std::string("89010000000000000019")}});
     picture known = build_picture(database, {}, {});
     EXPECT_THAT(zelt_top::csv_row(known, database), testing::Not(HasSubstr("001010123456789")));
     known.owner = find_subscriber(database);
-    EXPECT_THAT(zelt_top::csv_row(known, database), testing::EndsWith(",001010123456789,+15550100\n"));
+    EXPECT_THAT(zelt_top::csv_row(known, database),
+                testing::EndsWith(",001010123456789,+15550100,89010000000000000019\n"));
 }
 
 }  // namespace

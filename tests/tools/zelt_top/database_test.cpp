@@ -16,6 +16,19 @@ using testing::HasSubstr;
 
 using live_database = store_test;
 
+TEST_F(live_database, cut_short_while_it_is_open_and_made_anew) {
+    other_puts({{"CELL_RSRP", -95}});
+    database source(directory_);
+    ASSERT_TRUE(source.read().cell);
+    std::filesystem::resize_file(file("data.mdb"), 8192);
+    const reading damaged = source.read();
+    EXPECT_FALSE(damaged.cell);
+    EXPECT_THAT(damaged.problem, HasSubstr("Database not readable: " + directory_));
+    std::filesystem::remove_all(directory_);
+    other_puts({{"CELL_RSRP", -96}});
+    EXPECT_EQ(source.read().cell, (snapshot{{"CELL_RSRP", -96}}));
+}
+
 TEST_F(live_database, absent_appearing_later_and_made_anew) {
     database source(directory_);
     const reading absent = source.read();

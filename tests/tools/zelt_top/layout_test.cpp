@@ -335,6 +335,29 @@ TEST(layout, window_of_forty_by_ten_keeps_all_of_the_state) {
               "SQI   60 % fair\n");
 }
 
+TEST(layout, legs_of_a_small_window_are_told_apart) {
+    page on;
+    on.width = 40;
+    on.height = 10;
+    EXPECT_EQ(page_of(picture_of(samples::nsa()), on), "5G NSA   Example Net\n"
+                                                       "Registered at home. Updated 2 s ago.\n"
+                                                       "      LTE anchor      NR leg\n"
+                                                       "RSRP  -95 dBm fair    -85 dBm good\n"
+                                                       "RSRQ  -11 dB fair     -16 dB weak\n"
+                                                       "SINR  12.4 dB fair    20 dB good\n"
+                                                       "RSSI  -65 dBm good\n"
+                                                       "SQI   60 % fair       76 % good\n");
+    on.width = 20;
+    EXPECT_THAT(page_of(picture_of(samples::nsa()), on), HasSubstr("\nLTE anchor\n"
+                                                                   "RSRP  -95 dBm fair\n"
+                                                                   "RSRQ  -11 dB fair\n"
+                                                                   "SINR  12.4 dB fair\n"
+                                                                   "RSSI  -65 dBm good\n"
+                                                                   "SQI   60 % fair\n"
+                                                                   "NR leg\n"
+                                                                   "RSRP  -85 dBm good\n"));
+}
+
 TEST(layout, roaming_stands_out) {
     const auto looks_of_state = [](int roaming, std::size_t width) {
         page on;

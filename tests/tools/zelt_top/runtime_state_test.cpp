@@ -5,12 +5,13 @@
 #include <filesystem>
 #include <fstream>
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "tests/support/device_user.h"
 #include "tests/support/other_process.h"
+#include "tests/support/pseudo_terminal.h"
 #include "tests/support/temporary_folder.h"
 
 namespace {
@@ -104,31 +105,11 @@ TEST_F(files_of_the_daemon, lock_has_the_age_of_its_file) {
     }
 }
 
-// A port that this process has open.
-class open_port {
-public:
-    explicit open_port(const std::string &name) : master_(posix_openpt(O_RDWR | O_NOCTTY)) {
-        grantpt(master_);
-        unlockpt(master_);
-        slave_ = open(ptsname(master_), O_RDWR | O_NOCTTY);
-        std::filesystem::create_symlink(ptsname(master_), name);
-    }
-    ~open_port() {
-        close(slave_);
-        close(master_);
-    }
-    open_port(const open_port &) = delete;
-    open_port &operator=(const open_port &) = delete;
-
-private:
-    int master_;
-    int slave_ = -1;
-};
-
 TEST_F(files_of_the_daemon, program_that_has_the_port_open_is_named_in_trouble) {
-    const open_port port(files_.module_device);
-    // The kernel keeps 15 characters of a program's name.
-    const std::string expected = "zelt_top_page_t, process " + std::to_string(getpid());
+    const pseudo_terminal port;
+    std::filesystem::create_symlink(port.name(), files_.module_device);
+    const device_user user(port.name());
+    const std::string expected = "sleep, process " + std::to_string(user.pid());
     EXPECT_EQ(read_runtime_state(files_, true).holder, expected);
     EXPECT_EQ(read_runtime_state(files_, false).holder, "") << "nobody asks while all is well";
 
@@ -138,7 +119,7 @@ TEST_F(files_of_the_daemon, program_that_has_the_port_open_is_named_in_trouble) 
                                      std::filesystem::file_time_type::clock::now() - std::chrono::seconds(60));
     EXPECT_EQ(read_runtime_state(files_, false).holder, expected);
 
-    write(files_.pid_file, std::to_string(getpid()));
+    write(files_.pid_file, std::to_string(user.pid()));
     EXPECT_EQ(read_runtime_state(files_, true).holder, "") << "the daemon is no other program";
 }
 

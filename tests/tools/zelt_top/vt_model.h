@@ -1,43 +1,37 @@
-// What a terminal of the vt100 and xterm families would show: enough of it to read a page that a program has drawn.
+// What a terminal of the vt100 and xterm families shows of a page that a program has drawn.
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
-#include <vector>
+
+#include <vterm.h>
 
 class vt_model {
 public:
     vt_model(std::size_t columns, std::size_t rows);
 
-    void feed(const std::string &bytes);
+    void feed(const std::string &bytes) { vterm_input_write(terminal_.get(), bytes.data(), bytes.size()); }
     void resize(std::size_t columns, std::size_t rows);
 
     std::string row(std::size_t index) const;  // without blanks at its end
     std::string page() const;                  // the rows, each with a line feed
-    bool cursor_visible() const { return cursor_visible_; }
-    bool other_page() const { return other_page_; }  // the one that programs use, beside the shell's
-    bool coloured() const { return coloured_; }      // a colour was ever asked for
-    bool torn() const { return torn_; }              // something was written outside the page
+    bool cursor_visible() const { return seen_.cursor_visible; }
+    bool other_page() const { return seen_.other_page; }  // the one that programs use, beside the shell's
+    bool coloured() const;                                // something on the page has a colour
+    bool torn() const { return seen_.scrolled; }          // something was written below the page
 
 private:
-    void take(char byte);
-    void control(char byte);
-    bool in_escape() const { return !pending_.empty() && pending_.front() == '\x1b'; }
-    void escape(char byte);
-    void sequence(char last);
-    void move(char last);
-    void mode(bool on);
-    void put(const std::string &character);
-    void erase(std::size_t row, std::size_t from, std::size_t to);
-    std::size_t argument(std::size_t index, std::size_t otherwise) const;
+    struct observations {
+        bool cursor_visible = true;
+        bool other_page = false;
+        bool scrolled = false;
+    };
+    static int note_property(VTermProp property, VTermValue *value, void *seen);
+    static int note_scroll(VTermRect to, VTermRect from, void *seen);
 
-    std::vector<std::vector<std::string>> cells_;
-    std::size_t row_ = 0;
-    std::size_t column_ = 0;
-    std::string pending_;  // an escape sequence or a character that is not complete
-    std::string last_;     // for the sequence that repeats it
-    bool cursor_visible_ = true;
-    bool other_page_ = false;
-    bool coloured_ = false;
-    bool torn_ = false;
+    std::unique_ptr<VTerm, decltype(&vterm_free)> terminal_;
+    VTermScreen *screen_;
+    VTermScreenCallbacks callbacks_{};
+    observations seen_;
 };

@@ -1,0 +1,34 @@
+// What this process has written to the system database and not deleted since: so that it can be there again in a
+// database made anew. The daemon publishes what changed, and would leave the rest out. Never logs, never blocks.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "store/renewal.h"
+
+struct own_write {
+    std::string key;
+    std::optional<sysdb_value> value;  // nothing: deleted
+};
+
+class own_writes {
+public:
+    // In the transaction that is open.
+    void note(const std::string &key, std::optional<sysdb_value> value) { pending_.push_back({key, std::move(value)}); }
+    const std::vector<own_write> &pending() const { return pending_; }
+
+    // The end of that transaction.
+    void commit(const std::string &named_database);
+    void drop() { pending_.clear(); }
+
+    // Of all committed transactions; nothing any more.
+    const sysdb_databases &committed() const { return committed_; }
+    void forget() { committed_.clear(); }
+
+private:
+    sysdb_databases committed_;
+    std::vector<own_write> pending_;
+};
