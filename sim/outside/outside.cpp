@@ -42,7 +42,7 @@ The router in a box: runs the daemon with a simulated module, in a "/dev", "/tmp
             --speed N     the daemon's pauses and the scenario's times are N times shorter (1 to 1000)
             --seconds N   end after N seconds
             --quiet       print failures only
-            --verbose     print every AT exchange, log line and change of a key
+            --verbose     print every exchange with a simulated module, log line and change of a key
             COMMAND       what to run in place of the daemon, which is the zelt-stats beside this program
   shell   play SCENARIO (default: drive) and open a shell in the box; leaving it ends the box
   module  run the daemon with the real module behind the serial port PORT, such as /dev/ttyUSB2. NAME is its model:

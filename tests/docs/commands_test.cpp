@@ -86,7 +86,7 @@ const row ROWS[] = {
     {"zelt-sim run my.scenario --speed 8", beside::a_scenario, "all 2 expectations hold"},
     {"zelt-sim shell my.scenario", beside::a_scenario, "box:/#", "exit\r"},
     {"zelt-sim module /dev/ttyUSB2 --model EC25", beside::nothing, "CELL_RSRP = -95", INTERRUPT},
-    {"zelt-sim module /dev/ttyUSB2 --model EC25 --verbose", beside::nothing, "AT < ", INTERRUPT},
+    {"zelt-sim module /dev/ttyUSB2 --model EC25 --verbose", beside::nothing, "SERVINGCELL:.QENG: ", INTERRUPT},
     {"zelt-sim probe", beside::nothing, "/dev/ttyUSB2  answers AT: EC25"},
     {"zelt-sim attach -- sysdb list CELL", beside::a_box, CELL_VALUES},
     {"zelt-sim check *.scenario", beside::a_scenario, ""},
