@@ -117,9 +117,10 @@ void keep_for_ever(MDB_env *env) {
     kept->push_back(env);
 }
 
-// At a file that is being written for the first time: 40 ms in all.
-constexpr int MOST_LOOKS_AT_A_BIRTH = 20;
-constexpr useconds_t BETWEEN_LOOKS_US = 2000;
+// At a file that is being written for the first time: 40 ms in all. Neither a file system nor a person makes a folder
+// anew this often in a moment.
+constexpr int MOST_OPENINGS = 20;
+constexpr useconds_t BETWEEN_LOOKS_AT_A_BIRTH_US = 2000;
 
 std::vector<file_identity> &lost_locks() {
     static std::vector<file_identity> locks;
@@ -213,13 +214,16 @@ int sysdb_environment::open(const std::string &folder, sysdb_access access) {
     data_file_ = data_file_of(folder);
     lock_file_ = lock_file_of(folder);
     access_ = access;
-    int result = EAGAIN;
-    for (int attempt = 0; result == EAGAIN && attempt < MOST_ATTEMPTS; ++attempt) {
-        result = open_once(access);
-        for (int look = 0; result == MDB_INVALID && is_young() && look < MOST_LOOKS_AT_A_BIRTH; ++look) {
-            usleep(BETWEEN_LOOKS_US);
-            result = open_once(access);
+    int result = open_once(access);
+    for (int opening = 1; opening < MOST_OPENINGS; ++opening) {
+        const bool is_being_born = result == MDB_INVALID && is_young();
+        if (result != EAGAIN && !is_being_born) {
+            break;
         }
+        if (is_being_born) {
+            usleep(BETWEEN_LOOKS_AT_A_BIRTH_US);
+        }
+        result = open_once(access);
     }
     return result;
 }
