@@ -11,7 +11,11 @@ OUTPUT = re.compile(r"\s*[\d.]+s\s+output\s+(.*)")
 STUCK_SECONDS = 60  # no cycle takes that long, whatever else the machine does
 
 
-class BoxError(Exception):
+class Missing(Exception):
+    """What cannot be measured here, and why."""
+
+
+class BoxError(Missing):
     """The box ended, or nothing happened in it, before it had been measured."""
 
 

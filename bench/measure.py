@@ -14,14 +14,10 @@ import subprocess
 import tempfile
 import time
 
-from box import Box, find_below
+from box import Box, Missing, find_below
 
 DAEMON = ["zelt-stats", "-d", "RM520N"]
 FIRST, LAST = 41, 241  # of the cycles measured: a tenth of them with a health check, half with the subscriber
-
-
-class Missing(Exception):
-    """What cannot be measured here, and why."""
 
 
 def need(program):
@@ -91,13 +87,18 @@ class Bench:
         return times["held"], times["visible"]
 
     # {cause: how many}, for one cycle.
-    def allocations(self):
-        with self.box(self.preloaded("allocations", self.daemon), name="zelt-stats") as box:
+    def allocations(self, **options):
+        with self.box(self.preloaded("allocations", self.daemon), name="zelt-stats", **options) as box:
             box.wait_for(30)
             found = [line.split()[1:] for line in box.end() if line.startswith("allocation ")]
         if not found:
             raise Missing("the daemon's allocations could not be counted")
         return collections.Counter(self._cause(addresses) for addresses in found)
+
+    # The same of a cell of LTE alone.
+    def lte_allocations(self):
+        with edited(self.scenario, lambda text: re.sub(r".*NR5G-NSA.*\n", "", text)) as scenario:
+            return self.allocations(scenario=scenario)
 
     # The innermost function of the project, by name.
     def _cause(self, addresses):
@@ -189,12 +190,13 @@ class Bench:
     def with_carriers(self, number):
         line = '| +QCAINFO: "SCC",'
         rows = "".join(f'{line}{6300 + i},50,"LTE BAND 20",1,{101 + i},-101,-12,-72,8,0,-,-\n' for i in range(number))
-        text = "".join(row for row in self.scenario.read_text().splitlines(True) if not row.startswith(line))
-        text = re.sub(r'(\| \+QCAINFO: "PCC".*\n)', lambda found: found[1] + rows, text)
-        with tempfile.NamedTemporaryFile("w", suffix=".scenario") as file:
-            file.write(text)
-            file.flush()
-            return self.cycle_time(self.daemon, scenario=file.name)
+
+        def with_rows(text):
+            text = "".join(row for row in text.splitlines(True) if not row.startswith(line))
+            return re.sub(r'(\| \+QCAINFO: "PCC".*\n)', lambda found: found[1] + rows, text)
+
+        with edited(self.scenario, with_rows) as scenario:
+            return self.cycle_time(self.daemon, scenario=scenario)
 
     def with_readers(self, number):
         readers = f"for i in $(seq {number}); do '{self.build}/sysdb' watch CELL >/dev/null 2>&1 & done"
@@ -209,6 +211,8 @@ class Bench:
 
     # Medians in nanoseconds, by name.
     def micro(self):
+        if not (self.build / "bench/micro").exists():
+            raise Missing("libbenchmark-dev is not installed")
         text = subprocess.run([self.build / "bench/micro", "--benchmark_repetitions=5", "--benchmark_format=json",
                                "--benchmark_report_aggregates_only=true"], stdout=subprocess.PIPE,
                               stderr=subprocess.DEVNULL, check=True).stdout
@@ -219,6 +223,15 @@ class Bench:
     def notice_times(self):
         text = subprocess.run([self.build / "bench/notice"], stdout=subprocess.PIPE, check=True, text=True).stdout
         return [float(line) for line in text.split()]
+
+
+@contextlib.contextmanager
+def edited(scenario, edit):
+    """The name of a file with the edited text, while it is there."""
+    with tempfile.NamedTemporaryFile("w", suffix=".scenario") as file:
+        file.write(edit(scenario.read_text()))
+        file.flush()
+        yield file.name
 
 
 def empty(screen):

@@ -44,16 +44,16 @@ std::string first_text(const at_lines &lines, std::string_view prefix, std::size
 
 }  // namespace
 
-std::optional<std::string> line_cutter::next_line(std::string_view &bytes) {
+std::optional<std::string_view> line_cutter::next_line(std::string_view &bytes) {
     while (!bytes.empty()) {
         const char byte = bytes.front();
         bytes.remove_prefix(1);
         if (byte == '\r' || byte == '\n') {
-            if (!line_.empty()) {
-                return std::exchange(line_, {});
+            if (size_ > 0) {
+                return std::string_view(line_.data(), std::exchange(size_, 0));
             }
-        } else if (byte != '\0' && line_.size() < LONGEST_LINE) {
-            line_ += byte;
+        } else if (byte != '\0' && size_ < line_.size()) {
+            line_[size_++] = byte;
         }
     }
     return std::nullopt;
@@ -76,6 +76,7 @@ bool is_echo(std::string_view line, std::string_view command) {
 
 std::vector<std::string_view> cut_fields(std::string_view text) {
     std::vector<std::string_view> fields;
+    fields.reserve(std::size_t{8});  // what the queries answer has fewer
     bool in_quotes = false;
     std::size_t begin = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {

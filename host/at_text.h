@@ -2,23 +2,27 @@
 // Text in, value out: knows neither ports nor time. Never logs, never blocks.
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 // Cuts a stream of bytes into lines. A line ends at CR or LF; empty lines and NUL bytes are dropped; a line longer
-// than LONGEST_LINE loses its tail.
+// than LONGEST_LINE loses its tail. Takes no memory from the heap.
 class line_cutter {
 public:
     // The longest answers have less than 300 characters. This is a bound for noise, not for answers.
     static constexpr std::size_t LONGEST_LINE = 1024;
 
-    // Takes bytes away from the front until a line is complete; none when they ran out before.
-    std::optional<std::string> next_line(std::string_view &bytes);
+    // Takes bytes away from the front until a line is complete; none when they ran out before. The line is there until
+    // the next call.
+    std::optional<std::string_view> next_line(std::string_view &bytes);
 
 private:
-    std::string line_;
+    std::array<char, LONGEST_LINE> line_ = {};
+    std::size_t size_ = 0;
 };
 
 // Final results are whole lines: "OK", "ERROR", "+CME ERROR: ..." and "+CMS ERROR: ...".

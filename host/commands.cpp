@@ -46,24 +46,19 @@ std::chrono::milliseconds patience_after_stop{3000};
 
 // False when the patience was used up before the child's end.
 bool ends_in_time(pid_t child) {
+    constexpr std::chrono::milliseconds LONGEST_POLL{std::chrono::hours(24)};
     const descriptor end = end_of_process(child);
     const bool is_told = end.is_open() && stop_descriptor() >= 0;
-    while (!has_ended(child)) {
-        const bool stopping = stop_requested();
-        if (stopping && patience_after_stop.count() <= 0) {
-            return false;
-        }
-        std::array<pollfd, 2> events = {{{end.get(), POLLIN, 0}, {stopping ? -1 : stop_descriptor(), POLLIN, 0}}};
-        const auto longest = stopping ? std::chrono::ceil<std::chrono::milliseconds>(patience_after_stop)
-                                      : std::chrono::milliseconds(-1);
-        const auto wait = is_told ? longest : BETWEEN_TWO_LOOKS;
-        const clock_type::time_point begin = clock_type::now();
-        poll(events.data(), events.size(), static_cast<int>(wait.count()));
-        if (stopping) {
-            patience_after_stop -= std::chrono::ceil<std::chrono::milliseconds>(clock_type::now() - begin);
-        }
+    stoppable_wait wait(stoppable_wait::NO_LIMIT, patience_after_stop);
+    bool ended = has_ended(child);
+    for (auto left = wait.left(); !ended && left.count() > 0; left = wait.left()) {
+        std::array<pollfd, 2> events = {{{end.get(), POLLIN, 0}, {wait.is_cut() ? -1 : stop_descriptor(), POLLIN, 0}}};
+        const auto longest = std::min(left, is_told ? LONGEST_POLL : BETWEEN_TWO_LOOKS);
+        poll(events.data(), events.size(), static_cast<int>(longest.count()));
+        ended = has_ended(child);
     }
-    return true;
+    patience_after_stop = wait.is_cut() ? wait.left() : patience_after_stop;
+    return ended;
 }
 
 // A program under supervision. Killed with its whole group, and reaped, unless its end was seen.

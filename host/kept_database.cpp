@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <exception>
 #include <fstream>
-#include <optional>
 
 #include "host/say_once.h"
 
@@ -15,15 +14,6 @@ std::string name_of(pid_t pid) {
     std::ifstream comm("/proc/" + std::to_string(pid) + "/comm");
     std::getline(comm, name);
     return "process " + std::to_string(pid) + " (" + name + ")";
-}
-
-int put_if_new(sysdb_transaction *transaction, const char *key, const sysdb_value &value) {
-    sysdb_value stored;
-    const int found = transaction->get(key, &stored);
-    if (found == 0 && encode(stored) == encode(value)) {
-        return 0;
-    }
-    return sysdb_is_damaged(found) ? found : transaction->put(key, value);
 }
 
 }  // namespace
@@ -64,7 +54,7 @@ void kept_database::bring_back() {
     for (const auto &[name, values] : own_.committed()) {
         if (transaction_.use(name.c_str(), sysdb_access::create) == 0) {
             for (const auto &[key, value] : values) {
-                put_if_new(&transaction_, key.c_str(), value);
+                transaction_.put_if_new(key.c_str(), value);
             }
         }
     }
@@ -90,9 +80,9 @@ void kept_database::drop() {
 }
 
 int kept_database::put(const char *key, const sysdb_value &value) {
-    const int result = attempt([&] { return put_if_new(&transaction_, key, value); });
+    const int result = attempt([&] { return transaction_.put_if_new(key, value); });
     if (result == 0) {
-        own_.note(key, value);
+        own_.note(named_database_, key, &value);
     }
     return result;
 }
@@ -100,13 +90,13 @@ int kept_database::put(const char *key, const sysdb_value &value) {
 int kept_database::remove(const char *key) {
     const int result = attempt([&] { return transaction_.remove(key); });
     if (result == 0 || result == SYSDB_MISSING) {
-        own_.note(key, std::nullopt);
+        own_.note(named_database_, key, nullptr);
     }
     return result;
 }
 
 int kept_database::put_beside(const char *key, const sysdb_value &value) {
-    return put_if_new(&transaction_, key, value);
+    return transaction_.put_if_new(key, value);
 }
 
 // Again in a new database, when the one of now cannot be gone on with.
@@ -120,14 +110,17 @@ int kept_database::attempt(Operation operation) {
     return result;
 }
 
-// The transaction, with all that was written in it so far.
+// The transaction, with all that was written before and in it so far.
 int kept_database::resume() {
     int result = environment_.open(folder_, sysdb_access::create);
     result = result != 0 ? result : transaction_.begin(environment_, named_database_.c_str(), sysdb_access::create);
+    if (result == 0) {
+        bring_back();
+    }
     for (const own_write &write : own_.pending()) {
         if (result == 0) {
             const char *key = write.key.c_str();
-            result = write.value ? put_if_new(&transaction_, key, *write.value) : transaction_.remove(key);
+            result = write.value ? transaction_.put_if_new(key, *write.value) : transaction_.remove(key);
             result = result == SYSDB_MISSING ? 0 : result;
         }
     }

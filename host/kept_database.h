@@ -18,6 +18,9 @@ public:
     int open(const std::string &folder, sysdb_access access);
     void close() { environment_.close(); }
 
+    // How often it was opened: behind another value it may be another one.
+    unsigned int opens() const { return environment_.opens(); }
+
     int begin(const char *named_database, sysdb_access access);
     int commit();
     void drop();

@@ -3,7 +3,6 @@
 // Never logs.
 #include "platform/mqtt_client.h"
 
-#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <memory>
@@ -16,7 +15,6 @@
 
 namespace {
 
-using clock_type = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 // The broker is on this machine and answers within milliseconds. The daemon's cycle of 4 s should not grow much when
@@ -81,15 +79,10 @@ private:
     bool is_acknowledged(MQTTClient_deliveryToken message) {
         constexpr milliseconds PATIENCE_AFTER_STOP{500};
         constexpr unsigned long LOOK_FOR_A_STOP_MS = 100;
-        clock_type::time_point deadline = clock_type::now() + ACKNOWLEDGE_LIMIT;
-        bool stopping = false;
-        while (clock_type::now() < deadline && MQTTClient_isConnected(client_) != 0) {
+        stoppable_wait wait(ACKNOWLEDGE_LIMIT, PATIENCE_AFTER_STOP);
+        while (wait.left().count() > 0 && MQTTClient_isConnected(client_) != 0) {
             if (MQTTClient_waitForCompletion(client_, message, LOOK_FOR_A_STOP_MS) == MQTTCLIENT_SUCCESS) {
                 return true;
-            }
-            if (!stopping && stop_requested()) {
-                stopping = true;
-                deadline = std::min(deadline, clock_type::now() + PATIENCE_AFTER_STOP);
             }
         }
         return false;

@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "store/renewal.h"
@@ -16,8 +17,9 @@ struct own_write {
 
 class own_writes {
 public:
-    // In the transaction that is open.
-    void note(const std::string &key, std::optional<sysdb_value> value) { pending_.push_back({key, std::move(value)}); }
+    // In the transaction that is open, on this named database. Null: deleted. What is committed already is not kept
+    // twice.
+    void note(const std::string &named_database, std::string_view key, const sysdb_value *value);
     const std::vector<own_write> &pending() const { return pending_; }
 
     // The end of that transaction.
@@ -29,6 +31,8 @@ public:
     void forget() { committed_.clear(); }
 
 private:
+    bool is_committed(const std::string &named_database, std::string_view key, const sysdb_value *value) const;
+
     sysdb_databases committed_;
     std::vector<own_write> pending_;
 };

@@ -20,6 +20,7 @@ struct port_record {
     int since;
     std::optional<int> last_answer;
     std::string reason;
+    bool operator==(const port_record &) const = default;
 };
 
 void record_port(port_state state, const std::string &reason = "");

@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <cstring>
 #include <optional>
+#include <span>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -36,7 +38,7 @@ struct {
     bool mark_unanswered = false;  // so was a mark: the next answer to one may be its answer
 } step;
 
-const std::string mark = "at+cmee?\r";
+constexpr std::string_view mark = "at+cmee?\r";
 
 bool answers_the_mark(std::string_view line) {
     return line.starts_with("+CMEE:");
@@ -71,11 +73,12 @@ public:
         }
     }
 
-    // The next line, which is then in line(). With a silence, time is also up when no byte came for so long.
+    // The next line, which is in line() until the next call. With a silence, time is also up when no byte came for so
+    // long.
     event next_line(moment until, milliseconds silence = NO_SILENCE) {
         for (;;) {
-            if (std::optional<std::string> line = cutter_.next_line(unread_)) {
-                line_ = *std::move(line);
+            if (const std::optional<std::string_view> line = cutter_.next_line(unread_)) {
+                line_ = *line;
                 return event::line;
             }
             const moment wake = silence == NO_SILENCE ? until : std::min(until, last_byte_ + silence);
@@ -92,7 +95,7 @@ public:
         }
     }
 
-    const std::string &line() const { return line_; }
+    std::string_view line() const { return line_; }
 
 private:
     static bool may_try_again() { return errno == EAGAIN || errno == EINTR; }
@@ -126,7 +129,7 @@ private:
     std::array<char, 512> bytes_ = {};
     std::string_view unread_;  // in bytes_
     line_cutter cutter_;
-    std::string line_;
+    std::string_view line_;  // in cutter_
     moment last_byte_ = clock_type::now();
 };
 
@@ -146,11 +149,14 @@ at_answer completed(std::string_view final_result, at_lines lines) {
     return {is_error_result(final_result) ? at_ending::error : at_ending::ok, std::move(lines)};
 }
 
-// A module that talks on without a final result must not fill the memory. Answers have less than 20 lines.
-void keep(at_lines &lines, const std::string &line) {
+// A module that talks on without a final result must not fill the memory. Answers have less than 20 lines, most of them
+// less than 4.
+void keep(at_lines &lines, std::string_view line) {
     constexpr std::size_t MOST_LINES = 256;
+    constexpr std::size_t USUAL_LINES = 4;
     if (lines.size() < MOST_LINES) {
-        lines.push_back(line);
+        lines.reserve(USUAL_LINES);
+        lines.emplace_back(line);
     }
 }
 
@@ -179,7 +185,7 @@ bool get_in_step(port_stream &port, const at_limits &limits, moment deadline) {
     return false;
 }
 
-at_answer read_answer_in_step(port_stream &port, const std::string &command, const std::string &wanted_prefix,
+at_answer read_answer_in_step(port_stream &port, std::string_view command, std::string_view wanted_prefix,
                               const at_limits &limits, moment deadline) {
     at_lines lines;
     for (;;) {
@@ -187,7 +193,7 @@ at_answer read_answer_in_step(port_stream &port, const std::string &command, con
         if (event != port_stream::event::line) {
             return broken_off(event, std::move(lines));
         }
-        const std::string &line = port.line();
+        const std::string_view line = port.line();
         if (is_echo(line, command)) {
             continue;
         }
@@ -205,8 +211,7 @@ at_answer read_answer_in_step(port_stream &port, const std::string &command, con
 }
 
 // Unsolicited lines behind the final result are no new answer: only a further final result makes one.
-at_answer read_answer_in_doubt(port_stream &port, const std::string &command, const at_limits &limits,
-                               moment deadline) {
+at_answer read_answer_in_doubt(port_stream &port, std::string_view command, const at_limits &limits, moment deadline) {
     at_lines lines;
     std::optional<at_answer> last;
     bool in_answer_to_mark = false;
@@ -219,7 +224,7 @@ at_answer read_answer_in_doubt(port_stream &port, const std::string &command, co
         if (event != port_stream::event::line) {
             return broken_off(event);
         }
-        const std::string &line = port.line();
+        const std::string_view line = port.line();
         if (is_echo(line, command)) {  // an answer begins: what came before was none, or an older one
             lines.clear();
             last.reset();
@@ -330,11 +335,23 @@ unsigned int index_of_ending(at_ending ending, const std::string *texts, unsigne
     return static_cast<unsigned int>(std::find(texts, texts + text_count, result) - texts);
 }
 
-void copy_text(std::string_view text, char *buffer, unsigned int buffer_size) {
-    if (buffer != nullptr && buffer_size > 0) {
-        buffer[text.copy(buffer, buffer_size - 1)] = '\0';
+// A caller's buffer, empty at first, that takes what it has room for. Always ends in a NUL.
+class bounded_text {
+public:
+    bounded_text(char *buffer, unsigned int buffer_size) : rest_(buffer, buffer == nullptr ? 0 : buffer_size) {
+        append("");
     }
-}
+
+    void append(std::string_view text) {
+        if (!rest_.empty()) {
+            rest_ = rest_.subspan(text.copy(rest_.data(), rest_.size() - 1));
+            rest_.front() = '\0';
+        }
+    }
+
+private:
+    std::span<char> rest_;
+};
 
 // What the module does not take would hold up the close, for half a minute on a real port.
 void drop_what_was_not_sent(int fd) {
@@ -344,7 +361,7 @@ void drop_what_was_not_sent(int fd) {
     }
 }
 
-at_answer exchange(int fd, const std::string &command, const std::string &wanted_prefix, const at_limits &limits) {
+at_answer exchange(int fd, std::string_view command, std::string_view wanted_prefix, const at_limits &limits) {
     const moment deadline = clock_type::now() + limits.total;
     port_stream port(fd);
     tcflush(fd, TCIFLUSH);  // unsolicited lines since the last exchange
@@ -368,7 +385,7 @@ at_answer exchange(int fd, const std::string &command, const std::string &wanted
 }
 
 // The wanted line is an answer too, though no final result follows it. A stop tells nothing of the port.
-void record_outcome(const at_answer &answer, const std::string &wanted_prefix) {
+void record_outcome(const at_answer &answer, std::string_view wanted_prefix) {
     const bool has_wanted_line = !wanted_prefix.empty() && std::ranges::any_of(answer.lines, [&](const auto &line) {
         return line.starts_with(wanted_prefix);
     });
@@ -386,7 +403,7 @@ void record_outcome(const at_answer &answer, const std::string &wanted_prefix) {
 
 }  // namespace
 
-at_answer ask_module(int fd, const std::string &command, const std::string &wanted_prefix, const at_limits &limits) {
+at_answer ask_module(int fd, std::string_view command, std::string_view wanted_prefix, const at_limits &limits) {
     at_answer answer = exchange(fd, command, wanted_prefix, limits);
     if (fd >= 0) {
         record_outcome(answer, wanted_prefix);
@@ -431,13 +448,13 @@ void ser_close(int fd) {
 unsigned int ser_write_and_wait_for_txt_get_line(int fd, const char *command, const std::string *texts,
                                                  unsigned int text_count, char *buffer, unsigned int buffer_size,
                                                  unsigned int, unsigned int) {
-    copy_text("", buffer, buffer_size);
-    const std::string prefix = text_count > 0 ? texts[0] : "";
+    bounded_text found(buffer, buffer_size);
+    const std::string_view prefix = text_count > 0 ? std::string_view(texts[0]) : "";
     const at_answer answer = ask_module(fd, command, prefix);
     const auto line = std::find_if(answer.lines.begin(), answer.lines.end(),
                                    [&](const std::string &text) { return text.starts_with(prefix); });
     if (line != answer.lines.end()) {
-        copy_text(*line, buffer, buffer_size);
+        found.append(*line);
         return SER_LINE_FOUND;
     }
     if (answer.ending == at_ending::port_closed) {
@@ -451,11 +468,11 @@ unsigned int ser_write_and_get_all_response_until_searchtxt(int fd, const char *
                                                             unsigned int text_count, char *buffer,
                                                             unsigned int buffer_size, unsigned int, unsigned int) {
     const at_answer answer = ask_module(fd, command);
-    std::string joined;
-    for (const std::string &line : answer.lines) {
-        joined += (joined.empty() ? "" : "\r\n") + line;
+    bounded_text joined(buffer, buffer_size);
+    for (std::size_t i = 0; i < answer.lines.size(); ++i) {
+        joined.append(i == 0 ? "" : "\r\n");
+        joined.append(answer.lines[i]);
     }
-    copy_text(joined, buffer, buffer_size);
     const unsigned int index = answer.is_complete() ? index_of_ending(answer.ending, texts, text_count) : text_count;
     return index < text_count ? index : failed_collection(text_count);
 }

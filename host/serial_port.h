@@ -17,7 +17,7 @@
 #pragma once
 
 #include <chrono>
-#include <string>
+#include <string_view>
 
 #include "host/at_text.h"
 
@@ -52,5 +52,5 @@ struct at_limits {
 };
 
 // wanted_prefix: the answer's only line of interest begins so; empty when all lines are.
-at_answer ask_module(int fd, const std::string &command, const std::string &wanted_prefix = "",
+at_answer ask_module(int fd, std::string_view command, std::string_view wanted_prefix = "",
                      const at_limits &limits = {});

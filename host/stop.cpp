@@ -1,5 +1,6 @@
 #include "host/stop.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
@@ -27,6 +28,18 @@ int stop_descriptor() {
 
 bool stop_requested() {
     return requested.load();
+}
+
+stoppable_wait::stoppable_wait(milliseconds limit, milliseconds patience)
+    : end_(limit == NO_LIMIT ? clock_type::time_point::max() : clock_type::now() + limit), patience_(patience) {}
+
+stoppable_wait::milliseconds stoppable_wait::left() {
+    const clock_type::time_point now = clock_type::now();
+    if (!is_cut_ && stop_requested()) {
+        is_cut_ = true;
+        end_ = std::min(end_, now + patience_);
+    }
+    return end_ > now ? std::chrono::ceil<milliseconds>(end_ - now) : milliseconds(0);
 }
 
 void stop_libzelt_funcs() {

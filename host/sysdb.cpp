@@ -28,6 +28,10 @@ struct shared_state {
     int sessions = 0;
     bool has_written = false;  // in the transaction
     bool is_troubled = false;  // a session met a fault
+
+    // What the database holds of the port, and which database that is.
+    std::optional<port_record> stored_record;
+    unsigned int stored_in = 0;
 };
 
 shared_state &shared() {
@@ -100,11 +104,13 @@ int write_value(const sysdb_handle *handle, const char *key, const sysdb_value &
 // What the platform itself has to tell rides along with what is written anyway: an exchange with the module costs no
 // commit. Where all that was written had its value already, there is one when the record has news, at most once a
 // second: a reader that waits for commits must learn how old the module's last answer is. A fault breaks the
-// transaction, and shows as it ends.
-void add_port_record(kept_database *database) {
+// transaction, and shows as it ends. A cycle has some fifteen commits, and news for one of them. True when the commit
+// leaves the record in the database.
+bool add_port_record(kept_database *database) {
     const std::optional<port_record> &record = recorded_port();
-    if (!record || database->use_beside(PLATFORM_DATABASE) != 0) {
-        return;
+    const bool is_stored = record == shared().stored_record && database->opens() == shared().stored_in;
+    if (!record || is_stored || database->use_beside(PLATFORM_DATABASE) != 0) {
+        return is_stored;
     }
     database->put_beside("PORT_STATE", std::string(port_state_name(record->state)));
     database->put_beside("PORT_STATE_SINCE", record->since);
@@ -114,6 +120,7 @@ void add_port_record(kept_database *database) {
     } else {
         database->remove_beside("PORT_LAST_ANSWER");
     }
+    return true;
 }
 
 int read_value(const sysdb_handle *handle, const char *key, sysdb_value &value) {
@@ -193,10 +200,14 @@ int sysdb_txn_end(sysdb_handle *handle) {
     handle->transaction = nullptr;
     return guarded([] {
         shared_state &state = shared();
-        if (std::exchange(state.has_written, false)) {
-            add_port_record(&state.database);
+        if (!std::exchange(state.has_written, false)) {
+            return told(state.database.commit());
         }
-        return told(state.database.commit());
+        const bool has_record = add_port_record(&state.database);
+        state.stored_in = state.database.opens();  // before the commit, which may go into one that is made anew
+        const int result = state.database.commit();
+        state.stored_record = result == 0 && has_record ? recorded_port() : std::nullopt;
+        return told(result);
     });
 }
 

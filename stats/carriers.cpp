@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdio>
 
 #include "base/exception_log.h"
 #include "platform/sysdb.h"
@@ -39,8 +40,11 @@ constexpr std::array<scc_key, 7> SCC_KEYS{{
     {"CELL_SINR_SCC_", write_sinr},
 }};
 
-std::string key_name(const scc_key &key, int scc_number) {
-    return key.name + std::to_string(scc_number);
+// On the stack: most of these keys are deleted in each cycle, and too long for a string without the heap.
+std::array<char, 32> key_name(const scc_key &key, int scc_number) {
+    std::array<char, 32> name{};
+    std::snprintf(name.data(), name.size(), "%s%d", key.name, scc_number);
+    return name;
 }
 
 }  // namespace
@@ -54,7 +58,7 @@ void save_ca_values_to_sysdb(int num_scc) try {
         const scc_info &scc = ca_vector.at(static_cast<std::size_t>(number - 1));
         in_sysdb_transaction("CELL", 0, [&scc, number](sysdb_handle *handle) {
             for (const scc_key &key : SCC_KEYS) {
-                key.write(handle, key_name(key, number).c_str(), scc);
+                key.write(handle, key_name(key, number).data(), scc);
             }
         });
     }
@@ -66,7 +70,7 @@ void clear_carrier_aggregation_values(int first) try {
     for (int number = first; number <= MOST_CARRIERS; ++number) {
         in_sysdb_transaction("CELL", 0, [number](sysdb_handle *handle) {
             for (const scc_key &key : SCC_KEYS) {
-                sysdb_del(handle, key_name(key, number).c_str());
+                sysdb_del(handle, key_name(key, number).data());
             }
         });
     }

@@ -1,5 +1,6 @@
 #include "stats/summary_line.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <map>
@@ -117,6 +118,7 @@ const rssimon_value *find_valid(const char *key) {
 }
 
 constexpr std::size_t FIELD_MAX = 63;          // a value from outside must not push the others out of the line
+constexpr std::size_t USUAL_LENGTH = 511;      // of a line with every value
 constexpr std::size_t LINE_MAX_LENGTH = 4095;  // a guard: 29 fields and their separators take at most 1883
 
 std::string value_text(const rssimon_value &value) {
@@ -131,26 +133,34 @@ std::string value_text(const rssimon_value &value) {
     return std::to_string(value.int_value);
 }
 
-std::string field_text(const summary_field &field) {
+void append_field(std::string &line, const summary_field &field) {
     if (field.key == nullptr) {
-        return "";
+        return;
     }
     const rssimon_value *value = find_valid(field.key);
     if (std::string_view(field.key) == "CELL_ROAMING") {
-        return value != nullptr && value->int_value != 0 ? "ROAMING" : "no roam";
+        line += value != nullptr && value->int_value != 0 ? "ROAMING" : "no roam";
+    } else if (value == nullptr) {
+        line += field.missing;
+    } else {
+        const std::size_t longest = line.size() + FIELD_MAX;
+        line += field.before;
+        line += value_text(*value);
+        line += field.after;
+        line.resize(std::min(line.size(), longest));
     }
-    if (value == nullptr) {
-        return field.missing;
-    }
-    return (field.before + value_text(*value) + field.after).substr(0, FIELD_MAX);
 }
 
 std::string build_line() {
-    std::string line = field_text(SUMMARY_FIELDS.front());
+    std::string line;
+    line.reserve(USUAL_LENGTH);
+    append_field(line, SUMMARY_FIELDS.front());
     for (const summary_field &field : std::span(SUMMARY_FIELDS).subspan<1>()) {
-        line += ", " + field_text(field);
+        line += ", ";
+        append_field(line, field);
     }
-    return line.substr(0, LINE_MAX_LENGTH);
+    line.resize(std::min(line.size(), LINE_MAX_LENGTH));
+    return line;
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 
@@ -18,7 +19,7 @@ struct rssimon_value {
     bool valid = false;  // the last reading of this key succeeded
 };
 
-using rssimon_map = std::map<std::string, rssimon_value>;
+using rssimon_map = std::map<std::string, rssimon_value, std::less<>>;
 
 // By key, read from "CELL" and from "GPIO". They keep their values between the readings.
 extern rssimon_map cell_rssimon_values;

@@ -117,9 +117,10 @@ void keep_for_ever(MDB_env *env) {
     kept->push_back(env);
 }
 
-// At a file that is being written for the first time: 40 ms in all.
-constexpr int MOST_LOOKS_AT_A_BIRTH = 20;
-constexpr useconds_t BETWEEN_LOOKS_US = 2000;
+// At a file that is being written for the first time: 40 ms in all. Neither a file system nor a person makes a folder
+// anew this often in a moment.
+constexpr int MOST_OPENINGS = 20;
+constexpr useconds_t BETWEEN_LOOKS_AT_A_BIRTH_US = 2000;
 
 std::vector<file_identity> &lost_locks() {
     static std::vector<file_identity> locks;
@@ -201,7 +202,7 @@ bool sysdb_environment::serves(const std::string &folder, sysdb_access access) c
 // finds a file that is none of LMDB's.
 bool sysdb_environment::is_young() const {
     struct stat status = {};
-    return stat(data_file_of(folder_).c_str(), &status) == 0 && status.st_size <= 2 * sysconf(_SC_PAGESIZE);
+    return stat(data_file_.c_str(), &status) == 0 && status.st_size <= 2 * sysconf(_SC_PAGESIZE);
 }
 
 int sysdb_environment::open(const std::string &folder, sysdb_access access) {
@@ -210,14 +211,19 @@ int sysdb_environment::open(const std::string &folder, sysdb_access access) {
     }
     close();
     folder_ = folder;
+    data_file_ = data_file_of(folder);
+    lock_file_ = lock_file_of(folder);
     access_ = access;
-    int result = EAGAIN;
-    for (int attempt = 0; result == EAGAIN && attempt < MOST_ATTEMPTS; ++attempt) {
-        result = open_once(access);
-        for (int look = 0; result == MDB_INVALID && is_young() && look < MOST_LOOKS_AT_A_BIRTH; ++look) {
-            usleep(BETWEEN_LOOKS_US);
-            result = open_once(access);
+    int result = open_once(access);
+    for (int opening = 1; opening < MOST_OPENINGS; ++opening) {
+        const bool is_being_born = result == MDB_INVALID && is_young();
+        if (result != EAGAIN && !is_being_born) {
+            break;
         }
+        if (is_being_born) {
+            usleep(BETWEEN_LOOKS_AT_A_BIRTH_US);
+        }
+        result = open_once(access);
     }
     return result;
 }
@@ -226,7 +232,7 @@ int sysdb_environment::open(const std::string &folder, sysdb_access access) {
 // believe to be alone.
 int sysdb_environment::open_once(sysdb_access access) {
     int result = prepare_database_files(folder_, access == sysdb_access::create);
-    lock_ = identity_of(lock_file_of(folder_));
+    lock_ = identity_of(lock_file_);
     result = result != 0 ? result : check_files(folder_, access);
     if (result == 0) {
         map_locks();
@@ -261,7 +267,7 @@ void sysdb_environment::close() {
 
 // LMDB tells nobody where it has them. Before LMDB opens the file: closing a descriptor of it gives up the locks on it.
 void sysdb_environment::map_locks() {
-    const descriptor file(::open(lock_file_of(folder_).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const descriptor file(::open(lock_file_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     void *view = file.is_open() ? mmap(nullptr, LOCK_VIEW_BYTES, PROT_READ, MAP_SHARED, file.get(), 0) : MAP_FAILED;
     locks_ = view != MAP_FAILED ? view : nullptr;
 }
@@ -269,7 +275,7 @@ void sysdb_environment::map_locks() {
 // A lock of another kind than LMDB's may end the process that takes it. No system call but the look at the file's size.
 int sysdb_environment::check_locks() const {
     struct stat status = {};
-    if (locks_ == nullptr || stat(lock_file_of(folder_).c_str(), &status) != 0 || identity_of(status) != lock_) {
+    if (locks_ == nullptr || stat(lock_file_.c_str(), &status) != 0 || identity_of(status) != lock_) {
         return 0;  // of a file system that is only read, LMDB uses none; of another file, it is found out later
     }
     return check_locks_in_use(locks_, static_cast<std::size_t>(status.st_size));
@@ -291,7 +297,7 @@ bool sysdb_environment::has_lost_lock() const {
 // not looked at again.
 int sysdb_environment::check(std::size_t commit, bool to_write) {
     struct stat status = {};
-    if (stat(data_file_of(folder_).c_str(), &status) != 0 || is_another(status)) {
+    if (stat(data_file_.c_str(), &status) != 0 || is_another(status)) {
         return EAGAIN;
     }
     const file_state state(status);
@@ -347,9 +353,9 @@ std::size_t sysdb_environment::change_counter() const {
 
 bool sysdb_environment::is_stale() const {
     struct stat status = {};
-    return stat(data_file_of(folder_).c_str(), &status) != 0 || is_another(status);
+    return stat(data_file_.c_str(), &status) != 0 || is_another(status);
 }
 
 bool sysdb_environment::is_another(const struct stat &data_file) const {
-    return identity_of(data_file) != data_ || identity_of(lock_file_of(folder_)) != lock_;
+    return identity_of(data_file) != data_ || identity_of(lock_file_) != lock_;
 }

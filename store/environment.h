@@ -102,6 +102,8 @@ private:
 
     MDB_env *env_ = nullptr;
     std::string folder_;
+    std::string data_file_;  // in it: kept, since every transaction looks at both
+    std::string lock_file_;
     sysdb_access access_ = sysdb_access::read;
     unsigned int forks_ = 0;  // of this process when it was opened
     unsigned int opens_ = 0;

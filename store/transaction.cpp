@@ -34,6 +34,13 @@ void forget_databases(MDB_env *env) {
     }
 }
 
+// Asked before mdb_reader_check(), which takes memory for a list even of none. LMDB tells of each one in a line of a
+// table, or "(no active readers)".
+bool has_readers(MDB_env *env) {
+    const auto leave_at_table = [](const char *text, void *) { return *text == '(' ? 0 : -1; };
+    return mdb_reader_list(env, leave_at_table, nullptr) != 0;
+}
+
 }  // namespace
 
 template <typename Call>
@@ -96,7 +103,7 @@ int sysdb_transaction::begin_latest(sysdb_access access) {
     const unsigned int flags = writes_ ? 0U : MDB_RDONLY;
     // A slot that nobody frees keeps every page since then from being used again. No system call where nobody reads.
     int freed = 0;
-    result = guarded([&] { return mdb_reader_check(env, &freed); });
+    result = guarded([&] { return has_readers(env) ? mdb_reader_check(env, &freed) : 0; });
     result = result == SYSDB_FAULT ? result : writer_wait([&] { return mdb_txn_begin(env, nullptr, flags, &txn_); });
     if (result == SYSDB_FAULT || result == ETIMEDOUT) {
         end_after_fault();
@@ -221,6 +228,28 @@ int sysdb_transaction::put_bytes(std::string_view key, std::string_view value) {
     MDB_val name = bytes_of(key);
     MDB_val data = bytes_of(value);
     return is_open() ? guarded([&] { return mdb_put(txn_, database_, &name, &data, 0); }) : MDB_BAD_TXN;
+}
+
+// Equal bytes are compared where they lie: a value that stays, as most do, is not copied.
+int sysdb_transaction::put_if_new(const char *key, const sysdb_value &value) {
+    const int refused = check_key(key);
+    if (refused != 0) {
+        return refused;
+    }
+    const std::string bytes = encode(value);
+    MDB_val name = bytes_of(key);
+    MDB_val stored = {};
+    bool is_there = false;
+    const int found = guarded([&] {
+        const int result = mdb_get(txn_, database_, &name, &stored);
+        is_there = result == 0 && stored.mv_size == bytes.size() &&
+                   std::memcmp(stored.mv_data, bytes.data(), bytes.size()) == 0;
+        return result;
+    });
+    if (is_there || sysdb_is_damaged(found)) {
+        return found;
+    }
+    return put_bytes(key, bytes);
 }
 
 int sysdb_transaction::remove(const char *key) {

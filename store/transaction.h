@@ -45,6 +45,7 @@ public:
 
     // After SYSDB_FAULT the transaction is over.
     int put(const char *key, const sysdb_value &value);
+    int put_if_new(const char *key, const sysdb_value &value);    // nothing is written where that value is stored
     int put_bytes(std::string_view key, std::string_view value);  // of a foreign form too
     int remove(const char *key);                                  // SYSDB_MISSING when there is no such key
     int get(const char *key, sysdb_value *value);

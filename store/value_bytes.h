@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -13,7 +14,7 @@
 using sysdb_value = std::variant<std::int32_t, double, std::string>;
 
 // In the order of the keys' bytes, which is LMDB's order too.
-using sysdb_values = std::map<std::string, sysdb_value>;
+using sysdb_values = std::map<std::string, sysdb_value, std::less<>>;
 
 std::string encode(const sysdb_value &value);
 

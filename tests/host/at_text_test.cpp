@@ -10,8 +10,8 @@ using testing::ElementsAre;
 at_lines lines_of(std::string_view bytes) {
     line_cutter cutter;
     at_lines lines;
-    while (std::optional<std::string> line = cutter.next_line(bytes)) {
-        lines.push_back(*line);
+    while (const std::optional<std::string_view> line = cutter.next_line(bytes)) {
+        lines.emplace_back(*line);
     }
     return lines;
 }
