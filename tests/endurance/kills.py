@@ -21,17 +21,18 @@ HURRY = 20000  # how many times shorter the pauses are: most instants then lie w
 READERS = 2
 SNAPSHOTS = 50  # of one opening
 NOT_REPORTED = -999
+PAGE = os.sysconf("SC_PAGESIZE")
 BROKEN = "broken"
 
 
 def open_database():
-    """None before there is one."""
+    """None before there is one. A file that has not its first two pages yet would have to be made by us."""
     try:
-        environment = lmdb.open(FOLDER, readonly=True, max_dbs=16, subdir=True)
-    except lmdb.Error:
-        if not os.path.exists(FOLDER + "/data.mdb"):
+        if os.stat(FOLDER + "/data.mdb").st_size < 2 * PAGE:
             return None
-        raise
+    except FileNotFoundError:
+        return None
+    environment = lmdb.open(FOLDER, readonly=True, max_dbs=16, subdir=True)
     try:
         return environment, environment.open_db(b"CELL", create=False)
     except lmdb.NotFoundError:

@@ -1,5 +1,5 @@
-"""Stands in the daemon's place in a box: starts the daemon, stops it at a random instant of a random phase, and looks at
-what it leaves; again and again. stops.py PROGRAM NUMBER SEED"""
+"""Stands in the daemon's place in a box: starts the daemon, stops it at a random instant of a random phase, and looks
+at what it leaves; again and again. stops.py PROGRAM NUMBER SEED"""
 
 import collections
 import os
@@ -10,8 +10,8 @@ import sys
 import time
 
 from module import Module
-from router import (CLEAR, CONNECTION, LOCK, PATIENCE, PERMISSION, PORT, Log, becomes_true, catches, end, processes, remove,
-                    restore, start_daemon, touch)
+from router import (CLEAR, CONNECTION, LOCK, PATIENCE, PERMISSION, PORT, Log, becomes_true, catches, end, processes,
+                    remove, restore, start_daemon, touch)
 
 HANG = 8  # seconds; a stop is bounded to 5
 SIGNALS = [signal.SIGTERM, signal.SIGINT, signal.SIGQUIT]
@@ -24,7 +24,7 @@ class Phase:
     """What the daemon is to be at, until when it is waited for, and how long it stays there, in seconds."""
 
     def __init__(self, name, span, speed=HURRY, prepare=lambda module: None, works=False, known=True):
-        self.name, self.span, self.speed, self.prepare, self.works, self.known = name, span, speed, prepare, works, known
+        self.name, self.span, self.speed, self.prepare, self.works = name, span, speed, prepare, works
         self.options = ("-d", "EC25") if known else ()
 
     def is_reached(self, daemon, module, before):
