@@ -28,7 +28,8 @@ class Phase:
         self.options = ("-d", "EC25") if known else ()
 
     def is_reached(self, daemon, module, before):
-        return module.questions > before if self.works else catches(daemon.pid, signal.SIGINT)
+        # A question may still be that of the daemon before.
+        return catches(daemon.pid, signal.SIGINT) and (module.questions > before or not self.works)
 
 
 def in_pieces(module):
@@ -43,7 +44,7 @@ def clearing(_):
     touch(CLEAR)
 
 
-START = Phase("starting", 0.06)
+START = Phase("starting", 0.12)
 UNKNOWN = Phase("without a module's name", 0.03, PACE, known=False)
 PHASES = [
     START,
