@@ -55,7 +55,8 @@ class Soak:
         self._events = self._what_happens()
         self._deferred = []  # (when, what to do)
         self._samples = 0
-        self._next_sample = min(1000, cycles)
+        self._start = min(1000, cycles // 10)
+        self._next_sample = self._start
         self._cells = set()
         self.failures = []
         self._log = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
@@ -175,7 +176,7 @@ class Soak:
     def sample(self):
         self._samples += 1
         # Not always at the same place of the story, which the first summand alone would often be.
-        self._next_sample = max(1000, self._goal * self._samples // SAMPLES) + 7 * self._samples % self._length
+        self._next_sample = max(self._start, self._goal * self._samples // SAMPLES) + 7 * self._samples % self._length
         folder = f"/proc/{self._daemon.pid}"
         with open(folder + "/status") as file:
             resident = int(re.search(r"^VmRSS:\s+(\d+)", file.read(), re.M)[1])

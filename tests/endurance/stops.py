@@ -29,7 +29,7 @@ class Phase:
 
     def is_reached(self, daemon, module, before):
         # A question may still be that of the daemon before.
-        return catches(daemon.pid, signal.SIGINT) and (module.questions > before or not self.works)
+        return all(catches(daemon.pid, which) for which in SIGNALS) and (module.questions > before or not self.works)
 
 
 def in_pieces(module):
