@@ -1,131 +1,132 @@
-"""Stands in the daemon's place in a box: starts the daemon, stops it at a random instant of a random phase, and looks at
-what it leaves; again and again. stops.py PROGRAM NUMBER SEED"""
+"""Stands in the daemon's place in a box: starts the daemon, stops it at a random instant of a random phase, and looks
+at what it leaves; again and again. stops.py PROGRAM NUMBER SEED"""
 
 import collections
-import contextlib
 import os
 import random
 import signal
-import socket
 import subprocess
 import sys
-import threading
 import time
 
-from module import Module, start_daemon
+from module import Module
+from router import (CLEAR, CONNECTION, LOCK, PATIENCE, PERMISSION, PORT, Log, becomes_true, catches, end, processes,
+                    remove, restore, start_daemon, touch)
 
-PORT = "/dev/ttyQSB3"
-LOCK = "/tmp/zelt.cli"
-PERMISSION = "/tmp/zstats.running"
-LINE = b"Zelt Stats received SIGTERM"
-SPAN = 0.25  # seconds: the start and some cycles
 HANG = 8  # seconds; a stop is bounded to 5
+SIGNALS = [signal.SIGTERM, signal.SIGINT, signal.SIGQUIT]
 
-signals = [signal.SIGTERM, signal.SIGINT, signal.SIGQUIT]
-
-
-class Log:
-    """The system log in the box's place."""
-
-    def __init__(self):
-        os.rename("/dev/log", "/dev/log.box")
-        self._socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
-        self._socket.bind("/dev/log")
-        self.stop_lines = 0
-        threading.Thread(target=self._serve, daemon=True).start()
-
-    def _serve(self):
-        while True:
-            if LINE in self._socket.recv(65536):
-                self.stop_lines += 1
-
-    def settled(self):
-        """How many stop lines there were, when everything that was sent was read."""
-        mark = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
-        mark.connect("/dev/log")
-        mark.send(b"mark")
-        time.sleep(0.002)
-        return self.stop_lines
+# How many times shorter the pauses are. HURRY leaves little of them: most instants then lie within the work itself.
+HURRY, PACE = 20000, 1000
 
 
-def paused():
-    os.remove(PERMISSION)
+class Phase:
+    """What the daemon is to be at, until when it is waited for, and how long it stays there, in seconds."""
+
+    def __init__(self, name, span, speed=HURRY, prepare=lambda module: None, works=False, known=True):
+        self.name, self.span, self.speed, self.prepare, self.works = name, span, speed, prepare, works
+        self.options = ("-d", "EC25") if known else ()
+
+    def is_reached(self, daemon, module, before):
+        # A question may still be that of the daemon before.
+        return all(catches(daemon.pid, which) for which in SIGNALS) and (module.questions > before or not self.works)
 
 
-def locked():
-    open(LOCK, "w").close()
+def in_pieces(module):
+    module.piece = 7
 
 
-def gone():
-    os.rename(PORT, PORT + ".away")
+def silent(module):
+    module.silent = True
 
 
-def steady():
-    pass
+def clearing(_):
+    touch(CLEAR)
 
 
-PHASES = {"steady": steady, "paused": paused, "waiting for the lock": locked, "without the module": gone}
+START = Phase("starting", 0.12)
+UNKNOWN = Phase("without a module's name", 0.03, PACE, known=False)
+PHASES = [
+    START,
+    UNKNOWN,
+    Phase("working", 0.03, works=True),
+    Phase("at an answer in pieces", 0.1, prepare=in_pieces, works=True),
+    Phase("at a module that is silent", 0.03, prepare=silent, works=True),
+    Phase("bringing the link up", 0.15, prepare=lambda _: touch(CONNECTION), works=True),
+    Phase("clearing", 0.05, prepare=clearing, works=True),
+    Phase("paused", 0.03, PACE, prepare=lambda _: remove(PERMISSION)),
+    Phase("waiting for the lock", 0.03, PACE, prepare=lambda _: touch(LOCK)),
+    Phase("without the module", 0.03, PACE, prepare=lambda _: os.rename(PORT, PORT + ".away")),
+]
 
 
-def restore():
-    open(PERMISSION, "w").close()
-    with contextlib.suppress(FileNotFoundError):
-        os.remove(LOCK)
-    with contextlib.suppress(FileNotFoundError):
-        os.rename(PORT + ".away", PORT)
+class Stops:
+    def __init__(self, program, seed):
+        self._program = program
+        self._chance = random.Random(seed)
+        self._module = Module(PORT)
+        self._log = Log()
+        self._others = processes()
+        self.found = collections.Counter()
+        self.longest = 0.0
 
+    def one(self):
+        """What is wrong with one stop; None when nothing is."""
+        phase, which = self._chance.choice(PHASES), self._chance.choice(SIGNALS)
+        wait = self._chance.uniform(0, phase.span)  # drawn whatever comes, so that a seed is the same runs everywhere
+        phase.prepare(self._module)
+        lines, questions = self._log.stop_lines(), self._module.questions
+        daemon = start_daemon(self._program, phase.speed, phase.options)
+        failure = self._stop(daemon, phase, which, wait, lines, questions)
+        if daemon.poll() is None:
+            daemon.kill()
+            daemon.wait()
+        self._module.piece, self._module.silent = None, False
+        restore()
+        if not becomes_true(lambda: processes() <= self._others):
+            failure = failure or "a process is left"
+        self._module.forget_user()
+        return failure and f"{which.name}, {phase.name}, {1000 * wait:.1f} ms: {failure}"
 
-def catches(pid, which):
-    with open(f"/proc/{pid}/status") as file:
-        caught = next(line for line in file if line.startswith("SigCgt"))
-    return bool(int(caught.split()[1], 16) >> (which - 1) & 1)
-
-
-def one_stop(program, log, chance, found):
-    name = chance.choice(list(PHASES))
-    PHASES[name]()
-    before = log.settled()
-    daemon = start_daemon(program)
-    time.sleep(chance.uniform(0, SPAN))
-    which = chance.choice(signals)
-    was_ready = catches(daemon.pid, which)
-    daemon.send_signal(which)
-    begin = time.monotonic()
-    try:
-        status = daemon.wait(HANG)
-    except subprocess.TimeoutExpired:
-        daemon.kill()
-        daemon.wait()
-        return f"hangs after {which.name}, {name}"
-    found["longest"] = max(found["longest"], time.monotonic() - begin)
-    lines = log.settled() - before
-    too_early = status == -which and lines == 0 and not was_ready
-    found[name if not too_early else "before its handler is there"] += 1
-    if not too_early and (status != 0 or lines != 1):
-        return f"{which.name}, {name}: status {status}, {lines} stop lines"
-    if os.path.exists(LOCK) != (name == "waiting for the lock"):
-        return f"{which.name}, {name}: the lock is " + ("gone" if name == "waiting for the lock" else "left")
-    return None
+    def _stop(self, daemon, phase, which, wait, lines, questions):
+        if phase not in (START, UNKNOWN) and not becomes_true(
+                lambda: phase.is_reached(daemon, self._module, questions) or daemon.poll() is not None):
+            return f"not reached within {PATIENCE} s"
+        time.sleep(wait)
+        was_ready = catches(daemon.pid, which)
+        if daemon.poll() is not None:
+            return f"ended by itself, status {daemon.returncode}"
+        daemon.send_signal(which)
+        begin = time.monotonic()
+        try:
+            status = daemon.wait(HANG)
+        except subprocess.TimeoutExpired:
+            return "hangs"
+        self.longest = max(self.longest, time.monotonic() - begin)
+        lines = self._log.stop_lines() - lines
+        # The handler comes with the module's name. Before, a signal ends the process by itself.
+        too_early = status == -which and not was_ready and phase in (START, UNKNOWN)
+        self.found["before there is a handler" if too_early else phase.name] += 1
+        if (status, lines) != ((-which, 0) if too_early else (0, 1)):
+            return f"status {status}, {lines} stop lines"
+        if os.path.exists(LOCK) != (phase.name == "waiting for the lock"):
+            return "the lock of somebody else is gone" if phase.name == "waiting for the lock" else "the lock is left"
+        return None
 
 
 def main():
     program, number, seed = sys.argv[1], int(sys.argv[2]), int(sys.argv[3])
-    Module(PORT)
-    log = Log()
-    chance = random.Random(seed)
-    found = collections.Counter(longest=0)
+    stops = Stops(program, seed)
     failures = 0
     for run in range(number):
-        failure = one_stop(program, log, chance, found)
-        restore()
+        failure = stops.one()
         if failure:
             failures += 1
-            print(f"run {run}: {failure}", flush=True)
-    longest = found.pop("longest")
-    print("; ".join(f"{count} {name}" for name, count in found.items()), flush=True)
-    print(f"{number} stops, seed {seed}, longest {longest:.1f} s, {failures} failed", flush=True)
-    print("done", flush=True)
-    signal.pause()
+            print(f"seed {seed}, run {run}: {failure}", flush=True)
+    for name, count in sorted(stops.found.items()):
+        print(f"counted {count} {name}", flush=True)
+    print(f"counted {stops.longest:.3f} longest", flush=True)
+    end(f"{number} stops, seed {seed}, {failures} failed")
 
 
 main()
