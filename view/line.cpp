@@ -1,7 +1,5 @@
 #include "view/line.h"
 
-#include <algorithm>
-
 #include "view/picture.h"
 #include "view/words.h"
 
@@ -35,8 +33,7 @@ std::string side_by_side(const std::vector<leg> &legs, quantity what) {
     const char *before = " ";
     bool told = false;
     for (const leg &one : legs) {
-        const auto found = std::ranges::find(one.signals, what, &signal_value::what);
-        if (found != one.signals.end()) {
+        if (const signal_value *found = one.find(what)) {
             text += before + words(*found);
             before = " + ";
             told = told || found->value.told();

@@ -233,6 +233,11 @@ std::string sentence_of(const picture &known, const reading &database, const run
 
 }  // namespace
 
+const signal_value *leg::find(quantity what) const {
+    const auto found = std::ranges::find(signals, what, &signal_value::what);
+    return found == signals.end() ? nullptr : &*found;
+}
+
 const char *name_of(condition state) {
     // In the order of the enumeration.
     constexpr std::array<const char *, 11> NAMES{"no database", "daemon absent",  "paused",  "module gone",

@@ -35,6 +35,8 @@ struct leg {
     const char *heading;      // for people
     std::vector<fact> facts;  // those that differ between the legs
     std::vector<signal_value> signals;
+
+    const signal_value *find(quantity what) const;  // null: this leg has none
 };
 
 // One carrier of an aggregation.

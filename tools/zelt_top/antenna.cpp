@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <string_view>
 #include <utility>
 
@@ -67,46 +68,48 @@ std::vector<view::signal_value> aims_of(const view::leg &of) {
 }
 
 struct panel {
-    std::string leg;  // empty where there is one
+    std::string leg;  // empty where there is one, as its short form
+    std::string short_leg;
     view::signal_value value;
     std::optional<double> best;
+    bool is_strength;
 };
 
 std::vector<panel> panels_of(const view::picture &known, const best_signals &best) {
     std::vector<panel> panels;
     for (const view::leg &of : known.legs) {
+        const bool alone = known.legs.size() == 1;
+        bool is_strength = true;
         for (const view::signal_value &one : aims_of(of)) {
-            panels.push_back({of.heading, one, best.of(of, one.what)});
+            panels.push_back(
+                {of.heading, alone ? "" : of.name, one, best.of(of, one.what), std::exchange(is_strength, false)});
         }
     }
     return panels;
 }
 
-style look_of_value(const view::signal_value &one) {
-    return one.value.known() ? look_of(view::rate(one.what, one.value.value)) : style::dim;
+std::string name_of(const std::string &leg, const panel &one) {
+    return leg + (leg.empty() ? "" : " ") + view::scale_of(one.value.what).label;
 }
 
-std::string name_of(const panel &one) {
-    return one.leg + (one.leg.empty() ? "" : " ") + view::scale_of(one.value.what).label;
+// " (-12)": how much the value of the moment differs from the best.
+std::string difference_text(const panel &one) {
+    return one.best && one.value.value.known() ? " (" + view::digits(one.value.value.value - *one.best) + ')' : "";
 }
 
-// "best -91 (-12)": in brackets how much the value of the moment differs.
 std::string best_text(const panel &one) {
-    if (!one.best) {
-        return {};
-    }
-    const std::string best = "best " + view::digits(*one.best);
-    return one.value.value.known() ? best + " (" + view::digits(one.value.value.value - *one.best) + ')' : best;
+    return one.best ? "best " + view::digits(*one.best) + difference_text(one) : "";
 }
 
 // The first line names it, the last one has the best.
 void add_panel_row(line &to, const panel &one, std::size_t row, const page &on) {
     if (row == 0) {
-        to.add(name_of(one), style::strong).add(std::string(" ") + view::scale_of(one.value.what).unit, style::dim);
+        to.add(name_of(one.leg, one), style::strong)
+            .add(std::string(" ") + view::scale_of(one.value.what).unit, style::dim);
     } else if (row == PANEL_ROWS - 1) {
         to.add(best_text(one));
     } else if (one.value.value.known()) {
-        to.add(large_row(view::digits(one.value.value.value), row - 1, on), look_of_value(one.value));
+        to.add(large_row(view::digits(one.value.value.value), row - 1, on), look_of(one.value));
     } else if (row == 1 + ROWS / 2) {
         to.add(view::word(one.value.value.state), style::dim);
     }
@@ -133,20 +136,42 @@ std::vector<line> large_panels(const std::vector<panel> &panels, const page &on)
     return lines;
 }
 
-std::vector<line> plain_panels(const std::vector<panel> &panels) {
-    std::vector<line> lines;
-    for (const panel &one : panels) {
-        line next;
-        next.add(' ' + name_of(one) + ' ');
-        if (one.value.value.known()) {
-            next.add(view::digits(one.value.value.value) + ' ', look_of_value(one.value))
-                .add(view::scale_of(one.value.what).unit, style::dim);
-        } else {
-            next.add(view::word(one.value.value.state), style::dim);
-        }
-        lines.push_back(std::move(next.add("  ").add(best_text(one))));
+// " NR leg RSRP -104 dBm  best -92 (-12)"
+line plain_row(const panel &one) {
+    line row(' ' + name_of(one.leg, one) + ' ');
+    if (one.value.value.known()) {
+        row.add(view::digits(one.value.value.value) + ' ', look_of(one.value))
+            .add(view::scale_of(one.value.what).unit, style::dim);
+    } else {
+        row.add(view::word(one.value.value.state), style::dim);
     }
-    return lines;
+    return row.add("  ").add(best_text(one));
+}
+
+// " NR RSRP -104 (-12)"
+line short_row(const panel &one) {
+    line row(' ' + name_of(one.short_leg, one) + ' ');
+    return row.add(one.value.value.known() ? view::digits(one.value.value.value) : "-", look_of(one.value))
+        .add(difference_text(one));
+}
+
+// Where not all of them fit, the strength of each leg comes first.
+std::vector<line> plain_panels(std::vector<panel> panels, std::size_t head, const page &on) {
+    const std::size_t room = on.height == 0 ? panels.size() : on.height - std::min(on.height, head);
+    if (panels.size() > room) {
+        std::ranges::stable_partition(panels, &panel::is_strength);
+    }
+    std::vector<line> rows;
+    std::ranges::transform(panels, std::back_inserter(rows), plain_row);
+    if (std::ranges::any_of(rows, [&on](const line &one) { return one.width() > on.width; })) {
+        std::ranges::transform(panels, rows.begin(), short_row);
+    }
+    const auto strengths = static_cast<std::size_t>(std::ranges::count_if(panels, &panel::is_strength));
+    if (rows.size() > room && room > strengths) {
+        rows.resize(room);
+        rows.back() = more_in("taller", on);
+    }
+    return rows;
 }
 
 }  // namespace
@@ -175,14 +200,13 @@ std::optional<double> best_signals::of(const view::leg &one, view::quantity what
 
 std::vector<line> lay_out_antenna(const view::picture &known, const best_signals &best, const page &on) {
     const std::vector<panel> panels = panels_of(known, best);
-    std::vector<line> lines = lay_out_head(known, on);
+    std::vector<line> lines = lay_out_head(known, panels.size(), on);
     std::vector<line> values = on.width >= NARROWEST ? large_panels(panels, on) : std::vector<line>();
     if (values.empty() || (on.height != 0 && lines.size() + values.size() + 1 > on.height)) {
-        values = plain_panels(panels);
+        values = plain_panels(panels, lines.size(), on);
     }
     if (panels.empty()) {
-        values.emplace_back();
-        values.back().add(" No signal values yet.", style::dim);
+        values.emplace_back(" No signal values yet.", style::dim);
     }
     if (!known.current()) {
         dim(values);
@@ -191,8 +215,7 @@ std::vector<line> lay_out_antenna(const view::picture &known, const best_signals
     const std::string period = " A new value every 4 to 5 s.";
     const std::string bell = period + " The bell rings for a better " +
                              (panels.empty() ? "one" : view::scale_of(panels.front().value.what).label) + ".";
-    lines.emplace_back();
-    lines.back().add(columns(bell) <= on.width ? bell : period, style::dim);
+    lines.emplace_back(columns(bell) <= on.width ? bell : period, style::dim);
     cut_to(lines, on);
     return lines;
 }

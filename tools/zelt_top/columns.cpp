@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 
 #include "store/utf8.h"
 #include "view/characters.h"
@@ -105,6 +106,23 @@ std::vector<std::string> wrap(std::string_view text, std::size_t width) {
     if (!text.empty()) {
         lines.emplace_back(text);
     }
+    return lines;
+}
+
+std::vector<std::string> wrap_fields(std::string_view text, std::string_view separator, std::size_t width) {
+    std::vector<std::string> lines;
+    std::string line;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find(separator), text.size());
+        const std::string field(text.substr(0, end + separator.size()));
+        text.remove_prefix(field.size());
+        if (columns(view::trimmed(line + field)) > width) {
+            std::ranges::move(wrap(view::trimmed(line), width), std::back_inserter(lines));
+            line.clear();
+        }
+        line += field;
+    }
+    std::ranges::move(wrap(view::trimmed(line), width), std::back_inserter(lines));
     return lines;
 }
 

@@ -25,4 +25,7 @@ std::string pad_left(std::string_view text, std::size_t width);
 // Lines no wider than the width (at least 1), broken at blanks; a longer word is broken where the line ends.
 std::vector<std::string> wrap(std::string_view text, std::size_t width);
 
+// The same, broken behind a separator such as ", "; within a field only where that alone is too long.
+std::vector<std::string> wrap_fields(std::string_view text, std::string_view separator, std::size_t width);
+
 }  // namespace zelt_top

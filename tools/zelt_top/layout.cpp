@@ -21,6 +21,7 @@ constexpr std::size_t WORD = 4;        // "good", "fair", "weak", "bad"
 constexpr std::size_t GAP = 3;         // between facts of a line
 constexpr std::size_t NARROWEST = 56;  // two legs side by side, each with a bar of a few cells
 constexpr std::size_t LOWEST = 12;     // title, state, three lines of facts, the signals, two more
+constexpr std::size_t SMALL_NAME = 6;  // "Ec/Io" and a blank
 
 std::string shown(const std::string &text, const page &on) {
     return on.utf8 ? text : ascii_only(text);
@@ -119,13 +120,19 @@ style look_of_state(const view::picture &known) {
     return !known.current() || known.roaming.value ? style::warning : style::plain;
 }
 
-std::vector<line> state_lines(const view::picture &known, const page &on) {
-    std::vector<line> lines;
-    for (const std::string &part : wrap(state_text(known, on), on.width - std::min<std::size_t>(on.width, 2))) {
-        lines.emplace_back();
-        lines.back().add(" ").add(part, look_of_state(known));
+// All of the state where that takes no line from the `below` ones, else what fits into one.
+std::vector<std::string> state_texts(const view::picture &known, std::size_t width, std::size_t below, const page &on) {
+    std::vector<std::string> all = wrap(state_text(known, on), width);
+    const bool fits = on.height == 0 || 1 + all.size() + below <= on.height;
+    if (known.state == view::condition::no_database || all.size() == 1 || fits) {
+        return all;
     }
-    return lines;
+    return {known.current() ? shown(known.sentence, on) : view::name_of(known.state)};
+}
+
+// Without the blanks at both sides of a page.
+std::size_t inner_width(const page &on) {
+    return on.width - std::min<std::size_t>(on.width, 2);
 }
 
 void add_facts(flow &to, const std::vector<view::fact> &facts, const page &on) {
@@ -185,11 +192,9 @@ std::vector<line> fact_lines(const view::picture &known, const page &on) {
 }
 
 // Eight steps a cell where the terminal has the characters, else whole cells.
-void add_bar(line &to, double share, std::size_t cells, style look, const page &on) {
+void add_bar(line &to, const view::signal_value &one, std::size_t cells, const page &on) {
     constexpr std::array<const char *, 8> EIGHTHS{"", "▏", "▎", "▍", "▌", "▋", "▊", "▉"};
-    if (cells == 0) {
-        return;
-    }
+    const double share = view::fill(one.what, one.value.value);
     const auto steps = static_cast<std::size_t>(std::lround(share * static_cast<double>(cells * 8)));
     const std::size_t full = on.utf8 ? steps / 8 : (steps + 4) / 8;
     std::string filled;
@@ -203,7 +208,7 @@ void add_bar(line &to, double share, std::size_t cells, style look, const page &
     for (std::size_t i = columns(filled); i < cells; ++i) {
         rest += on.utf8 ? "·" : ".";
     }
-    to.add(filled, look).add(rest, style::dim);
+    to.add(filled, look_of(one)).add(rest, style::dim);
 }
 
 struct range {
@@ -265,12 +270,10 @@ void add_meter(line &to, const view::signal_value &one, const course &past, std:
         to.add(view::word(one.value.state), style::dim);
         to.add_to_column(begin + VALUE + bar + 1 + WORD);
     } else {
-        const view::rating grade = view::rate(one.what, one.value.value);
-        const style look = look_of(grade);
         to.add(pad_left(limit_sign(one.limit, on) + view::digits(one.value.value), 6) + " ", style::strong);
         to.add(view::scale_of(one.what).unit, style::dim).add_to_column(begin + VALUE);
-        add_bar(to, view::fill(one.what, one.value.value), bar, look, on);
-        to.add(" ").add(pad_right(view::word(grade), WORD), look);
+        add_bar(to, one, bar, on);
+        to.add(" ").add(pad_right(view::rating_word(one), WORD), look_of(one));
     }
     if (spark != 0) {
         to.add("  ").add(sparkline(past, one.what, spark, on), style::dim);
@@ -353,8 +356,7 @@ std::vector<line> signal_lines(const view::picture &known, const memory &past, c
         std::size_t begin = LABEL;
         for (const view::leg &of : known.legs) {
             next.add_to_column(begin);
-            const auto found = std::ranges::find(of.signals, row.what, &view::signal_value::what);
-            if (found != of.signals.end()) {
+            if (const view::signal_value *found = of.find(row.what)) {
                 add_meter(next, *found, past.course_of(of, row.what), each, on);
             }
             begin += each + 1;
@@ -362,8 +364,7 @@ std::vector<line> signal_lines(const view::picture &known, const memory &past, c
         lines.push_back(std::move(next));
     }
     if (lines.empty()) {
-        lines.emplace_back();
-        lines.back().add(" No signal values yet.", style::dim);
+        lines.emplace_back(" No signal values yet.", style::dim);
     }
     return lines;
 }
@@ -392,13 +393,11 @@ std::vector<std::string> cell_texts(const view::carrier &of) {
 
 void add_carrier_bar(line &row, const view::signal_value &rsrp, std::size_t cells, const page &on) {
     row.add("  ");
-    if (!rsrp.value.known()) {
-        row.add(view::word(rsrp.value.state), style::dim);
-        return;
+    if (rsrp.value.known()) {
+        add_bar(row, rsrp, cells, on);
+        row.add(" ");
     }
-    const view::rating grade = view::rate(rsrp.what, rsrp.value.value);
-    add_bar(row, view::fill(rsrp.what, rsrp.value.value), cells, look_of(grade), on);
-    row.add(" ").add(view::word(grade), look_of(grade));
+    row.add(view::rating_word(rsrp), look_of(rsrp));
 }
 
 std::vector<line> carrier_lines(const view::picture &known, const page &on) {
@@ -434,27 +433,12 @@ std::vector<line> carrier_lines(const view::picture &known, const page &on) {
     return lines;
 }
 
-// Broken between its fields only.
+// It may hold values of another technology, which the page leaves out.
 std::vector<line> summary_lines(const view::picture &known, const page &on) {
-    // It may hold values of another technology, which the page leaves out.
     const std::string whole = known.summary.known() ? "As published: " + shown(known.summary.value, on) : "";
-    std::vector<std::string> parts;
-    std::string_view rest = whole;
-    while (!rest.empty()) {
-        const std::size_t end = std::min(rest.find(", "), rest.size());
-        const bool last = end == rest.size();
-        const std::string field = std::string(rest.substr(0, end)) + (last ? "" : ",");
-        if (!parts.empty() && columns(parts.back()) + 1 + columns(field) <= on.width - 2) {
-            parts.back() += " " + field;
-        } else {
-            parts.push_back(field);
-        }
-        rest.remove_prefix(std::min(end + 2, rest.size()));
-    }
     std::vector<line> lines;
-    for (const std::string &part : parts) {
-        lines.emplace_back();
-        lines.back().add(" ").add(part, style::dim);
+    for (const std::string &part : wrap_fields(whole, ", ", inner_width(on))) {
+        lines.emplace_back(" " + part, style::dim);
     }
     return lines;
 }
@@ -489,74 +473,81 @@ std::vector<line> stack(std::vector<std::vector<line>> blocks, const page &on) {
     }
     if (on.height != 0 && lines.size() > on.height) {
         lines.resize(on.height);
-        lines.back() = line();
-        lines.back().add(" ... more in a taller window", style::dim);
+        lines.back() = more_in("taller", on);
     }
     return lines;
 }
 
 void add_small_value(line &to, const view::signal_value &one) {
-    if (!one.value.known()) {
-        to.add(view::word(one.value.state), style::dim);
-        return;
+    if (one.value.known()) {
+        to.add(view::word(one.limit) + view::digits(one.value.value) + ' ');
+        to.add(view::scale_of(one.what).unit, style::dim).add(" ");
     }
-    const view::rating grade = view::rate(one.what, one.value.value);
-    to.add(view::word(one.limit) + view::digits(one.value.value) + ' ');
-    to.add(view::scale_of(one.what).unit, style::dim).add(" ").add(view::word(grade), look_of(grade));
+    to.add(view::rating_word(one), look_of(one));
+}
+
+// "RSRP -95 + -85 dBm": both legs where there is no room for more than the numbers.
+std::vector<line> joined_values(const view::picture &known) {
+    std::vector<line> values(1);
+    for (const view::leg &of : known.legs) {
+        values.front().add(&of == &known.legs.front() ? "" : " + ").add(of.heading, style::strong);
+    }
+    for (const view::signal_value &row : known.legs.front().signals) {
+        line next(pad_right(view::scale_of(row.what).label, 5));
+        for (const view::leg &of : known.legs) {
+            const view::signal_value *found = of.find(row.what);
+            const bool is_known = found != nullptr && found->value.known();
+            next.add(&of == &known.legs.front() ? "" : "+ ")
+                .add(is_known ? view::digits(found->value.value) : "-", is_known ? look_of(*found) : style::dim)
+                .add(" ");
+        }
+        values.push_back(std::move(next.add(view::scale_of(row.what).unit, style::dim)));
+    }
+    return values;
 }
 
 // Without bars. Several legs stand side by side, or one below the other where that is too wide.
 std::vector<line> small_values(const view::picture &known, const page &on) {
-    constexpr std::size_t NAME = 6;
     constexpr std::size_t EACH = 16;  // "<= -120 dBm bad" and a blank
-    const std::size_t abreast = NAME + known.legs.size() * EACH - 1 <= on.width ? known.legs.size() : 1;
+    const std::size_t abreast = SMALL_NAME + known.legs.size() * EACH - 1 <= on.width ? known.legs.size() : 1;
     std::vector<line> values;
     for (auto first = known.legs.begin(); first != known.legs.end(); first += static_cast<std::ptrdiff_t>(abreast)) {
         const std::span legs(first, abreast);
         line heads;
         for (std::size_t i = 0; i < legs.size(); ++i) {
-            heads.add_to_column(abreast == 1 ? 0 : NAME + i * EACH).add(legs[i].heading, style::strong);
+            heads.add_to_column(abreast == 1 ? 0 : SMALL_NAME + i * EACH).add(legs[i].heading, style::strong);
         }
         if (known.legs.size() > 1) {
             values.push_back(std::move(heads));
         }
         for (const view::signal_value &row : legs.front().signals) {
-            line next;
-            next.add(view::scale_of(row.what).label);
+            line next(view::scale_of(row.what).label);
             for (std::size_t i = 0; i < legs.size(); ++i) {
-                next.add_to_column(NAME + i * EACH);
-                const auto found = std::ranges::find(legs[i].signals, row.what, &view::signal_value::what);
-                if (found != legs[i].signals.end()) {
+                next.add_to_column(SMALL_NAME + i * EACH);
+                if (const view::signal_value *found = legs[i].find(row.what)) {
                     add_small_value(next, *found);
                 }
             }
             values.push_back(std::move(next));
         }
     }
-    if (!known.current()) {
-        dim(values);
-    }
-    return values;
-}
-
-// All of the state where that takes no line from the values, else what fits into one.
-std::vector<std::string> small_state(const view::picture &known, std::size_t values, const page &on) {
-    std::vector<std::string> all = wrap(state_text(known, on), on.width);
-    if (known.state == view::condition::no_database || on.height == 0 || 1 + all.size() + values <= on.height) {
-        return all;
-    }
-    return {known.current() ? shown(known.sentence, on) : view::name_of(known.state)};
+    const bool fits = on.height == 0 || 2 + values.size() <= on.height;  // below title and state
+    return fits || abreast == known.legs.size() ? values : joined_values(known);
 }
 
 // What a very small window can hold.
 std::vector<line> lay_out_small(const view::picture &known, const page &on) {
-    std::vector<line> lines(1);
-    lines.front().add(shortened(title_text(known, on), on.width), style::strong);
-    std::vector<line> values =
-        known.state == view::condition::no_database ? std::vector<line>() : small_values(known, on);
-    for (const std::string &part : small_state(known, values.size(), on)) {
-        lines.emplace_back();
-        lines.back().add(part, look_of_state(known));
+    std::vector<line> lines;
+    lines.emplace_back(shortened(title_text(known, on), on.width), style::strong);
+    std::vector<line> values;
+    if (known.state != view::condition::no_database) {
+        values = small_values(known, on);
+    }
+    if (!known.current()) {
+        dim(values);
+    }
+    for (const std::string &part : state_texts(known, on.width, values.size(), on)) {
+        lines.emplace_back(part, look_of_state(known));
     }
     std::ranges::move(values, std::back_inserter(lines));
     return lines;
@@ -564,7 +555,7 @@ std::vector<line> lay_out_small(const view::picture &known, const page &on) {
 
 std::vector<line> lay_out_large(const view::picture &known, const memory &past, const page &on) {
     std::vector<std::vector<line>> blocks;
-    blocks.push_back(lay_out_head(known, on));
+    blocks.push_back(lay_out_head(known, 0, on));
     if (known.state == view::condition::no_database) {
         return stack(std::move(blocks), on);
     }
@@ -610,9 +601,9 @@ std::string line::plain_text() const {
     return result.substr(0, result.find_last_not_of(' ') + 1);
 }
 
-style look_of(view::rating grade) {
-    constexpr std::array<style, 4> looks{style::bad, style::weak, style::fair, style::good};
-    return looks.at(static_cast<std::size_t>(grade));
+style look_of(const view::signal_value &one) {
+    constexpr std::array<style, 4> LOOKS{style::bad, style::weak, style::fair, style::good};
+    return one.value.known() ? LOOKS.at(static_cast<std::size_t>(view::rate(one.what, one.value.value))) : style::dim;
 }
 
 void dim(std::vector<line> &lines) {
@@ -636,9 +627,16 @@ void cut_to(std::vector<line> &lines, const page &on) {
     }
 }
 
-std::vector<line> lay_out_head(const view::picture &known, const page &on) {
+line more_in(const char *window, const page &on) {
+    const std::string text = " ... more in a " + std::string(window) + " window";
+    return line(columns(text) <= on.width ? text : " ... more", style::dim);
+}
+
+std::vector<line> lay_out_head(const view::picture &known, std::size_t below, const page &on) {
     std::vector<line> head{title_line(known, on)};
-    std::ranges::move(state_lines(known, on), std::back_inserter(head));
+    for (const std::string &part : state_texts(known, inner_width(on), below, on)) {
+        head.emplace_back(" " + part, look_of_state(known));
+    }
     return head;
 }
 
@@ -658,41 +656,40 @@ void say_that_it_is_cut(std::vector<line> &lines, const page &on) {
     } else if (!too_wide) {
         return;
     }
-    lines.emplace_back();
-    lines.back().add(" ... more in a larger window", style::dim);
+    lines.push_back(more_in("larger", on));
 }
 
 }  // namespace
 
 std::vector<line> lay_out_help(const page &on) {
-    std::vector<line> lines(1);
-    lines.front().add(pad_right(" zelt-top: the radio and the link at a glance", on.width), style::title);
-    const auto say = [&lines, &on](const std::string &sentence, style look = style::plain) {
-        for (const std::string &part : wrap(sentence, on.width - std::min<std::size_t>(on.width, 2))) {
-            lines.emplace_back();
-            lines.back().add(" ").add(part, look);
+    const std::string title = " zelt-top: the radio and the link at a glance";
+    std::vector<line> lines;
+    lines.emplace_back(pad_right(columns(title) <= on.width ? title : " zelt-top: help", on.width), style::title);
+    const auto say = [&lines](const std::vector<std::string> &parts, style look = style::plain) {
+        for (const std::string &part : parts) {
+            lines.emplace_back(" " + part, look);
         }
     };
-    say("q quit   p or space: hold the picture   a: antenna, and back   h or ?: this page, and back", style::strong);
+    say(wrap_fields("q quit   p or space: hold the picture   a: antenna, and back   h or ?: this page, and back", "   ",
+                    inner_width(on)),
+        style::strong);
     lines.emplace_back();
-    lines.emplace_back();
-    lines.back().add(" Value   Unit    good    fair    weak   What it is", style::dim);
+    lines.emplace_back(" Value   Unit    good    fair    weak   What it is", style::dim);
     for (const view::scale &one : view::scales()) {
-        lines.emplace_back();
+        lines.emplace_back(" " + pad_right(one.label, 8) + pad_right(one.unit, 4));
         lines.back()
-            .add(" " + pad_right(one.label, 8) + pad_right(one.unit, 4))
-            .add(pad_left(view::digits(one.good), 8), style::good);
-        lines.back()
+            .add(pad_left(view::digits(one.good), 8), style::good)
             .add(pad_left(view::digits(one.fair), 8), style::fair)
-            .add(pad_left(view::digits(one.weak), 8), style::weak);
-        lines.back().add(std::string("   ") + one.meaning + (one.what == view::quantity::gsm_rssi ? " (GSM)" : ""));
+            .add(pad_left(view::digits(one.weak), 8), style::weak)
+            .add(std::string("   ") + one.meaning + (one.what == view::quantity::gsm_rssi ? " (GSM)" : ""));
     }
     lines.emplace_back();
-    say("At least so much; below weak it is bad. The line at the right shows the last cycles of the daemon. "
-        "Antenna: large values, in brackets the difference to the best; a bell for a better one.");
-    say("not reported: the module does not tell; a dash in the table of carriers. unknown: nobody has published it "
-        "yet. "
-        "Dimmed values without colour are old: the second line of the view says why.");
+    say(wrap("At least so much; below weak it is bad. The line at the right shows the last cycles of the daemon. "
+             "Antenna: large values, in brackets the difference to the best; a bell for a better one.",
+             inner_width(on)));
+    say(wrap("not reported: the module does not tell; a dash in the table of carriers. unknown: nobody has published "
+             "it yet. Dimmed values without colour are old: the second line of the view says why.",
+             inner_width(on)));
     say_that_it_is_cut(lines, on);
     cut_to(lines, on);
     return lines;

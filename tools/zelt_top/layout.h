@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/zelt_top/memory.h"
@@ -19,6 +20,9 @@ struct span {
 };
 
 struct line {
+    line() = default;
+    explicit line(std::string text, style look = style::plain) { add(std::move(text), look); }
+
     std::vector<span> spans;
 
     line &add(std::string text, style look = style::plain);
@@ -45,10 +49,12 @@ std::vector<line> lay_out(const view::picture &known, const memory &past, const 
 std::vector<line> lay_out_help(const page &on);
 
 // What pages have in common: title and state, the look of a value, that of old ones (without colour and without
-// weight), and the limits of the page.
-std::vector<line> lay_out_head(const view::picture &known, const page &on);
-style look_of(view::rating grade);
+// weight), the limits of the page, and what stands where they cut. Where the state would take a line from the `below`
+// ones, it is told in one line.
+std::vector<line> lay_out_head(const view::picture &known, std::size_t below, const page &on);
+style look_of(const view::signal_value &one);
 void dim(std::vector<line> &lines);
 void cut_to(std::vector<line> &lines, const page &on);
+line more_in(const char *window, const page &on);
 
 }  // namespace zelt_top

@@ -121,12 +121,25 @@ public:
         if (std::exchange(last_, values) == values) {
             return {};
         }
-        const std::string text = of.known.current() ? values : of.known.sentence;
-        return of.refreshes == 1 ? as_text(of, chosen)
-                                 : clock_time() + ' ' + (plain_page(of).utf8 ? text : ascii_only(text)) + '\n';
+        const std::string text = clock_time() + ' ' + (of.known.current() ? values : of.known.sentence);
+        return of.refreshes == 1 ? as_text(of, chosen) : broken(plain_page(of).utf8 ? text : ascii_only(text)) + '\n';
     }
 
 private:
+    // Into the lines of the terminal; what is no terminal gets one.
+    static std::string broken(const std::string &text) {
+        constexpr std::size_t INDENT = 2;
+        const std::size_t width = terminal_columns();
+        if (width <= INDENT || columns(text) <= width) {
+            return text;
+        }
+        std::string lines;
+        for (const std::string &part : wrap_fields(text, "  ", width - INDENT)) {
+            lines += (lines.empty() ? "" : "\n" + std::string(INDENT, ' ')) + part;
+        }
+        return lines;
+    }
+
     static std::string clock_time() {
         const std::time_t now = std::time(nullptr);
         std::tm parts{};

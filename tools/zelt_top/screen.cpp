@@ -89,7 +89,7 @@ screen::screen(bool colour) : terminal_(nullptr), colour_(false) {
 
 screen::~screen() {
     forget_terminal();
-    endwin();
+    leave();
     delscreen(static_cast<SCREEN *>(terminal_));
 }
 
@@ -132,8 +132,16 @@ void screen::follow_size() {
     }
 }
 
-void screen::suspend() {
+// On a terminal without a page of its own for programs the shell goes on in the last line.
+void screen::leave() {
+    wmove(stdscr, getmaxy(stdscr) - 1, 0);
+    wclrtoeol(stdscr);
+    wrefresh(stdscr);
     endwin();
+}
+
+void screen::suspend() {
+    leave();
     raise(SIGSTOP);
 }
 

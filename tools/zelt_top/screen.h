@@ -27,6 +27,8 @@ public:
     void resume();       // somebody else may have used the terminal in the meantime
 
 private:
+    void leave();
+
     void *terminal_;
     bool colour_;
 };

@@ -41,7 +41,7 @@ std::string why_no_screen() {
     }
     const bool can_place = tigetstr("cup") != nullptr;
     del_curterm(cur_term);
-    return can_place ? "" : "this terminal (TERM=" + view::harmless(name) + ") cannot place its cursor";
+    return can_place ? "" : "TERM=" + view::harmless(name) + " cannot place its cursor";
 }
 
 std::size_t terminal_columns() {

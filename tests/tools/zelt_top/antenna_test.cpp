@@ -99,6 +99,33 @@ TEST(antenna, plain_numbers_where_there_is_no_room) {
                                                                   " A new value every 4 to 5 s.\n");
 }
 
+TEST(antenna, window_of_twenty_by_five_shows_both_legs) {
+    const snapshot weak = samples::nsa() + snapshot{{"CELL_LTE_RSRP", -104}};
+    EXPECT_EQ(antenna_page(weak, page_of_size(20, 5)), " 5G NSA   Examp...\n"
+                                                       " Registered at home.\n"
+                                                       " LTE RSRP -104 (-13)\n"
+                                                       " NR RSRP -85 (0)\n"
+                                                       " ... more\n");
+    // Two lines for values: the strengths have them.
+    EXPECT_EQ(antenna_page(weak, page_of_size(20, 4)), " 5G NSA   Examp...\n"
+                                                       " Registered at home.\n"
+                                                       " LTE RSRP -104 (-13)\n"
+                                                       " NR RSRP -85 (0)\n");
+    EXPECT_EQ(antenna_page(with_rsrp(-999), page_of_size(20, 5)), " LTE   Example Net\n"
+                                                                  " Registered at home.\n"
+                                                                  " RSRP -\n"
+                                                                  " SINR 12.4 (0)\n"
+                                                                  " A new value every 4\n");
+}
+
+TEST(antenna, wide_window_without_the_height_says_what_is_cut) {
+    EXPECT_EQ(antenna_page(samples::nsa(), page_of_size(60, 5)), " 5G NSA   Example Net\n"
+                                                                 " Registered at home. Updated 2 s ago.\n"
+                                                                 " LTE anchor RSRP -95 dBm  best -91 (-4)\n"
+                                                                 " NR leg RSRP -85 dBm  best -85 (0)\n"
+                                                                 " ... more in a taller window\n");
+}
+
 TEST(antenna, other_technologies_show_what_they_have) {
     EXPECT_THAT(antenna_page(samples::wcdma(), page_of_size(80, 24)), HasSubstr("\n RSCP dBm"));
     EXPECT_THAT(antenna_page({}, page_of_size(80, 24)), HasSubstr("\n No signal values yet.\n"));

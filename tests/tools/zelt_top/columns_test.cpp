@@ -50,4 +50,14 @@ TEST(columns, wraps_at_blanks_and_tears_only_what_is_too_long) {
     EXPECT_THAT(wrap("", 5), ElementsAre());
 }
 
+TEST(columns, wraps_between_fields_and_tears_only_what_is_too_long) {
+    using testing::ElementsAre;
+    EXPECT_THAT(wrap_fields("a 1, b 2, c 3", ", ", 13), ElementsAre("a 1, b 2, c 3"));
+    EXPECT_THAT(wrap_fields("a 1, b 2, c 3", ", ", 12), ElementsAre("a 1, b 2,", "c 3"));
+    EXPECT_THAT(wrap_fields("a 1, b 2, c 3", ", ", 8), ElementsAre("a 1,", "b 2, c 3"));
+    EXPECT_THAT(wrap_fields("RSRP -95 dBm  SQI 60 %", "  ", 12), ElementsAre("RSRP -95 dBm", "SQI 60 %"));
+    EXPECT_THAT(wrap_fields("RSRP -95 dBm  SQI 60 %", "  ", 8), ElementsAre("RSRP -95", "dBm", "SQI 60 %"));
+    EXPECT_THAT(wrap_fields("", ", ", 8), ElementsAre());
+}
+
 }  // namespace

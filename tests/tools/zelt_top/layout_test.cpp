@@ -348,14 +348,40 @@ TEST(layout, legs_of_a_small_window_are_told_apart) {
                                                        "RSSI  -65 dBm good\n"
                                                        "SQI   60 % fair       76 % good\n");
     on.width = 20;
-    EXPECT_THAT(page_of(picture_of(samples::nsa()), on), HasSubstr("\nLTE anchor\n"
-                                                                   "RSRP  -95 dBm fair\n"
-                                                                   "RSRQ  -11 dB fair\n"
-                                                                   "SINR  12.4 dB fair\n"
-                                                                   "RSSI  -65 dBm good\n"
-                                                                   "SQI   60 % fair\n"
-                                                                   "NR leg\n"
-                                                                   "RSRP  -85 dBm good\n"));
+    on.height = 0;
+    EXPECT_THAT(page_of(picture_of(samples::nsa()), on), EndsWith("\nLTE anchor\n"
+                                                                  "RSRP  -95 dBm fair\n"
+                                                                  "RSRQ  -11 dB fair\n"
+                                                                  "SINR  12.4 dB fair\n"
+                                                                  "RSSI  -65 dBm good\n"
+                                                                  "SQI   60 % fair\n"
+                                                                  "NR leg\n"
+                                                                  "RSRP  -85 dBm good\n"
+                                                                  "RSRQ  -16 dB weak\n"
+                                                                  "SINR  20 dB good\n"
+                                                                  "SQI   76 % good\n"));
+}
+
+TEST(layout, window_too_low_for_two_legs_joins_their_numbers) {
+    page on;
+    on.width = 20;
+    on.height = 9;
+    const snapshot weak = samples::nsa() + snapshot{{"CELL_LTE_RSRP", -104}, {"CELL_NR5G_RSRP", -105}};
+    EXPECT_EQ(page_of(picture_of(weak + snapshot{{"CELL_NR5G_SINR", -999.0}}), on), "5G NSA   Example Net\n"
+                                                                                    "Registered at home.\n"
+                                                                                    "Updated 2 s ago.\n"
+                                                                                    "LTE anchor + NR leg\n"
+                                                                                    "RSRP -104 + -105 dBm\n"
+                                                                                    "RSRQ -11 + -16 dB\n"
+                                                                                    "SINR 12.4 + - dB\n"
+                                                                                    "RSSI -65 + - dBm\n"
+                                                                                    "SQI  60 + 76 %\n");
+    on.height = 5;
+    EXPECT_EQ(page_of(picture_of(samples::nsa()), on), "5G NSA   Example Net\n"
+                                                       "Registered at home.\n"
+                                                       "LTE anchor + NR leg\n"
+                                                       "RSRP -95 + -85 dBm\n"
+                                                       "RSRQ -11 + -16 dB\n");
 }
 
 TEST(layout, roaming_stands_out) {
@@ -395,6 +421,21 @@ TEST(layout, help_says_that_it_is_cut) {
     EXPECT_THAT(help(80, 12), EndsWith("\n ... more in a larger window\n"));
     EXPECT_THAT(help(40, 10), EndsWith("\n ... more in a larger window\n"));
     EXPECT_THAT(help(40, 60), EndsWith("\n ... more in a larger window\n"));
+    EXPECT_EQ(help(20, 5), " zelt-top: help\n"
+                           " q quit\n"
+                           " p or space: hold\n"
+                           " the picture\n"
+                           " ... more\n");
+}
+
+TEST(layout, help_breaks_its_keys_between_two_of_them) {
+    page on;
+    on.width = 40;
+    EXPECT_THAT(text_of(lay_out_help(on)), testing::StartsWith(" zelt-top: help\n"
+                                                               " q quit   p or space: hold the picture\n"
+                                                               " a: antenna, and back\n"
+                                                               " h or ?: this page, and back\n"
+                                                               "\n"));
 }
 
 TEST(layout, window_of_twenty_by_five_says_what_is_wrong) {

@@ -489,7 +489,7 @@ TEST(screen, terminal_that_cannot_place_its_cursor_gets_plain_lines) {
         const char *sentence;
     };
     for (const row &one :
-         {row{"dumb", "dumb", "(TERM=dumb) cannot place its cursor"}, row{"unset", "", "TERM does not say"},
+         {row{"dumb", "dumb", "change: TERM=dumb cannot place its cursor"}, row{"unset", "", "TERM does not say"},
           row{"unknown", "no-such-terminal", "TERM=no-such-terminal is unknown here"}}) {
         store database;
         database.put_lte();
@@ -527,6 +527,31 @@ TEST(screen, plain_lines_tell_of_changes_only) {
     EXPECT_EQ(page.find("RSRP       -95"), page.rfind("RSRP       -95")) << page;
     EXPECT_EQ(page.find("Example Net"), page.rfind("Example Net")) << page;
     top.signal(SIGTERM);
+}
+
+TEST(screen, plain_lines_break_between_their_values) {
+    store database;
+    database.put_lte();
+    program_on_terminal top(database, "dumb", {}, {"--interval", "0.1"}, 40, 60, beside_a_daemon(database));
+    ASSERT_TRUE(top.shows("\nSQI   60 % fair\n"));
+    database.put({{"CELL_RSRP", -101}});
+    // 38 columns and the two in front of a further line: the time takes 8.
+    EXPECT_TRUE(top.shows(" LTE  RSRP -101 dBm\n"
+                          "  RSRQ -11 dB  SINR 12.5 dB  SQI 60 %\n"
+                          "  registered\n"))
+        << top.model().page();
+    top.signal(SIGTERM);
+}
+
+TEST(screen, shell_gets_an_empty_last_line_of_a_terminal_with_one_page) {
+    store database;
+    database.put_lte();
+    program_on_terminal top(database, "vt100", {}, {}, 20, 5);
+    ASSERT_TRUE(top.shows("SINR  12.5 dB fair"));
+    top.type("q");
+    EXPECT_EQ(top.exit_code(), 0);
+    EXPECT_EQ(top.model().row(3), "RSRQ  -11 dB fair");
+    EXPECT_EQ(top.model().row(4), "");
 }
 
 TEST(plain, once_is_one_block) {
