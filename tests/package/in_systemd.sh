@@ -6,7 +6,7 @@ export DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 HOME=/root
 
 fault() {
     echo "systemd: FAULT: $1"
-    journalctl --no-pager -n 40
+    journalctl --no-pager -n 15
     exit 1
 }
 

@@ -8,7 +8,8 @@ my $TIOCSPTLCK = 0x40045431;
 my $TIOCGPTN = 0x80045430;
 open(my $module, '+<', '/dev/ptmx') or die "/dev/ptmx: $!";
 my $number = pack('i', 0);
-ioctl($module, $TIOCSPTLCK, pack('i', 0)) and ioctl($module, $TIOCGPTN, $number) or die "a pseudo-terminal: $!";
+my $unlocked = pack('i', 0);
+ioctl($module, $TIOCSPTLCK, $unlocked) and ioctl($module, $TIOCGPTN, $number) or die "a pseudo-terminal: $!";
 symlink('/dev/pts/' . unpack('i', $number), $ARGV[0]) or die "$ARGV[0]: $!";
 
 my %answers = (

@@ -32,9 +32,9 @@ cat >"$work/root/etc/systemd/system/trial.service" <<'END'
 [Service]
 Type=oneshot
 ExecStart=/bin/bash /trial/in_systemd.sh
-ExecStopPost=/bin/systemctl --no-block --force --force poweroff
-StandardOutput=file:/trial/said
-StandardError=inherit
+ExecStopPost=/bin/systemctl --quiet --no-block --force --force poweroff
+StandardOutput=append:/trial/said
+StandardError=append:/trial/said
 END
 mkdir -p "$work/root/etc/systemd/system/multi-user.target.wants"
 ln -s ../trial.service "$work/root/etc/systemd/system/multi-user.target.wants"
