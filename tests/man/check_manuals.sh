@@ -77,6 +77,10 @@ rows $page 'What clearing does' | awk -F'\t' '$2 == "-999" { print $1 }' | grep 
 grep -oE 'CELL_(LTE|NR5G)_[A-Z0-9]+' "$work/statistics" >>"$work/documented"
 same 'keys that clearing resets' "$work/reset" <(grep -vxE 'CELL_(LTE|NR5G)' "$work/documented")
 
+grep -oE 'NAMES\{.*\}' host/port_record.cpp | grep -oE '"[^"]+"' >"$work/states"
+rows $page 'How old it is' | awk -F'\t' '$1 == "PORT_STATE" { print $3 }' | grep -oE '"[^"]+"' >"$work/documented"
+same 'states of the port' "$work/states" "$work/documented"
+
 # --- Files, the topic and the lines of the log. ---
 
 grep -ohE '"/(tmp|var/run)/[^"% ]+"' base/*.[hc]* daemon/* modem/* wwan/* stats/* | tr -d '"' |

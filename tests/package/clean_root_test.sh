@@ -1,7 +1,7 @@
 #!/bin/bash
-# clean_root_test.sh: the packages in build/package in a fresh Debian 12 that is thrown away: install, use, upgrade, remove and
-# purge by apt, with nothing left; then the packages for armhf beside it, under emulation. As root, or as a user who may make
-# user namespaces. A part of .ci/run, and after scripts/package by hand.
+# clean_root_test.sh [armhf]: the packages in build/package in a fresh Debian 12 that is thrown away: install, use, upgrade,
+# remove and purge by apt, with nothing left; with "armhf" those packages beside it too, under emulation. As root, or as a
+# user who may make user namespaces. After scripts/package.
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/../.."
 built=$PWD/build/package
@@ -22,7 +22,7 @@ for package in "$work"/new/*.deb; do
     rm -r "$work/raw"
 done
 architectures=amd64
-if ls "$built"/armhf/zelt-stats_*_armhf.deb >/dev/null 2>&1; then
+if [ "${1-}" = armhf ]; then
     cp "$built"/armhf/zelt-{stats,sim}_*_armhf.deb "$work/armhf"
     architectures=amd64,armhf
 fi
@@ -30,7 +30,7 @@ cp tests/package/in_clean_root.sh "$work"
 
 # Everything happens in hooks of the one command that makes the system: nothing of it is left, whoever runs it. The daemon's
 # tools for armhf run in an emulator of this machine, with the libraries of the new system.
-mmdebstrap --quiet --variant=apt --architectures=$architectures --include=passwd \
+mmdebstrap --quiet --variant=apt --architectures=$architectures --include=passwd,mount \
     --customize-hook='mkdir "$1/packages"' --customize-hook="copy-in $work/new $work/next $work/armhf $work/in_clean_root.sh /packages" \
     --customize-hook='chroot "$1" bash /packages/in_clean_root.sh amd64' \
     --customize-hook='[ -z "$(ls "$1/packages/armhf")" ] || {

@@ -42,8 +42,35 @@ apt_get install "${needed[@]}"
 all_files >/packages/before
 getent group | sort >/packages/groups
 
-# --- Install ---
+# --- A full disk: a sentence, and nothing of a package that does not fit ---
 
+# full FOLDER COMMAND...: fails while nothing more fits into the folder.
+full() {
+    local folder=$1 copy
+    shift
+    copy=$(mktemp -d)
+    mkdir -p "$folder"
+    cp -a "$folder/." "$copy"
+    mount -t tmpfs -o size=256k,mode=755 tmpfs "$folder"
+    cp -a "$copy/." "$folder"
+    dd if=/dev/zero of="$folder/ballast" 2>/dev/null || true
+    ! "$@" >/packages/full.log 2>&1 || fault "on a full disk: $*"
+    grep -q 'No space left on device' /packages/full.log || { cat /packages/full.log && fault 'no word of the full disk'; }
+    umount "$folder"
+    rm -r "$copy"
+    rmdir "$folder" 2>/dev/null || true
+}
+
+full /usr/share/zelt-stats apt-get -q -y --no-install-recommends install ./new/*.deb
+dpkg --purge zelt-stats zelt-sim libzelt-sysdb-dev >/dev/null 2>&1 || fault 'what did not fit cannot be purged'
+all_files >/packages/after
+diff /packages/before /packages/after >/packages/left || fault "left of what did not fit: $(cat /packages/left)"
+
+# --- Install: on a machine where a source build has run, which let root alone read ---
+
+mkdir -m 0700 /run/sysdb
+install -m 0600 /dev/null /run/sysdb/data.mdb
+install -m 0600 /dev/null /run/sysdb/lock.mdb
 apt_get install ./new/*.deb
 grep -q 'systemd does not run here' apt.log || fault 'no word that nothing starts the daemon'
 grep -q 'name the module in /etc/zelt/config.json' apt.log || fault 'no word about the module'
@@ -74,20 +101,19 @@ as() {
 }
 sysdb get CELL CELL_RSSIMON >/packages/seen || fault 'the daemon published nothing'
 grep -q 'no roam' /packages/seen || fault "the summary: $(cat /packages/seen)"
-# LMDB writes to its lock file for readers too.
-if [ "$(stat -c '%A %G' /run/sysdb/lock.mdb)" = '-rw-rw---- zelt' ]; then
-    as reader sysdb get CELL CELL_RSSIMON >/dev/null || fault 'a member of the group reads nothing'
-    as reader zelt-top --once >/dev/null || fault 'a member of the group sees no picture'
-    ! as reader sysdb set CELL CELL_RSRP int 1 2>/dev/null || fault 'a member of the group may write'
-    echo 'clean root: the group of readers reads'
-else
-    echo "clean root: not tried: the database lets root alone read ($(stat -c '%A %G' /run/sysdb/lock.mdb))"
-fi
+as reader sysdb get CELL CELL_RSSIMON >/dev/null || fault 'a member of the group reads nothing'
+as reader zelt-top --once >/dev/null || fault 'a member of the group sees no picture'
+! as reader sysdb set CELL CELL_RSRP int 1 2>/dev/null || fault 'a member of the group may write'
+echo 'clean root: the group of readers reads'
 ! as stranger sysdb list CELL >/dev/null 2>&1 || fault 'a stranger reads the subscriber'
 echo 'clean root: installed, the daemon runs'
 
 # --- Upgrade: what the administrator wrote stays, and the daemon's values with it ---
 
+full /usr/share/zelt-stats apt-get -q -y install ./next/*.deb
+[ "$(zelt-top --version)" = "zelt-top $(dpkg-query -W -f '${Version}' zelt-stats)" ] || fault 'an upgrade that did not fit broke it'
+[ "$(dpkg-query -W -f '${db:Status-Abbrev}' zelt-stats)" = 'ii ' ] || fault 'an upgrade that did not fit left the package broken'
+echo 'clean root: a full disk breaks nothing'
 apt_get install ./next/*.deb
 grep -q EC25 /etc/zelt/config.json || fault 'the upgrade lost the configuration'
 sysdb get CELL CELL_CONNECTED >/dev/null || fault 'the upgrade lost the values'
