@@ -66,6 +66,10 @@ class Box:
                 return
         raise BoxError(f"{self.name} ended before cycle {cycle}: {' / '.join(self.lines[-3:])}")
 
+    def number(self):
+        """By which zelt-sim attach knows this box: its inner half, the parent of the program in it."""
+        return re.search(r"^PPid:\s+(\d+)", pathlib.Path(f"/proc/{self.pid}/status").read_text(), re.M)[1]
+
     def nanoseconds(self):
         """Processor time so far."""
         return int(pathlib.Path(f"/proc/{self.pid}/schedstat").read_text().split()[0])

@@ -132,7 +132,8 @@ class Bench:
         ours, theirs = pty.openpty()
         with self.box(self.daemon, speed=1) as box:
             box.wait_for(2)
-            tool = subprocess.Popen([self.build / "zelt-sim", "attach", "--", self.build / command[0], *command[1:]],
+            attach = [self.build / "zelt-sim", "attach", "--box", box.number(), "--"]
+            tool = subprocess.Popen([*attach, self.build / command[0], *command[1:]],
                                     stdin=theirs, stdout=theirs, stderr=theirs, start_new_session=True,
                                     env={**os.environ, "TERM": "xterm"})
             try:
@@ -156,10 +157,14 @@ class Bench:
                 empty(screen)
             return [after - before for before, after in zip(begin, state())]
 
-        time.sleep(2)
         pid = find_below(tool.pid, name)
+        give_up = time.monotonic() + 20  # on a busy machine
+        while pid is None and time.monotonic() < give_up:
+            time.sleep(0.1)
+            pid = find_below(tool.pid, name)
         if pid is None:
             raise Missing(f"{name} did not start in the box")
+        time.sleep(2)  # its first picture
         busy = over(30)[0] / 30
         os.kill(int(box.pid), signal.SIGSTOP)
         try:
