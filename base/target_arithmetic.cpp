@@ -49,7 +49,7 @@ std::optional<std::uint32_t> leading_uint32(const char *text, int base) {
         return MAX;
     }
     const auto number = static_cast<std::uint32_t>(magnitude);
-    return negated ? 0 - number : number;
+    return negated ? wrapped_difference(0, number) : number;
 }
 
 std::int32_t stol_hex(const char *text) {

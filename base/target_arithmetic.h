@@ -16,5 +16,10 @@ std::optional<std::uint32_t> leading_uint32(const char *text, int base = 10);
 std::int32_t stol_hex(const char *text);
 std::int32_t stoi_hex(const char *text);
 
+// Modulo 2^32, as the target's unsigned numbers are subtracted.
+constexpr std::uint32_t wrapped_difference(std::uint32_t from, std::uint32_t what) {
+    return static_cast<std::uint32_t>((std::uint64_t{1} << 32U) + from - what);
+}
+
 // Clamps a wide intermediate result, so that a hostile input cannot overflow.
 std::int32_t clamp_int32(std::int64_t value);

@@ -53,7 +53,7 @@ time_stream open_change_time_file(bool for_writing) {
 
 // Unsigned on purpose: a file from a later clock wraps round to a very long time instead of a negative one.
 double minutes_between(std::uint32_t earlier, std::uint32_t later) {
-    return static_cast<double>(static_cast<std::uint32_t>(later - earlier)) / 60.0;
+    return static_cast<double>(wrapped_difference(later, earlier)) / 60.0;
 }
 
 }  // namespace

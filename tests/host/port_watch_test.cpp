@@ -18,8 +18,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-constexpr at_limits patient{.total = 10s, .after_wanted_line = 200ms, .mark = 10s, .silence = 150ms};
-
 // The serving cell 27460098 as the module says it, in pieces that two readers can share out.
 constexpr std::string_view ANSWER =
     "\r\n+QENG: \"servingcell\",\"NOCONN\",\"LTE\",\"FDD\",001,01,1A30202,389\r\n\r\nOK\r\n";

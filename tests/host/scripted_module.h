@@ -16,9 +16,16 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include "host/serial_port.h"
 #include "platform/module_access.h"
 #include "posix/descriptor.h"
 #include "tests/support/pseudo_terminal.h"
+
+// Long enough for a busy machine where an answer comes, short where none does.
+inline constexpr at_limits patient{.total = std::chrono::seconds(10),
+                                   .after_wanted_line = std::chrono::milliseconds(200),
+                                   .mark = std::chrono::seconds(10),
+                                   .silence = std::chrono::milliseconds(150)};
 
 class scripted_module {
 public:

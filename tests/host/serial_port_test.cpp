@@ -20,8 +20,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-// Long enough for a busy machine where an answer comes, short where none does.
-constexpr at_limits patient{.total = 10s, .after_wanted_line = 200ms, .mark = 10s, .silence = 150ms};
 constexpr at_limits brief{.total = 400ms, .after_wanted_line = 100ms, .mark = 100ms, .silence = 50ms};
 
 const std::array<std::string, 3> CSQ_TEXTS = {"+CSQ:", "OK", "ERROR"};
