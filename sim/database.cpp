@@ -1,7 +1,6 @@
 #include "sim/database.h"
 
-#include <ctime>
-
+#include "posix/clock.h"
 #include "sim/scenario/line_text.h"
 #include "store/transaction.h"
 #include "store/value_text.h"
@@ -43,9 +42,7 @@ const sysdb_values &box_database::stored() {
 
 view::port_report box_database::port() {
     cell();
-    timespec now{};
-    clock_gettime(CLOCK_BOOTTIME, &now);
-    return view::read_port(reader_.values_beside(), static_cast<double>(now.tv_sec));
+    return view::read_port(reader_.values_beside(), static_cast<double>(seconds_since_boot()));
 }
 
 std::string box_database::write(const set_key &what) {

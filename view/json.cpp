@@ -7,8 +7,8 @@
 
 #include <json/json.h>
 
+#include "posix/clock.h"
 #include "view/characters.h"
-#include "view/utc_time.h"
 #include "view/words.h"
 
 namespace view {
@@ -147,7 +147,7 @@ Json::Value json_other(const picture &known) {
 std::string to_json(const picture &known, const reading &database) {
     Json::Value object;
     object["schema"] = SCHEMA;
-    object["time"] = database.taken_at ? Json::Value(utc_text(*database.taken_at)) : Json::Value();
+    object["time"] = utc_text(database.taken_at);
     object["database"] = harmless(database.folder);
     object["state"] = name_of(known.state);
     object["sentence"] = known.sentence;

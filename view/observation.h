@@ -20,7 +20,7 @@ struct reading {
     port_report port;                            // as of the same commit
     std::size_t commits = 0;                     // changes with every commit
     std::optional<double> seconds_since_commit;  // nothing: cannot be told
-    std::optional<double> taken_at;              // when it was read, in seconds since 1970
+    double taken_at = 0;                         // when it was read, in seconds since 1970
 };
 
 // What the run-time files and the running programs tell of the daemon and of the module.

@@ -55,10 +55,6 @@ std::string words(const phrase &stored) {
     return stored.known() ? stored.value : word(stored.state);
 }
 
-std::string words(const fact &one) {
-    return words(one, band_form::full);
-}
-
 std::string words(const fact &one, band_form form) {
     if (one.plan != band_plan::none && one.known()) {
         return words_of_band(one.plan, std::get<number>(one.value).value, form);

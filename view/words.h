@@ -15,13 +15,10 @@ std::string words(const number &stored);
 std::string words(const phrase &stored);
 
 // With the unit; a cell's identity in hexadecimal too, a band with its place: "3 (1800 MHz, FDD)", "n78 (3500 MHz,
-// TDD)".
-std::string words(const fact &one);
-std::string words(const signal_value &one);  // "<= -120 dBm (from SQI)"
-
-// Shorter forms of a band for narrow places; of another fact the words.
+// TDD)", or in a shorter form for narrow places.
 enum class band_form { bare, frequency, full };
-std::string words(const fact &one, band_form form);
+std::string words(const fact &one, band_form form = band_form::full);
+std::string words(const signal_value &one);  // "<= -120 dBm (from SQI)"
 
 // "107216/0"
 std::string words(const station &one);

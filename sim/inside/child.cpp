@@ -1,15 +1,14 @@
 #include "sim/inside/child.h"
 
 #include <array>
-#include <cerrno>
 #include <csignal>
-#include <system_error>
 #include <utility>
 
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "posix/failure.h"
 #include "posix/process.h"
 #include "sim/scenario/signal_names.h"
 
@@ -22,9 +21,7 @@ child::~child() {
 
 void child::start(const std::vector<std::string> &command) {
     pipe_ends output;
-    if (!output.read_end.is_open()) {
-        throw std::system_error(errno, std::generic_category(), "pipe");
-    }
+    throw_unless(output.read_end.is_open(), "pipe");
     fcntl(output.read_end.get(), F_SETFL, O_NONBLOCK);
     // A group of its own keeps a terminal's Ctrl-C away: the box stops the program in its own order.
     pid_ = start_program(command, {.streams = {NULL_DEVICE, output.write_end.get(), output.write_end.get()},

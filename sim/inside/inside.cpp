@@ -1,7 +1,6 @@
 #include "sim/inside/inside.h"
 
 #include <array>
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -14,6 +13,7 @@
 #include <unistd.h>
 
 #include "posix/descriptor.h"
+#include "posix/failure.h"
 #include "sim/handover.h"
 #include "sim/inside/interfaces.h"
 #include "sim/inside/module_check.h"
@@ -92,15 +92,9 @@ int play_beside(const scenario &story, play_request request) {
     return status;
 }
 
-// What the host mounts while the box stands would appear here, and could be written.
-void cut_off_from_host() {
-    if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
-        throw std::system_error(errno, std::generic_category(), "private mounts");
-    }
-}
-
 void prepare_router() {
-    cut_off_from_host();
+    // What the host mounts while the box stands would appear here, and could be written.
+    throw_unless(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts");
     join_run_folders();
     make_interfaces();
     make_router_programs();

@@ -1,10 +1,8 @@
 #include "sim/inside/interfaces.h"
 
-#include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <system_error>
 
 #include <net/if.h>
 #include <sys/ioctl.h>
@@ -12,15 +10,10 @@
 #include <sys/socket.h>
 
 #include "posix/descriptor.h"
+#include "posix/failure.h"
 #include "posix/process.h"
 
 namespace {
-
-void fail_unless(bool fine, const char *what) {
-    if (!fine) {
-        throw std::system_error(errno, std::generic_category(), what);
-    }
-}
 
 // True on success. `request` names the interface.
 bool control(unsigned long what, ifreq &request) {
@@ -37,7 +30,7 @@ ifreq request_for(const std::string &name) {
 void bring_loopback_up() {
     ifreq request = request_for("lo");
     request.ifr_flags = IFF_UP | IFF_RUNNING;
-    fail_unless(control(SIOCSIFFLAGS, request), "loopback interface");
+    throw_unless(control(SIOCSIFFLAGS, request), "loopback interface");
 }
 
 // Runs the program of this name, silent and out of reach of the terminal; its exit status.
@@ -54,7 +47,7 @@ void make_interface(const std::string &name, const std::string &far_end) {
 
 // The real folder shows the host's interfaces, and an interface of this kind has no such setting.
 void make_raw_ip_setting() {
-    fail_unless(mount("box", "/sys/class/net", "tmpfs", 0, nullptr) == 0, "/sys/class/net");
+    throw_unless(mount("box", "/sys/class/net", "tmpfs", 0, nullptr) == 0, "/sys/class/net");
     std::filesystem::create_directories("/sys/class/net/wwan0/qmi");
     std::ofstream("/sys/class/net/wwan0/qmi/raw_ip") << "N\n";
 }

@@ -1,9 +1,7 @@
 #include "sim/inside/module_port.h"
 
 #include <array>
-#include <cerrno>
 #include <cstdlib>
-#include <system_error>
 
 #include <fcntl.h>
 #include <sys/inotify.h>
@@ -11,14 +9,12 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include "posix/failure.h"
+
 namespace {
 
 // Bytes. A module that talks on while nobody listens loses them too, if sooner.
 constexpr std::size_t LONGEST_QUEUE = 32 << 20;
-
-[[noreturn]] void fail(const std::string &what) {
-    throw std::system_error(errno, std::generic_category(), what);
-}
 
 }  // namespace
 
@@ -28,23 +24,17 @@ void module_port::plug() {
     }
     ::descriptor module_side(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK));
     std::array<char, 64> path{};
-    if (!module_side.is_open() || grantpt(module_side.get()) != 0 || unlockpt(module_side.get()) != 0 ||
-        ptsname_r(module_side.get(), path.data(), path.size()) != 0) {
-        fail("pseudo-terminal");
-    }
+    throw_unless(module_side.is_open() && grantpt(module_side.get()) == 0 && unlockpt(module_side.get()) == 0 &&
+                     ptsname_r(module_side.get(), path.data(), path.size()) == 0,
+                 "pseudo-terminal");
     ::descriptor router_side(open(path.data(), O_RDWR | O_NOCTTY | O_CLOEXEC));
     termios settings{};
-    if (!router_side.is_open() || tcgetattr(router_side.get(), &settings) != 0) {
-        fail(path.data());
-    }
+    throw_unless(router_side.is_open() && tcgetattr(router_side.get(), &settings) == 0, path.data());
     cfmakeraw(&settings);
-    if (tcsetattr(router_side.get(), TCSANOW, &settings) != 0 || symlink(path.data(), name_.c_str()) != 0) {
-        fail(name_);
-    }
+    throw_unless(tcsetattr(router_side.get(), TCSANOW, &settings) == 0 && symlink(path.data(), name_.c_str()) == 0,
+                 name_);
     ::descriptor closes(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
-    if (inotify_add_watch(closes.get(), path.data(), IN_CLOSE) < 0) {
-        fail(path.data());
-    }
+    throw_unless(inotify_add_watch(closes.get(), path.data(), IN_CLOSE) >= 0, path.data());
     module_side_ = std::move(module_side);
     router_side_ = std::move(router_side);
     closes_ = std::move(closes);

@@ -1,7 +1,5 @@
 #include "sim/inside/router_files.h"
 
-#include <cerrno>
-#include <ctime>
 #include <filesystem>
 #include <system_error>
 
@@ -10,7 +8,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "posix/clock.h"
 #include "posix/descriptor.h"
+#include "posix/failure.h"
 #include "sim/handover.h"
 #include "sim/text_file.h"
 
@@ -44,9 +44,8 @@ std::string write_whole(const std::string &path, const std::string &bytes) {
 
 void join_run_folders() {
     std::error_code ignored;
-    if (!fs::equivalent("/var/run", "/run", ignored) && mount("/run", "/var/run", nullptr, MS_BIND, nullptr) != 0) {
-        throw std::system_error(errno, std::generic_category(), "/var/run");
-    }
+    const bool joined = fs::equivalent("/var/run", "/run", ignored);
+    throw_unless(joined || mount("/run", "/var/run", nullptr, MS_BIND, nullptr) == 0, "/var/run");
 }
 
 void prepare_config() {
@@ -87,9 +86,7 @@ std::string write_file(const std::string &path, const std::string &bytes) {
 }
 
 std::string write_uptime(const std::string &path, long long offset_seconds) {
-    timespec now{};
-    clock_gettime(CLOCK_BOOTTIME, &now);
-    return write_whole(path, std::to_string(now.tv_sec + offset_seconds));
+    return write_whole(path, std::to_string(seconds_since_boot() + offset_seconds));
 }
 
 std::optional<std::string> file_content(const std::string &path) {

@@ -1,10 +1,11 @@
 #include "sim/inside/router_programs.h"
 
-#include <cerrno>
 #include <filesystem>
 #include <system_error>
 
 #include <sys/mount.h>
+
+#include "posix/failure.h"
 
 namespace {
 
@@ -19,9 +20,7 @@ constexpr const char *PROGRAMS[] = {
 constexpr const char *REAL = "/run/box/real";  // the host's own folders are moved below it
 
 void mount_or_throw(const char *source, const fs::path &target, const char *type, unsigned long flags) {
-    if (mount(source, target.c_str(), type, flags, nullptr) != 0) {
-        throw std::system_error(errno, std::generic_category(), "mount on " + target.string());
-    }
+    throw_unless(mount(source, target.c_str(), type, flags, nullptr) == 0, "mount on " + target.string());
 }
 
 // The host's folder cannot be written: one of the same name takes its place, with a link to each of its programs.

@@ -1,7 +1,6 @@
 #include "sim/inside/system_log.h"
 
 #include <array>
-#include <cerrno>
 #include <charconv>
 #include <cstring>
 #include <system_error>
@@ -10,6 +9,7 @@
 #include <sys/un.h>
 #include <syslog.h>
 
+#include "posix/failure.h"
 #include "sim/scenario/line_text.h"
 #include "sim/scenario/log_priority.h"
 #include "sim/stand_ins/stand_in.h"
@@ -55,9 +55,9 @@ system_log::system_log(const char *path) : socket_(socket(AF_UNIX, SOCK_DGRAM | 
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::strncpy(address.sun_path, path, sizeof address.sun_path - 1);
-    if (!socket_.is_open() || bind(socket_.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
-        throw std::system_error(errno, std::generic_category(), std::string("system log ") + path);
-    }
+    const auto *named = reinterpret_cast<const sockaddr *>(&address);
+    throw_unless(socket_.is_open() && bind(socket_.get(), named, sizeof address) == 0,
+                 std::string("system log ") + path);
 }
 
 std::optional<log_line> system_log::next() {

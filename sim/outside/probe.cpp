@@ -9,7 +9,6 @@
 #include <optional>
 #include <system_error>
 
-#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -21,6 +20,7 @@
 #include "sim/outside/daemons.h"
 #include "sim/outside/port_check.h"
 #include "sim/scenario/line_text.h"
+#include "sim/text_file.h"
 #include "store/value_text.h"
 
 namespace {
@@ -148,28 +148,20 @@ finding ask_port(const std::string &port) {
 class question {
 public:
     explicit question(const std::string &port) {
-        std::array<int, 2> ends{-1, -1};
-        if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-            return;
-        }
-        answer_ = descriptor(ends[0]);
-        const descriptor write_end(ends[1]);
+        pipe_ends pipe;
         std::fflush(stdout);
         pid_ = fork();
         if (pid_ == 0) {
             const finding found = ask_port(port);
             const std::string bytes = (found.is_usable ? "+" : "-") + found.text;
-            static_cast<void>(!write(write_end.get(), bytes.data(), bytes.size()));
+            static_cast<void>(!write(pipe.write_end.get(), bytes.data(), bytes.size()));
             _exit(0);
         }
+        answer_ = std::move(pipe.read_end);
     }
 
     finding wait() {
-        std::string bytes;
-        std::array<char, 1024> piece{};
-        for (ssize_t size = 0; (size = read(answer_.get(), piece.data(), piece.size())) > 0;) {
-            bytes.append(piece.data(), static_cast<std::size_t>(size));
-        }
+        const std::string bytes = read_text(answer_.get()).value_or("");
         if (pid_ > 0) {
             waitpid(pid_, nullptr, 0);
         }

@@ -16,6 +16,11 @@ namespace {
 using enum statement_kind;
 using lines_of_text = std::vector<std::string>;
 
+// For what differs in one line, if at all.
+void judge(router &on, bool holds, const std::string &difference) {
+    on.judge(holds ? lines_of_text{} : lines_of_text{difference});
+}
+
 // --- Keys ---
 
 const typed_value *find(const cell_values &values, const std::string &key) {
@@ -156,9 +161,9 @@ statement_content read_expect_file(parser &in) {
     return [path, bytes](router &on) {
         const std::string wanted = with_process_id(bytes, on);
         const auto found = on.file_content(path);
-        on.judge(found == wanted ? lines_of_text{}
-                                 : lines_of_text{path + ": expected \"" + escaped(wanted) + "\", found " +
-                                                 (found ? "\"" + escaped(*found) + "\"" : "no file")});
+        judge(on, found == wanted,
+              path + ": expected \"" + escaped(wanted) + "\", found " +
+                  (found ? "\"" + escaped(*found) + "\"" : "no file"));
     };
 }
 
@@ -167,9 +172,9 @@ statement_content read_expect_interface(parser &in) {
     const bool up = in.either("up", "down", "up or down behind the interface");
     return [name, up](router &on) {
         const auto found = on.is_interface_up(name);
-        on.judge(found == up ? lines_of_text{}
-                             : lines_of_text{name + ": expected " + (up ? "up" : "down") + ", found " +
-                                             (found ? (*found ? "up" : "down") : "no such interface")});
+        judge(on, found == up,
+              name + ": expected " + (up ? "up" : "down") + ", found " +
+                  (found ? (*found ? "up" : "down") : "no such interface"));
     };
 }
 
@@ -183,8 +188,7 @@ statement_content read_expect_message(parser &in) {
     return [topic, payload](router &on) {
         const std::optional<mqtt_message> wanted{{topic, with_process_id(payload, on)}};
         const auto found = on.next_message();
-        on.judge(found == wanted ? lines_of_text{}
-                                 : lines_of_text{"expected " + describe(wanted) + ", found " + describe(found)});
+        judge(on, found == wanted, "expected " + describe(wanted) + ", found " + describe(found));
     };
 }
 
@@ -214,9 +218,7 @@ constexpr statement_form STATEMENTS[] = {
     {"expect-file PATH + block", expectation, read_expect_file},
     {"expect-no-file PATH", expectation,
      [](parser &in) -> statement_content {
-         return [path = in.path()](router &on) {
-             on.judge(on.exists(path) ? lines_of_text{path + ": expected nothing there"} : lines_of_text{});
-         };
+         return [path = in.path()](router &on) { judge(on, !on.exists(path), path + ": expected nothing there"); };
      }},
     {"expect-interface NAME up, expect-interface NAME down", expectation, read_expect_interface},
     {"expect-message TOPIC + block", expectation, read_expect_message},
@@ -224,7 +226,7 @@ constexpr statement_form STATEMENTS[] = {
      [](parser & /*in*/) -> statement_content {
          return [](router &on) {
              const auto found = on.next_message();
-             on.judge(found ? lines_of_text{"expected no further message, found " + describe(found)} : lines_of_text{});
+             judge(on, !found, "expected no further message, found " + describe(found));
          };
      }},
 };

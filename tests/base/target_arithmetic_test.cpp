@@ -71,6 +71,7 @@ TEST(leading_uint32, takes_the_leading_number_and_tells_its_absence) {
         {"two signs are no number", "+-7", std::nullopt},
         {"a blank behind the sign is no number", "- 7", std::nullopt},
         {"every kind of blank", " \t\n\v\f\r7", 7U},
+        {"a letter is no blank", "x7", std::nullopt},
         {"no number", "abc", std::nullopt},
         {"empty", "", std::nullopt},
         {"sign alone", "-", std::nullopt},

@@ -183,6 +183,12 @@ TEST_F(carrier_aggregation, an_empty_answer_leaves_the_keys) {
     }
 }
 
+TEST_F(carrier_aggregation, a_failed_exchange_without_an_answer_is_logged_as_failed) {
+    query(2, "");
+    EXPECT_THAT(fake::log_lines(),
+                ElementsAre("info: Getting carrier aggregation", "debug: QCAINFO:", "debug: Failed to get qcainfo"));
+}
+
 TEST_F(carrier_aggregation, a_port_that_cannot_be_opened_is_silent) {
     fake::fail("ser_open");
     query(0, BAND_3 + OK);
@@ -240,6 +246,11 @@ TEST_F(carrier_aggregation, a_line_counts_when_it_has_the_word_in_quotes_and_lte
         {"mixed case band", R"(+QCAINFO: "SCC",1300,50,"Lte BAND 3")", 0},
         {"word without quotes", "+QCAINFO: SCC,1300,50,\"LTE BAND 3\"", 0},
         {"longer word", R"(+QCAINFO: "SCC1",1300,50,"LTE BAND 3")", 0},
+        {"longer word at its front", R"(+QCAINFO: "XSCC",1300,50,"LTE BAND 3")", 0},
+        {"longer word in lower case", R"(+QCAINFO: "scc1",1300,50,"lte band 3")", 0},
+        {"longer word in lower case at its front", R"(+QCAINFO: "xscc",1300,50,"lte band 3")", 0},
+        {"shorter band", R"(+QCAINFO: "SCC",1300,50,"LT BAND 3")", 0},
+        {"shorter band in lower case", R"(+QCAINFO: "scc",1300,50,"lt band 3")", 0},
         {"primary", PCC, 0},
         {"primary in lower case", R"(+QCAINFO: "pcc",100,50,"LTE BAND 1",1,422,-99,-10,-71,16)", 0},
         {"NR", NR_41, 0},
@@ -322,6 +333,9 @@ TEST_F(carrier_aggregation, what_a_line_does_not_report_is_published_as_minus_99
         {"a band that begins with its digits",
          R"("SCC" LTE,1,6,66)",
          {"string 1.4", "int 1", "int 66", "int -999", "int -999", "int -999", "real -999.0"}},
+        {"a letter ends neither a column nor a line",
+         R"("SCC",1,6,"LTExBAND 7",1,2,-95,-9,-68,4)",
+         {"string 1.4", "int 1", "int 7", "int -95", "int -9", "int -68", "real 4.0"}},
         {"a band without digits",
          R"("SCC",1,6,"LTE BAND",,,,,,)",
          {"string 1.4", "int 1", "int 0", "int -999", "int -999", "int -999", "real -999.0"}},

@@ -146,6 +146,7 @@ TEST_F(follow_up_queries, the_band_is_the_digits_of_the_third_field) {
         {"empty fields keep their place", "+QNWINFO: ,,WCDMA 900", {"CELL_BAND int 900"}},
         {"a name without a digit is an empty value", R"(+QNWINFO: "HSPA+","1","WCDMA",1)", {"CELL_BAND int -999"}},
         {"an empty name is an empty value", R"(+QNWINFO: "HSPA+","1",,1)", {"CELL_BAND int -999"}},
+        {"a letter ends no field", R"(+QNWINFO: "HSxA+","1","WCDMA x900",2938)", {"CELL_BAND int 900"}},
         {"every digit counts, wherever it stands", R"(+QNWINFO: "","","1 x 2-3",)", {"CELL_BAND int 123"}},
         {"30 digits", "+QNWINFO: ,,123456789012345678901234567890", {"CELL_BAND int 2147483647"}},
         {"two fields only", R"(+QNWINFO: "HSPA+","310410")", {}},

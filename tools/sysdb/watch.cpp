@@ -3,8 +3,6 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
-#include <ctime>
 #include <map>
 #include <vector>
 
@@ -12,6 +10,7 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+#include "posix/clock.h"
 #include "posix/descriptor.h"
 #include "store/reader.h"
 #include "store/value_text.h"
@@ -27,25 +26,13 @@ constexpr int GATHER_MS = 50;
 // Each key with what is printed behind it. Compared as text, so that a nan is equal to itself.
 using shown_values = std::map<std::string, std::string>;
 
-std::string time_now() {
-    timespec now = {};
-    clock_gettime(CLOCK_REALTIME, &now);
-    tm parts = {};
-    gmtime_r(&now.tv_sec, &parts);
-    std::array<char, 32> date = {};
-    std::array<char, 48> text = {};
-    std::strftime(date.data(), date.size(), "%FT%T", &parts);
-    std::snprintf(text.data(), text.size(), "%s.%03ldZ", date.data(), now.tv_nsec / 1'000'000);
-    return text.data();
-}
-
 class printed_form {
 public:
     printed_form(bool json, bool with_time) : json_(json), with_time_(with_time) {}
 
     // What all lines of one look begin with.
     std::string head() const {
-        const std::string time = with_time_ ? time_now() : "";
+        const std::string time = with_time_ ? utc_text(seconds_since_1970()) : "";
         if (json_) {
             return with_time_ ? "{\"time\": \"" + time + "\", " : "{";
         }

@@ -199,6 +199,7 @@ std::optional<double> best_signals::of(const view::leg &one, view::quantity what
 }
 
 std::vector<line> lay_out_antenna(const view::picture &known, const best_signals &best, const page &on) {
+    const auto fits = [&on](const std::string &text) { return columns(text) <= on.width; };
     const std::vector<panel> panels = panels_of(known, best);
     std::vector<line> lines = lay_out_head(known, panels.size(), on);
     std::vector<line> values = on.width >= NARROWEST ? large_panels(panels, on) : std::vector<line>();
@@ -215,7 +216,10 @@ std::vector<line> lay_out_antenna(const view::picture &known, const best_signals
     const std::string period = " A new value every 4 to 5 s.";
     const std::string bell = period + " The bell rings for a better " +
                              (panels.empty() ? "one" : view::scale_of(panels.front().value.what).label) + ".";
-    lines.emplace_back(columns(bell) <= on.width ? bell : period, style::dim);
+    const std::array<std::string, 3> forms{bell, period, " New every 4 to 5 s."};
+    if (const auto *form = std::ranges::find_if(forms, fits); form != forms.end()) {
+        lines.emplace_back(*form, style::dim);
+    }
     cut_to(lines, on);
     return lines;
 }

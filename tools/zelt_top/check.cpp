@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <string_view>
 
@@ -82,12 +81,6 @@ bool is_wrong(const std::optional<double> &limit, double value, bool above) {
 severity worse(severity one, severity other) {
     constexpr std::array<int, 4> RANKS{0, 2, 3, 1};  // in the order of the enumeration
     return RANKS.at(static_cast<std::size_t>(one)) < RANKS.at(static_cast<std::size_t>(other)) ? other : one;
-}
-
-std::string as_written(double value) {
-    std::array<char, 40> text{};
-    std::snprintf(text.data(), text.size(), "%.10g", value);
-    return text.data();
 }
 
 // What one item comes to.

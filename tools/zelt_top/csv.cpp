@@ -1,21 +1,17 @@
 #include "tools/zelt_top/csv.h"
 
-#include <array>
 #include <cmath>
-#include <cstdio>
 #include <string_view>
 
+#include "posix/clock.h"
 #include "tools/zelt_top/named_values.h"
-#include "view/utc_time.h"
 
 namespace zelt_top {
 
 namespace {
 
 std::string text_of(double value) {
-    std::array<char, 40> text{};
-    std::snprintf(text.data(), text.size(), "%.10g", value);
-    return text.data();
+    return as_written(value);
 }
 
 std::string text_of(bool flag) {
@@ -46,46 +42,54 @@ std::string quoted(const std::string &text) {
     return result + '"';
 }
 
-struct source {
-    const view::picture &known;
-    const view::reading &database;
-};
-
 struct column {
     const char *name;
-    std::string (*text)(const source &from, const char *name);
+    std::string (*text)(const view::picture &known, const char *name);
 };
 
-std::string fact_text(const source &from, const char *name) {
-    const view::fact *const found = find_fact(from.known, name);
+template <auto member>
+std::string own(const view::picture &known, const char * /*name*/) {
+    return text_of(known.*member);
+}
+
+template <auto member>
+std::string of_station(const view::picture &known, const char * /*name*/) {
+    return known.lte_station ? std::to_string(*known.lte_station.*member) : "";
+}
+
+template <auto member>
+std::string of_owner(const view::picture &known, const char * /*name*/) {
+    return text_of(*known.owner.*member);
+}
+
+std::string state_text(const view::picture &known, const char * /*name*/) {
+    return view::name_of(known.state);
+}
+
+std::string fact_text(const view::picture &known, const char *name) {
+    const view::fact *const found = find_fact(known, name);
     return found == nullptr ? "" : std::visit([](const auto &stored) { return text_of(stored); }, found->value);
 }
 
-std::string signal_text(const source &from, const char *name) {
-    const view::signal_value *const found = find_signal(from.known, name);
+std::string signal_text(const view::picture &known, const char *name) {
+    const view::signal_value *const found = find_signal(known, name);
     return found == nullptr ? "" : text_of(found->value);
 }
 
-// The order is part of what programs rely on: new columns go to the end.
+// Behind the time. The order is part of what programs rely on: new columns go to the end.
 constexpr auto COLUMNS = std::to_array<column>({
-    {"time", [](const source &from,
-                const char *) { return from.database.taken_at ? view::utc_text(*from.database.taken_at) : ""; }},
-    {"state", [](const source &from, const char *) { return std::string(view::name_of(from.known.state)); }},
-    {"seconds_since_update", [](const source &from, const char *) { return text_of(from.known.updated); }},
-    {"model", [](const source &from, const char *) { return text_of(from.known.model); }},
-    {"technology", [](const source &from, const char *) { return from.known.technology; }},
-    {"operator", [](const source &from, const char *) { return text_of(from.known.carrier_name); }},
-    {"registered", [](const source &from, const char *) { return text_of(from.known.registered); }},
-    {"roaming", [](const source &from, const char *) { return text_of(from.known.roaming); }},
-    {"mcc", [](const source &from, const char *) { return text_of(from.known.mcc); }},
-    {"mnc", [](const source &from, const char *) { return text_of(from.known.mnc); }},
+    {"state", state_text},
+    {"seconds_since_update", own<&view::picture::updated>},
+    {"model", own<&view::picture::model>},
+    {"technology", own<&view::picture::technology>},
+    {"operator", own<&view::picture::carrier_name>},
+    {"registered", own<&view::picture::registered>},
+    {"roaming", own<&view::picture::roaming>},
+    {"mcc", own<&view::picture::mcc>},
+    {"mnc", own<&view::picture::mnc>},
     {"id", fact_text},
-    {"enodeb",
-     [](const source &from,
-        const char *) { return from.known.lte_station ? std::to_string(from.known.lte_station->enodeb) : ""; }},
-    {"sector",
-     [](const source &from,
-        const char *) { return from.known.lte_station ? std::to_string(from.known.lte_station->sector) : ""; }},
+    {"enodeb", of_station<&view::station::enodeb>},
+    {"sector", of_station<&view::station::sector>},
     {"pci", fact_text},
     {"tac", fact_text},
     {"lac", fact_text},
@@ -109,21 +113,21 @@ constexpr auto COLUMNS = std::to_array<column>({
     {"nr_rsrq", signal_text},
     {"nr_sinr", signal_text},
     {"nr_sqi", signal_text},
-    {"link_up", [](const source &from, const char *) { return text_of(from.known.link_up); }},
-    {"ipv4", [](const source &from, const char *) { return text_of(from.known.address); }},
+    {"link_up", own<&view::picture::link_up>},
+    {"ipv4", own<&view::picture::address>},
 });
 constexpr auto SUBSCRIBER_COLUMNS = std::to_array<column>({
-    {"imsi", [](const source &from, const char *) { return text_of(from.known.owner->imsi); }},
-    {"directory_number", [](const source &from, const char *) { return text_of(from.known.owner->directory_number); }},
-    {"iccid", [](const source &from, const char *) { return text_of(from.known.owner->iccid); }},
+    {"imsi", of_owner<&view::subscriber::imsi>},
+    {"directory_number", of_owner<&view::subscriber::directory_number>},
+    {"iccid", of_owner<&view::subscriber::iccid>},
 });
 
 }  // namespace
 
 std::string csv_header(bool with_subscriber) {
-    std::string header;
+    std::string header = "time";
     for (const column &one : COLUMNS) {
-        header += (header.empty() ? "" : ",") + std::string(one.name);
+        header += "," + std::string(one.name);
     }
     for (const column &one : SUBSCRIBER_COLUMNS) {
         header += with_subscriber ? "," + std::string(one.name) : "";
@@ -132,18 +136,12 @@ std::string csv_header(bool with_subscriber) {
 }
 
 std::string csv_row(const view::picture &known, const view::reading &database) {
-    const source from{known, database};
-    std::string row;
-    const auto add = [&](const column &one) {
-        row += (&one == COLUMNS.data() ? "" : ",") + quoted(one.text(from, one.name));
-    };
+    std::string row = utc_text(database.taken_at);
     for (const column &one : COLUMNS) {
-        add(one);
+        row += "," + quoted(one.text(known, one.name));
     }
     for (const column &one : SUBSCRIBER_COLUMNS) {
-        if (known.owner) {
-            add(one);
-        }
+        row += known.owner ? "," + quoted(one.text(known, one.name)) : "";
     }
     return row + '\n';
 }

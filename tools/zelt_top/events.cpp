@@ -2,14 +2,14 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cmath>
 #include <csignal>
-#include <system_error>
 
 #include <poll.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
+
+#include "posix/failure.h"
 
 namespace zelt_top {
 
@@ -30,9 +30,7 @@ int open_signals() {
     }
     sigprocmask(SIG_BLOCK, &set, nullptr);
     const int fd = signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC);
-    if (fd < 0) {
-        throw std::system_error(errno, std::generic_category(), "signalfd");
-    }
+    throw_unless(fd >= 0, "signalfd");
     return fd;
 }
 

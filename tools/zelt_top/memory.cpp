@@ -12,15 +12,10 @@ std::optional<double> since(const std::optional<double> &then, double now) {
     return then ? std::optional(now - *then) : std::nullopt;
 }
 
-const view::any_value *find(const view::snapshot &cell, const std::string &key) {
-    const auto found = cell.find(key);
-    return found == cell.end() ? nullptr : &found->second;
-}
-
 bool link_differs(const view::snapshot &before, const view::snapshot &after) {
-    const view::any_value *was = find(before, "CELL_CONNECTED");
-    const view::any_value *is = find(after, "CELL_CONNECTED");
-    return was != nullptr && is != nullptr && *was != *is;
+    const view::maybe<bool> was = view::find_flag(before, "CELL_CONNECTED");
+    const view::maybe<bool> is = view::find_flag(after, "CELL_CONNECTED");
+    return was.known() && is.known() && was.value != is.value;
 }
 
 constexpr double MISSING = std::numeric_limits<double>::quiet_NaN();

@@ -1,6 +1,8 @@
 #include "tools/zelt_top/named_values.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
 #include <vector>
 
 namespace zelt_top {
@@ -50,6 +52,12 @@ const view::fact *find_fact(const view::picture &known, std::string_view name) {
         found = found != nullptr ? found : find_in(known.radio, name);
     }
     return found;
+}
+
+std::string as_written(double value) {
+    std::array<char, 40> text{};
+    std::snprintf(text.data(), text.size(), "%.10g", value);
+    return text.data();
 }
 
 }  // namespace zelt_top

@@ -1,16 +1,17 @@
 #include "tools/zelt_top/runtime_state.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
-#include <ctime>
 #include <sstream>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "posix/clock.h"
 #include "posix/descriptor.h"
 #include "posix/device_holders.h"
 #include "view/characters.h"
@@ -54,23 +55,11 @@ view::runtime_state::process look_for_daemon(const std::string &pid_file) {
 std::optional<double> seconds_since(const std::string &path) {
     auto file = beginning_of(path);
     std::uint32_t then = 0;
-    timespec now{};
-    if (!file || !(*file >> then) || clock_gettime(CLOCK_BOOTTIME, &now) != 0 || then > now.tv_sec) {
+    const long long now = seconds_since_boot();
+    if (!file || !(*file >> then) || then > now) {
         return std::nullopt;  // a time still to come was left by another boot
     }
-    return static_cast<double>(now.tv_sec - then);
-}
-
-// By its time of change; nothing when there is none, or when the clock was set since.
-std::optional<double> age_of(const std::string &file) {
-    struct stat status {};
-    timespec now{};
-    if (stat(file.c_str(), &status) != 0 || clock_gettime(CLOCK_REALTIME, &now) != 0 || status.st_mtime > now.tv_sec) {
-        return std::nullopt;
-    }
-    constexpr time_t LONGEST_BELIEVED = time_t{30} * 86400;  // routers start without the time of day
-    const time_t age = now.tv_sec - status.st_mtime;
-    return age < LONGEST_BELIEVED ? std::optional(static_cast<double>(age)) : std::nullopt;
+    return static_cast<double>(now - then);
 }
 
 std::string first_word(const std::string &path) {
@@ -93,11 +82,25 @@ std::string find_holder(const std::string &port, const std::string &daemon) {
 
 }  // namespace
 
+std::optional<double> age_of_file(const std::string &path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) {
+        return std::nullopt;
+    }
+    const timespec &then = status.st_mtim;
+    const double age =
+        seconds_since_1970() - static_cast<double>(then.tv_sec) - static_cast<double>(then.tv_nsec) * 1e-9;
+    // Routers start without the time of day; when it is set, older records turn out years old or of the future.
+    constexpr double LONGEST_BELIEVED = 30.0 * 86400;
+    // File times are those of the last tick, a little behind.
+    return age > -1 && age < LONGEST_BELIEVED ? std::optional(std::max(age, 0.0)) : std::nullopt;
+}
+
 view::runtime_state read_runtime_state(const runtime_files &files, bool port_troubled) {
     view::runtime_state around{look_for_daemon(files.pid_file), !exists(files.running), exists(files.module_device),
                                seconds_since(files.link_change)};
     around.module_in_box = exists(files.module_in_box);
-    around.seconds_locked = age_of(files.lock);
+    around.seconds_locked = age_of_file(files.lock);
     if (port_troubled || around.seconds_locked.value_or(0) > OLD_LOCK_SECONDS) {
         around.holder = find_holder(files.module_device, first_word(files.pid_file));
         // Other users' descriptors are root's to see; the box has process numbers of its own.

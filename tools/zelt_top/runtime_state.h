@@ -2,6 +2,7 @@
 // device; never logs.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "view/observation.h"
@@ -20,5 +21,8 @@ struct runtime_files {
 
 // Only in trouble, or when the lock is old, it is worth looking through all programs for one that has the port open.
 view::runtime_state read_runtime_state(const runtime_files &files, bool port_troubled);
+
+// Seconds since it was written; nothing when there is no such file, or when the clock was set since.
+std::optional<double> age_of_file(const std::string &path);
 
 }  // namespace zelt_top

@@ -115,7 +115,7 @@ TEST(antenna, window_of_twenty_by_five_shows_both_legs) {
                                                                   " Registered at home.\n"
                                                                   " RSRP -\n"
                                                                   " SINR 12.4 (0)\n"
-                                                                  " A new value every 4\n");
+                                                                  " New every 4 to 5 s.\n");
 }
 
 TEST(antenna, wide_window_without_the_height_says_what_is_cut) {

@@ -1,11 +1,21 @@
-#include "view/utc_time.h"
+#include "posix/clock.h"
 
 #include <array>
 #include <cmath>
 #include <cstdio>
 #include <ctime>
 
-namespace view {
+long long seconds_since_boot() {
+    timespec now{};
+    clock_gettime(CLOCK_BOOTTIME, &now);
+    return now.tv_sec;
+}
+
+double seconds_since_1970() {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
 
 std::string utc_text(double seconds) {
     const double whole = std::floor(seconds);
@@ -18,5 +28,3 @@ std::string utc_text(double seconds) {
     std::snprintf(text.data(), text.size(), "%s.%03dZ", date.data(), static_cast<int>((seconds - whole) * 1000));
     return text.data();
 }
-
-}  // namespace view
