@@ -57,7 +57,7 @@ full() {
     ! "$@" >/packages/full.log 2>&1 || fault "on a full disk: $*"
     grep -q 'No space left on device' /packages/full.log || { cat /packages/full.log && fault 'no word of the full disk'; }
     umount "$folder"
-    rm -r "$copy"
+    rm -rf "$copy" /run/mount # the second is of mount(8)
     rmdir "$folder" 2>/dev/null || true
 }
 

@@ -44,6 +44,7 @@ started_again() {
     [ "$(systemctl show -P NRestarts zelt-stats)" = 1 ] && systemctl is-active --quiet zelt-stats
 }
 becomes 'no new start after a crash' started_again
+rm -f /tmp/zelt.cli # a crash within an exchange leaves the port's lock behind, and the daemon waits for it
 becomes 'no values after a crash' value_is CELL_RSRP -95
 systemctl stop zelt-stats
 [ ! -e /tmp/zstats.running ] || fault 'the permission outlives the service'
