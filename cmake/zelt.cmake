@@ -44,10 +44,13 @@ function(zelt_tell_version TARGET)
 endfunction()
 
 # The sources of tests are compiled for the shortest build: half of all compile time is theirs, and most of that the
-# headers of GoogleTest. What they test is compiled as it ships. The linter reads each source without the precompiled headers, and
-# finds a missing include.
+# headers of GoogleTest. What they test is compiled as it ships. The linter reads each source without the precompiled
+# headers, and finds a missing include.
 add_library(zelt_test_flags INTERFACE)
-target_compile_options(zelt_test_flags INTERFACE $<$<CONFIG:RelWithDebInfo>:-O0 -g0> $<$<BOOL:${ZELT_SANITIZE}>:-g1>)
+target_compile_options(zelt_test_flags INTERFACE $<$<CONFIG:RelWithDebInfo>:-O0 -g0>)
+if(ZELT_SANITIZE)
+  target_compile_options(zelt_test_flags INTERFACE -g1)  # the lines of a trace
+endif()
 function(zelt_compile_as_test TARGET)
   target_link_libraries(${TARGET} PRIVATE zelt_test_flags)
   target_precompile_headers(${TARGET} REUSE_FROM zelt_test_headers)
