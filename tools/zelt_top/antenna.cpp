@@ -159,9 +159,8 @@ line short_row(const panel &one) {
 std::vector<line> plain_panels(std::vector<panel> panels, std::size_t head, const page &on) {
     const std::size_t room = on.height == 0 ? panels.size() : on.height - std::min(on.height, head);
     if (panels.size() > room) {
-        std::stable_partition(panels.begin(), panels.end(), [](const panel &one) {
-            return one.is_strength;
-        });  // the one of ranges: not with clang 14
+        // Not the one of std::ranges, which clang 14 cannot compile with the library of g++ 12.
+        std::stable_partition(panels.begin(), panels.end(), [](const panel &one) { return one.is_strength; });
     }
     std::vector<line> rows;
     std::ranges::transform(panels, std::back_inserter(rows), plain_row);
