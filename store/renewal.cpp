@@ -33,14 +33,19 @@ public:
             fd_ = descriptor(open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
             if (!fd_.is_open()) {
                 error_ = errno;
+                if (error_ == ENOENT) {
+                    continue;  // its holder took it away in between, or there is nothing to make it in
+                }
                 return;
             }
             struct stat status = {};
             is_ours_ = flock(fd_.get(), LOCK_EX) == 0 && fstat(fd_.get(), &status) == 0 &&
                        identity_of(status) == identity_of(folder_);  // else its holder took it away
+            error_ = is_ours_ ? 0 : EAGAIN;
         }
-        error_ = is_ours_ ? 0 : EAGAIN;
-        clear(folder_);
+        if (is_ours_) {
+            clear(folder_);
+        }
     }
     ~workshop() {
         if (is_ours_) {

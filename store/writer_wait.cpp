@@ -58,6 +58,10 @@ bool are_writer_waits_over() {
 int run_writer_wait(int (*call)(void *) noexcept, void *context) {
     static double waited_s = 0;
     handle_alarms();
+    if (is_ending && waited_s >= PATIENCE_S) {  // in short waits, none of which was left
+        has_given_up = true;
+        return ETIMEDOUT;
+    }
     const double begin = is_ending ? now() : 0;
     is_waiting = true;
     if (is_ending) {

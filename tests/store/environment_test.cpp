@@ -2,6 +2,7 @@
 #include "store/environment.h"
 
 #include <cerrno>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "store/renewal.h"
@@ -201,6 +203,32 @@ TEST_F(environment, a_file_cut_short_is_a_fault_of_the_transaction_that_meets_it
         EXPECT_EQ(transaction.get("K", &value), 0);
         EXPECT_EQ(value, sysdb_value(3));
     }
+}
+
+// The two heads and the pages of the first commit are all that has room; the second one needs pages of its own.
+TEST_F(environment, what_a_commit_without_room_held_comes_only_when_it_is_written_again) {
+    ASSERT_EQ(put({{"K", 1}}), 0);
+    const std::string before = content_of(file("data.mdb"));
+    other_process full([&] {
+        signal(SIGXFSZ, SIG_IGN);
+        sysdb_environment opened;
+        sysdb_transaction transaction;
+        const rlimit limit = {before.size(), RLIM_INFINITY};
+        const rlimit none = {RLIM_INFINITY, RLIM_INFINITY};
+        EXPECT_EQ(opened.open(directory_, sysdb_access::create), 0);
+        EXPECT_EQ(transaction.begin(opened, "CELL", sysdb_access::create), 0);
+        EXPECT_EQ(transaction.put("K", 2), 0);
+        EXPECT_EQ(transaction.put("ONCE", 3), 0);
+        setrlimit(RLIMIT_FSIZE, &limit);
+        EXPECT_EQ(transaction.commit(), EFBIG);
+        setrlimit(RLIMIT_FSIZE, &none);
+        EXPECT_EQ(transaction.begin(opened, "CELL", sysdb_access::create), 0) << "the next one is not troubled";
+        EXPECT_EQ(transaction.put("K", 2), 0);
+        EXPECT_EQ(transaction.commit(), 0);
+        return testing::Test::HasFailure() ? 1 : 0;
+    });
+    EXPECT_EQ(full.wait(), 0);
+    EXPECT_EQ(list("CELL"), (sysdb_values{{"K", 2}}));
 }
 
 // As another program's does, or a damaged number in the file.

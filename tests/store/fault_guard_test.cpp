@@ -114,7 +114,11 @@ void end_the_wait(int) {
 }
 
 TEST(fault_guard, a_timer_ends_a_wait) {
-    std::signal(SIGALRM, end_the_wait);
+    struct sigaction action = {};
+    struct sigaction before = {};
+    action.sa_handler = end_the_wait;
+    action.sa_flags = SA_NODEFER;  // behind the jump it would stay blocked
+    ASSERT_EQ(sigaction(SIGALRM, &action, &before), 0);
     const pipe_ends never_written;
     const itimerval soon = {{0, 0}, {0, 20'000}};
     const int fd = never_written.read_end.get();
@@ -124,7 +128,7 @@ TEST(fault_guard, a_timer_ends_a_wait) {
                   return static_cast<int>(read(fd, &byte, 1));
               }),
               MDB_PANIC);
-    std::signal(SIGALRM, SIG_DFL);
+    sigaction(SIGALRM, &before, nullptr);
 }
 
 TEST(fault_guard, a_fault_outside_of_a_call_ends_the_process) {
