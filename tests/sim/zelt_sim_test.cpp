@@ -120,7 +120,7 @@ TEST_F(box, a_daemon_that_does_not_end_is_killed) {
 
 TEST_F(box, an_awaited_end_is_fine_and_a_new_start_too) {
     const std::string scenario =
-        "at 100ms\nsignal KILL\nafter exit KILL\nexpect-file /tmp/starts\n| x\nstart\nat 500ms\nexpect-file "
+        "at 100ms\nsignal KILL\nafter exit KILL\nexpect-file /tmp/starts\n| x\nstart\nat 3s\nexpect-file "
         "/tmp/starts\n| xx\nend\n";
     const shell_outcome result = run(scenario, std::string("printf x >> /tmp/starts\n") + OBEDIENT);
     EXPECT_EQ(result.status, 0) << result.output;
@@ -256,7 +256,7 @@ TEST_F(box, ends_when_nobody_reads_the_journal) {
 TEST_F(box, the_host_is_read_only_and_the_network_private) {
     // lo; wwan0, eth0 and eth1, each with its other end.
     const std::string daemon = "touch /etc/box_test\ngrep -c : /proc/net/dev > /tmp/interfaces\n";
-    const shell_outcome result = run("at 500ms\nexpect-file /tmp/interfaces\n| 7\n|\nend\n", daemon + OBEDIENT);
+    const shell_outcome result = run("at 3s\nexpect-file /tmp/interfaces\n| 7\n|\nend\n", daemon + OBEDIENT);
     EXPECT_EQ(result.status, 0) << result.output;
     EXPECT_THAT(result.output, HasSubstr("/etc/box_test"));  // the refusal
     EXPECT_FALSE(fs::exists("/etc/box_test"));
@@ -290,14 +290,14 @@ TEST_F(box, log_lines_count_cycles) {
 
 TEST_F(box, commands_of_the_router_are_told_with_their_arguments) {
     const shell_outcome result =
-        run("at 500ms\nexpect-run\n| cmd_netgen WWAN_RESET\n| iptables -t mangle \" x\"\nend\n",
+        run("at 3s\nexpect-run\n| cmd_netgen WWAN_RESET\n| iptables -t mangle \" x\"\nend\n",
             "/usr/bin/cmd_netgen WWAN_RESET && /usr/sbin/iptables -t mangle ' x'\n" + std::string(OBEDIENT));
     EXPECT_EQ(result.status, 0) << result.output;
 }
 
 TEST_F(box, programs_end_as_the_scenario_says) {
     const std::string scenario = "program /run/qos status 3\nprogram /usr/sbin/conntrack status 1\nqmicli\n| a  b\n"
-                                 "program /usr/bin/wwan-up\nremove /usr/bin/wwan-up\nat 500ms\nexpect-file /tmp/seen\n"
+                                 "program /usr/bin/wwan-up\nremove /usr/bin/wwan-up\nat 3s\nexpect-file /tmp/seen\n"
                                  "| 3 1 0 a  b 127\n|\nexpect-journal\n| run qos stop\n| run conntrack -F\n"
                                  "| run cmd_ddns stop\n| run qmicli -d x\nend\n";
     const std::string daemon = "/run/qos stop; a=$?; /usr/sbin/conntrack -F; b=$?; cmd_ddns stop; c=$?\n"
@@ -308,13 +308,13 @@ TEST_F(box, programs_end_as_the_scenario_says) {
 
 TEST_F(box, the_interfaces_tool_is_the_real_one_but_for_the_route_cache) {
     const shell_outcome result =
-        run("at 500ms\nexpect-journal\n| run ip route flush cache\nexpect-interface eth1 down\nend\n",
+        run("at 3s\nexpect-journal\n| run ip route flush cache\nexpect-interface eth1 down\nend\n",
             "/sbin/ip link set eth1 down; /sbin/ip route flush cache\n" + std::string(OBEDIENT));
     EXPECT_EQ(result.status, 0) << result.output;
 }
 
 TEST_F(box, kernel_settings_of_wwan0_can_be_written) {
-    const std::string scenario = "at 500ms\nexpect-file /sys/class/net/wwan0/qmi/raw_ip\n| 1\n|\n"
+    const std::string scenario = "at 3s\nexpect-file /sys/class/net/wwan0/qmi/raw_ip\n| 1\n|\n"
                                  "expect-file /proc/sys/net/ipv4/conf/wwan0/proxy_arp\n| 1\n|\nend\n";
     const std::string daemon = "echo 1 > /sys/class/net/wwan0/qmi/raw_ip\n"
                                "echo 1 > /proc/sys/net/ipv4/conf/wwan0/proxy_arp\n";
@@ -324,8 +324,8 @@ TEST_F(box, kernel_settings_of_wwan0_can_be_written) {
 
 // 1883 is 075B in the list of listeners.
 TEST_F(box, a_broker_comes_and_goes_and_may_be_told_so_twice) {
-    const std::string scenario = "broker start\nbroker start\nat 500ms\nexpect-file /tmp/first\n| 1\n|\nbroker stop\n"
-                                 "broker stop\ntouch /tmp/stopped\nat 1s\nexpect-file /tmp/second\n| 0\n|\n"
+    const std::string scenario = "broker start\nbroker start\nat 3s\nexpect-file /tmp/first\n| 1\n|\nbroker stop\n"
+                                 "broker stop\ntouch /tmp/stopped\nat 6s\nexpect-file /tmp/second\n| 0\n|\n"
                                  "broker start\nexpect-no-message\nend\n";
     const std::string daemon = "grep -c ' 0100007F:075B 0*:0000 0A' /proc/net/tcp > /tmp/first\n"
                                "while [ ! -e /tmp/stopped ]; do sleep 0.05; done\n"
@@ -336,7 +336,7 @@ TEST_F(box, a_broker_comes_and_goes_and_may_be_told_so_twice) {
 
 TEST_F(box, files_come_and_go) {
     const std::string scenario = "write /tmp/a\n| one\n| two\\\ntouch /tmp/b\ndirectory /tmp/c\nwrite /tmp/d\n| x\n"
-                                 "remove /tmp/d\nconfig\n| {}\nat 500ms\nexpect-file /tmp/a\n| one\n| two\nexpect-file "
+                                 "remove /tmp/d\nconfig\n| {}\nat 3s\nexpect-file /tmp/a\n| one\n| two\nexpect-file "
                                  "/tmp/b\n| \\\nexpect-file /tmp/seen\n| c is a folder, d is not there, {}\n|\nend\n";
     const std::string daemon = "[ -d /tmp/c ] && [ ! -e /tmp/d ] && "
                                "echo c is a folder, d is not there, $(cat $ZELT_CONFIG) > /tmp/seen\n";
@@ -371,9 +371,9 @@ TEST_F(box, another_program_tells_the_modules_name_before_the_daemon_starts) {
 TEST_F(box, wwan0_gets_and_loses_an_address) {
     const std::string daemon = "while :; do sleep 0.05; ip -4 -o address show dev wwan0 | "
                                "awk '{ print $4 }' > /tmp/now; cp /tmp/now /tmp/address; done\n";
-    const std::string scenario = "address 10.1.2.3/30\nat 1s\nexpect-file /tmp/address\n| 10.1.2.3/30\n|\naddress "
-                                 "10.1.2.7/29\nat 2s\nexpect-file /tmp/address\n| 10.1.2.7/29\n|\naddress none\nat "
-                                 "3s\nexpect-file /tmp/address\n| \\\nend\n";
+    const std::string scenario = "address 10.1.2.3/30\nat 3s\nexpect-file /tmp/address\n| 10.1.2.3/30\n|\naddress "
+                                 "10.1.2.7/29\nat 6s\nexpect-file /tmp/address\n| 10.1.2.7/29\n|\naddress none\nat "
+                                 "9s\nexpect-file /tmp/address\n| \\\nend\n";
     const shell_outcome result = run(scenario, daemon);
     EXPECT_EQ(result.status, 0) << result.output;
 }
